@@ -1,0 +1,37 @@
+# Two commands do everything on a fresh Debian machine:
+#   make demo   build and run the main example
+#   make test   build and run every test (plain, then under ASan + UBSan)
+.PHONY: all deps demo test test-dev test-asan test-tsan bench fuzz cross-test format clean
+
+all: test
+
+deps:
+	@scripts/install-deps.sh build
+
+demo: deps
+	@cmake --preset release >/dev/null
+	@cmake --build --preset release --target navreq_envelope_demo >/dev/null
+	@build/release/examples/navreq_envelope_demo
+
+test: test-dev test-asan test-tsan
+
+test-dev: deps
+	cmake --preset dev
+	cmake --build --preset dev
+	ctest --preset dev
+
+test-asan: deps
+	cmake --preset asan
+	cmake --build --preset asan
+	ctest --preset asan
+
+test-tsan: deps
+	cmake --preset tsan
+	cmake --build --preset tsan
+	ctest --preset tsan --no-tests=ignore
+
+format:
+	git ls-files '*.h' '*.cpp' | xargs clang-format -i
+
+clean:
+	rm -rf build

@@ -1,0 +1,65 @@
+// Seams of the default engine services (library navreq::services).
+//
+// Each override is installed for the calling thread only and removed when the
+// guard goes out of scope, so a test that pins the clock or breaks the
+// compressor cannot leak into the next test or into other threads. Guards
+// nest; the innermost one wins.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace navreq {
+namespace services {
+
+using GzipFunction = std::function<bool(std::vector<char>& in, std::vector<char>& out)>;
+using ClockFunction = std::function<std::int64_t()>;
+// Receives every Log::record call with its message already formatted.
+using LogSink = std::function<void(int level, int event, const std::string& message)>;
+
+class ScopedGzip {
+ public:
+  explicit ScopedGzip(GzipFunction gzip);
+  ~ScopedGzip();
+  ScopedGzip(const ScopedGzip&) = delete;
+  ScopedGzip& operator=(const ScopedGzip&) = delete;
+
+ private:
+  GzipFunction previous_;
+};
+
+class ScopedClock {
+ public:
+  explicit ScopedClock(std::int64_t fixed_ms);
+  explicit ScopedClock(ClockFunction clock);
+  ~ScopedClock();
+  ScopedClock(const ScopedClock&) = delete;
+  ScopedClock& operator=(const ScopedClock&) = delete;
+
+ private:
+  ClockFunction previous_;
+};
+
+// Without a sink, log lines are discarded.
+class ScopedLogSink {
+ public:
+  explicit ScopedLogSink(LogSink sink);
+  ~ScopedLogSink();
+  ScopedLogSink(const ScopedLogSink&) = delete;
+  ScopedLogSink& operator=(const ScopedLogSink&) = delete;
+
+ private:
+  LogSink previous_;
+};
+
+// The default compressor (zlib, deflate level 6, gzip framing), usable by an
+// override that wants to wrap it.
+bool DefaultGZipCompress(const std::vector<char>& in, std::vector<char>& out);
+
+// Earth radius used by math::CalcDistanceFromLatLon, in metres.
+constexpr double kEarthRadiusMetres = 6371008.8;
+
+}  // namespace services
+}  // namespace navreq

@@ -1,0 +1,46 @@
+#!/usr/bin/env bash
+# Installs the Debian packages navreq needs, only those missing. Silent when
+# everything is there; runs `apt-get update` only when something must be installed.
+#
+#   scripts/install-deps.sh [GROUP...]   groups: build (default), bench, cross
+set -euo pipefail
+
+build_pkgs=(
+  cmake make g++ pkg-config   # toolchain
+  zlib1g-dev                  # gzip of request bodies
+  nanopb libnanopb-dev        # protocol-buffers stop event (generator + runtime)
+  nlohmann-json3-dev          # the tool's parameter JSON
+  libcli11-dev                # the tool's command line
+  libgtest-dev libgmock-dev   # tests
+  clang libclang-rt-14-dev    # sanitizer and fuzzer builds
+  python3                     # nanopb generator
+)
+bench_pkgs=(libbenchmark-dev libprotobuf-dev protobuf-compiler libdeflate-dev valgrind)
+cross_pkgs=(g++-aarch64-linux-gnu g++-s390x-linux-gnu qemu-user)
+
+groups=("$@")
+[ ${#groups[@]} -eq 0 ] && groups=(build)
+
+wanted=()
+for g in "${groups[@]}"; do
+  case "$g" in
+    build) wanted+=("${build_pkgs[@]}") ;;
+    bench) wanted+=("${bench_pkgs[@]}") ;;
+    cross) wanted+=("${cross_pkgs[@]}") ;;
+    *) echo "install-deps: unknown group '$g' (build, bench, cross)" >&2; exit 64 ;;
+  esac
+done
+
+missing=()
+for p in "${wanted[@]}"; do
+  status=$(dpkg-query -W -f='${Status}' "$p" 2>/dev/null || true)
+  [ "$status" = "install ok installed" ] || missing+=("$p")
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+echo "install-deps: installing ${missing[*]}"
+SUDO=""
+[ "$(id -u)" -ne 0 ] && SUDO="sudo"
+export DEBIAN_FRONTEND=noninteractive
+$SUDO apt-get update -qq
+$SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null

@@ -1,0 +1,16 @@
+// Per-thread overrides installed by the Scoped* guards.
+#pragma once
+
+#include "navreq/engine/service_overrides.h"
+
+namespace navreq {
+namespace services {
+namespace detail {
+
+GzipFunction& gzipOverride();
+ClockFunction& clockOverride();
+LogSink& logSink();
+
+}  // namespace detail
+}  // namespace services
+}  // namespace navreq
