@@ -119,10 +119,18 @@ struct FieldType<R, typename std::enable_if<std::is_base_of<KseStructBase, R>::v
                             &::navcore::ryn::FieldType<TYPE>::typeName,               \
                             &::navcore::ryn::FieldType<TYPE>::record},
 
+#define NAVKSE_MEMORY_MEMBER_(TYPE, NAME, INIT) TYPE NAME = INIT;
+#define NAVKSE_NO_MEMORY_MEMBERS_(M)
+
 // Defines the record NAME from its field list FIELDS (see the top of this file).
-#define NAVKSE_RECORD(NAME, FIELDS)                                                        \
+#define NAVKSE_RECORD(NAME, FIELDS) NAVKSE_RECORD_WITH_MEMORY(NAME, FIELDS, NAVKSE_NO_MEMORY_MEMBERS_)
+
+// Same, plus in-memory members that are never written: MEMORY is a list of
+// M(type, name, default) lines.
+#define NAVKSE_RECORD_WITH_MEMORY(NAME, FIELDS, MEMORY)                                    \
   struct NAME : ::navcore::ryn::KseStructBase {                                            \
     FIELDS(NAVKSE_FIELD_MEMBER_)                                                           \
+    MEMORY(NAVKSE_MEMORY_MEMBER_)                                                          \
     void writeTo(::navcore::ryn::KseOutputStream<::navcore::ryn::BufferWriter>& kse_os_)   \
         const {                                                                            \
       FIELDS(NAVKSE_FIELD_WRITE_)                                                          \
