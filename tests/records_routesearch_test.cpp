@@ -1,0 +1,265 @@
+// Byte layout of the route search body CarRouteReq and the small records that
+// only it nests, including the ranking side record.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "navreq/records/CarRankTrans.h"
+#include "navreq/records/navicore.h"
+#include "navreq/records/routesearch.h"
+#include "navreq/serialize.h"
+#include "support/record_tables.h"
+#include "support/wire.h"
+
+namespace {
+
+using namespace wire;
+using navkse::CarRankTrans::ToRankLimitCityInfo;
+using navkse::CarRankTrans::ToRankTransInfo;
+using navkse::common::Point;
+using navkse::common::SimplePOIRequestInfo;
+using navkse::routesearch::CarRouteReq;
+using navkse::routesearch::FavoriteRoute;
+using navkse::routesearch::FollowExplainControl;
+using navkse::routesearch::LimitArea;
+using navkse::routesearch::LinkingRouteMeta;
+using navkse::routesearch::PhExtraInfo;
+using navkse::routesearch::RoadLinkName;
+using tables::FieldHead;
+using tables::Hx;
+
+template <class R>
+std::string Encoded(const R& record) {
+  std::vector<char> out;
+  EXPECT_TRUE(zv_navi_core::SerializeKSE(record, out));
+  return Hex(out);
+}
+
+template <class R>
+std::vector<char> Raw(const R& record) {
+  std::vector<char> out;
+  EXPECT_TRUE(zv_navi_core::SerializeKSE(record, out));
+  return out;
+}
+
+// ---- CarRouteReq ------------------------------------------------------------
+
+TEST(CarRouteReqRecord, DefaultWrittenAloneIsTheWholeTable) {
+  EXPECT_EQ(Encoded(CarRouteReq()), tables::DefaultCarRouteReq());
+}
+
+TEST(CarRouteReqRecord, DefaultHasEveryTagButTwelveWithTheTablesTypes) {
+  // Type codes of the default values: 12 zero, 0 one byte (-1), 4 float,
+  // 6 short string, 8 map, 9 list, 10 record, 13 byte list.
+  const std::vector<FieldHead> expect = {
+      {0, 10},  {1, 10},  {2, 6},   {3, 12},  {4, 12},  {5, 12},  {6, 12},  {7, 12},  {8, 6},   {9, 12},
+      {10, 6},  {11, 6},  {13, 12}, {14, 6},  {15, 12}, {16, 9},  {17, 13}, {18, 9},  {19, 12}, {20, 12},
+      {21, 12}, {22, 6},  {23, 0},  {24, 9},  {25, 6},  {26, 6},  {27, 6},  {28, 12}, {29, 12}, {30, 12},
+      {31, 6},  {32, 10}, {33, 6},  {34, 10}, {35, 6},  {36, 0},  {37, 0},  {38, 0},  {39, 12}, {40, 0},
+      {41, 4},  {42, 12}, {43, 12}, {44, 10}, {45, 6},  {46, 6},  {47, 12}, {48, 12}, {49, 9},  {50, 6},
+      {51, 12}, {52, 6},  {53, 6},  {54, 9},  {55, 12}, {56, 12}, {57, 12}, {58, 12}, {59, 12}, {60, 12},
+      {61, 12}, {62, 6},  {63, 12}, {64, 12}, {65, 6},  {66, 12}, {67, 10}, {68, 12}, {69, 9},  {70, 9},
+      {71, 8},  {72, 8},  {73, 12}, {74, 12}, {75, 10}, {76, 10}, {77, 12}, {78, 12}, {79, 10}, {80, 10},
+      {81, 10}, {82, 10}, {83, 10}, {84, 9},  {85, 12}, {86, 10}, {87, 10}};
+  ASSERT_EQ(expect.size(), 87u);
+  const std::vector<FieldHead> got = tables::TopLevelHeads(Raw(CarRouteReq()));
+  ASSERT_EQ(got.size(), expect.size());
+  for (std::size_t i = 0; i < expect.size(); ++i) {
+    EXPECT_EQ(got[i].tag, expect[i].tag) << "field #" << i;
+    EXPECT_EQ(got[i].type, expect[i].type) << "field #" << i;
+  }
+}
+
+TEST(CarRouteReqRecord, DefaultLiteralRuns) {
+  const std::string h = Encoded(CarRouteReq());
+  // Tags 8 to 18: tag 11 is followed directly by tag 13.
+  EXPECT_NE(h.find(Hx("8600 9c a600 b600 dc e600 fc0f f9100c fd11000c f9120c")), std::string::npos);
+  // Tags 21 to 24: -1 at tag 23.
+  EXPECT_NE(h.find("fc15f61600f017fff9180c"), std::string::npos);
+  // Tags 35 to 42: -1 at 36, 37, 38 and 40, -1.0f at 41.
+  EXPECT_NE(h.find(Hx("f62300 f024ff f025ff f026ff fc27 f028ff f429bf800000 fc2a")), std::string::npos);
+  // The last field: the MMRequest with its defaults, closing the record.
+  EXPECT_EQ(h.substr(h.size() - 18), Hx("fa57 090c 1c 290c 3c 0b"));
+}
+
+TEST(CarRouteReqRecord, Uint32AllOnesGoesOutAsFourBillionInNineBytes) {
+  CarRouteReq r;
+  r.routeOption58 = 0xFFFFFFFFu;
+  r.feature_bits = 0x8828;  // above int16: four bytes
+  r.routeOption66 = 0x80000000u;
+  EXPECT_EQ(Encoded(r), tables::CarRouteReqWith({{58, Hx("f33a 00000000ffffffff")},
+                                                 {64, Hx("f240 00008828")},
+                                                 {66, Hx("f342 0000000080000000")}}));
+}
+
+TEST(CarRouteReqRecord, SideRecordMapInKeyOrderGuidanceBeforeRank) {
+  // "toGuidance": a default guidance side record, 16 bytes.
+  const std::string guidance = Hx("0c 1600 2c 3c 4c 5c 6c 7c 8c 9c ac bc cc dc ec");
+  // "toRank": ranking record with the single rank value 269, 10 bytes.
+  const std::string rank = Hx("090c 1c 290001 01010d 3c");
+  CarRouteReq r;
+  r.side_records["toRank"] = tables::FromHex(rank);  // inserted first on purpose
+  r.side_records["toGuidance"] = tables::FromHex(guidance);
+  const std::string tag72 =
+      Hx("f848 0002 060a746f47756964616e6365 1d000010") + guidance + Hx("0606746f52616e6b 1d00000a") + rank;
+  EXPECT_EQ(Encoded(r), tables::CarRouteReqWith({{72, tag72}}));
+}
+
+TEST(CarRouteReqRecord, SideRecordBytesAreWhatTheirRecordsWrite) {
+  EXPECT_EQ(Encoded(navkse::navicore::nav::ugs_cloud_info()),
+            Hx("0c 1600 2c 3c 4c 5c 6c 7c 8c 9c ac bc cc dc ec"));
+  ToRankTransInfo rank;
+  rank.rank_values = {269};
+  EXPECT_EQ(Encoded(rank), Hx("090c 1c 290001 01010d 3c"));
+}
+
+TEST(CarRouteReqRecord, FilledFieldsAndLists) {
+  CarRouteReq r;
+  r.via_points.resize(1);
+  r.viaPointFlags = {0};
+  r.field21 = 1;
+  r.field23 = 2;
+  r.field46 = "nav";
+  r.current_measure = 1.5f;
+  r.field9 = 40;
+  r.routeOption49 = {"a"};
+  EXPECT_EQ(Encoded(r), tables::CarRouteReqWith({{9, "9028"},
+                                                 {16, "f91000010a" + tables::DefaultSimplePOI() + "0b"},
+                                                 {17, "fd1100000100"},
+                                                 {21, "f01501"},
+                                                 {23, "f01702"},
+                                                 {41, "f4293fc00000"},
+                                                 {46, "f62e036e6176"},
+                                                 {49, "f9310001060161"}}));
+}
+
+TEST(CarRouteReqRecord, CopyIsDeep) {
+  CarRouteReq original;
+  original.side_records["toGuidance"] = {1, 2, 3};
+  original.via_points.resize(2);
+  original.limit_areas.resize(1);
+  original.limit_areas[0].vertices.resize(3);
+  original.cli_param.order_id_ = "id";
+  original.recent_fixes.resize(1);
+  const std::string before = Encoded(original);
+
+  CarRouteReq copy = original;
+  copy.side_records["toGuidance"].push_back(4);
+  copy.side_records["toRank"] = {9};
+  copy.via_points[0].primaryText = "changed";
+  copy.limit_areas[0].vertices[1].longitude = 5;
+  copy.cli_param.order_id_ = "other";
+  copy.recent_fixes[0].longitude = 1;
+  copy.ev_params.model.model_blob = {7};
+  EXPECT_EQ(Encoded(original), before);
+  EXPECT_NE(Encoded(copy), before);
+}
+
+// ---- Small records ------------------------------------------------------------
+
+TEST(PhExtraInfoRecord, DefaultAndFloats) {
+  EXPECT_EQ(Encoded(PhExtraInfo()), Hx("00ff 1a0c1c2c0b 290c 3600"));
+  EXPECT_EQ(Encoded(PhExtraInfo()), tables::DefaultPhExtraInfo());
+  PhExtraInfo p;
+  p.values = {1.5f, 0.0f};
+  EXPECT_EQ(Encoded(p), Hx("00ff 1a0c1c2c0b 290002 043fc00000 0400000000 3600"));
+}
+
+TEST(LimitAreaRecord, VerticesAreNestedPoints) {
+  EXPECT_EQ(Encoded(LimitArea()), "090c");
+  LimitArea a;
+  a.vertices.resize(1);
+  a.vertices[0].longitude = 116397128;
+  a.vertices[0].latitude = 39916527;
+  EXPECT_EQ(Encoded(a), Hx("090001 0a 0206f01448 12026113ef 2c 0b"));
+}
+
+TEST(FavoriteRouteRecord, Default) {
+  EXPECT_EQ(Encoded(FavoriteRoute()), "0c1600");
+  EXPECT_EQ(Encoded(FavoriteRoute()), tables::DefaultFavoriteRoute());
+}
+
+TEST(LinkingRouteMetaRecord, DefaultAndListOfLists) {
+  EXPECT_EQ(Encoded(LinkingRouteMeta()), Hx("0c 190c 2c 3600 4c 590c 690c"));
+  EXPECT_EQ(Encoded(LinkingRouteMeta()), tables::DefaultLinkingRouteMeta());
+  LinkingRouteMeta m;
+  m.point_lists = {{SimplePOIRequestInfo()}, {}};
+  m.field4 = INT64_C(-2147483648);
+  m.field5 = {"x"};
+  EXPECT_EQ(Encoded(m), Hx("0c 190002 090001 0a") + tables::DefaultSimplePOI() +
+                            Hx("0b 090c 2c 3600 4280000000 590001 060178 690c"));
+}
+
+TEST(RoadLinkNameRecord, Default) {
+  EXPECT_EQ(Encoded(RoadLinkName()), "0c1600");
+  RoadLinkName n;
+  n.link_id = INT64_C(0x123456789);
+  n.name = "n";
+  EXPECT_EQ(Encoded(n), Hx("030000000123456789 16016e"));
+}
+
+TEST(FollowExplainControlRecord, DefaultAndRoadLinks) {
+  EXPECT_EQ(Encoded(FollowExplainControl()), Hx("0c 1c 2c 3c 4c 5600 6600 790c 890c 9c"));
+  EXPECT_EQ(Encoded(FollowExplainControl()), tables::DefaultFollowExplainControl());
+  FollowExplainControl f;
+  f.road_links8.resize(1);
+  f.road_links8[0].link_id = 5;
+  f.road_links8[0].name = "n";
+  f.texts7 = {"", "ab"};
+  EXPECT_EQ(Encoded(f), Hx("0c 1c 2c 3c 4c 5600 6600 790002 0600 06026162 890001 0a 0005 16016e 0b 9c"));
+}
+
+TEST(ToRankRecords, Defaults) {
+  EXPECT_EQ(Encoded(ToRankTransInfo()), "090c1c290c3c");
+  EXPECT_EQ(Encoded(ToRankTransInfo()), tables::DefaultToRankTransInfo());
+  EXPECT_EQ(Encoded(ToRankLimitCityInfo()), "0c190c290c");
+  EXPECT_EQ(Encoded(ToRankLimitCityInfo()), tables::DefaultToRankLimitCityInfo());
+}
+
+TEST(ToRankRecords, LimitCitiesAsNestedRecords) {
+  ToRankTransInfo t;
+  t.limit_cities.resize(1);
+  t.limit_cities[0].field0 = 110000;  // 0x0001ADB0
+  t.limit_cities[0].field1 = {1};
+  t.rank_values = {269};
+  EXPECT_EQ(Encoded(t), Hx("090001 0a 020001adb0 1900010001 290c 0b 1c 290001 01010d 3c"));
+}
+
+// ---- Field names: shape of the declarations -------------------------------------
+
+template <class R>
+std::vector<int> TagsOf() {
+  const navcore::ryn::RecordInfo& info = R::kseInfo();
+  std::vector<int> tags;
+  for (std::size_t i = 0; i < info.count; ++i) tags.push_back(info.fields[i].tag);
+  return tags;
+}
+
+TEST(RouteSearchRecordsInfo, CarRouteReqHasEightySevenFieldsAndNoTagTwelve) {
+  std::vector<int> expect;
+  for (int t = 0; t <= 87; ++t) {
+    if (t != 12) expect.push_back(t);
+  }
+  EXPECT_EQ(TagsOf<CarRouteReq>(), expect);
+  EXPECT_EQ(CarRouteReq::kseInfo().count, 87u);
+  EXPECT_EQ(CarRouteReq::kseInfo().find(12), nullptr);
+  EXPECT_STREQ(CarRouteReq::kseInfo().find(17)->typeName(), "bytes");
+  EXPECT_STREQ(CarRouteReq::kseInfo().find(58)->typeName(), "uint32");
+  EXPECT_STREQ(CarRouteReq::kseInfo().find(64)->typeName(), "uint32");
+  EXPECT_STREQ(CarRouteReq::kseInfo().find(66)->typeName(), "uint32");
+  EXPECT_STREQ(CarRouteReq::kseInfo().find(41)->typeName(), "float");
+  EXPECT_STREQ(CarRouteReq::kseInfo().find(72)->typeName(), "map<string,bytes>");
+}
+
+TEST(RouteSearchRecordsInfo, SmallRecords) {
+  EXPECT_EQ(TagsOf<PhExtraInfo>(), (std::vector<int>{0, 1, 2, 3}));
+  EXPECT_EQ(TagsOf<LinkingRouteMeta>(), (std::vector<int>{0, 1, 2, 3, 4, 5, 6}));
+  EXPECT_EQ(TagsOf<FollowExplainControl>(), (std::vector<int>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9}));
+  EXPECT_EQ(TagsOf<ToRankTransInfo>(), (std::vector<int>{0, 1, 2, 3}));
+  EXPECT_EQ(TagsOf<ToRankLimitCityInfo>(), (std::vector<int>{0, 1, 2}));
+}
+
+}  // namespace

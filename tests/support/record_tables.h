@@ -1,0 +1,478 @@
+// Expected Kse bytes of every wire record in its default state, typed field by
+// field from the server's record tables with the test-side builders of
+// wire.h. Nothing here reads a record declaration of the library: a record
+// test compares the library's writer against these.
+//
+// Naming: DefaultX() is the hex of X's fields as X's own writeTo writes them
+// (no frame); wrap it in wire::Struct(tag, ...) where X is nested.
+#pragma once
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "support/wire.h"
+
+namespace tables {
+
+using wire::Bool;
+using wire::Bytes;
+using wire::Double;
+using wire::Float;
+using wire::Int;
+using wire::List;
+using wire::Map;
+using wire::Str;
+using wire::Struct;
+
+// Expected hex typed with blanks between fields, for the reader; the blanks
+// are dropped.
+inline std::string Hx(const std::string& spaced) {
+  std::string out;
+  for (char c : spaced) {
+    if (c != ' ') out.push_back(c);
+  }
+  return out;
+}
+
+// Bytes from hex, for filling byte fields with known content.
+inline std::vector<char> FromHex(const std::string& hex) {
+  std::vector<char> out;
+  for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
+    out.push_back(static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16)));
+  }
+  return out;
+}
+
+// Zero integers at every tag of [from, to].
+inline std::string Zeros(int from, int to) {
+  std::string out;
+  for (int tag = from; tag <= to; ++tag) out += Int(tag, 0);
+  return out;
+}
+
+// Empty strings at every tag of [from, to].
+inline std::string EmptyStrs(int from, int to) {
+  std::string out;
+  for (int tag = from; tag <= to; ++tag) out += Str(tag, "");
+  return out;
+}
+
+// ---- Common records ------------------------------------------------------
+
+inline std::string DefaultPoint() { return Int(0, 0) + Int(1, 0) + Int(2, 0); }
+
+inline std::string DefaultGps() {
+  return Zeros(0, 5) + Int(6, 0) + Zeros(7, 14) + Int(15, 2) + Int(16, 2) + Int(17, 0) + Int(18, 2) +
+         Int(19, -1);
+}
+
+inline std::string DefaultSimplePOI() {
+  return Struct(0, DefaultPoint()) + Str(1, "") + Str(2, "") + Str(3, "") + Int(4, 0) + Str(5, "") +
+         Str(6, "") + Str(7, "") + Int(8, -1) + Bool(9, false) + Struct(10, DefaultPoint()) + Str(11, "") +
+         Str(12, "") + Int(13, 0) + Int(14, 85) + Str(15, "") + Int(16, 0) + Str(17, "") + Int(18, -1) +
+         List(19, 0) + Struct(20, DefaultPoint()) + Int(21, 0) + Bool(22, false) + Int(23, 0);
+}
+
+inline std::string DefaultTravelJamSearch() { return Int(0, 0); }
+
+inline std::string DefaultReqLinksData() { return Int(0, 0) + List(1, 0) + Map(2, 0); }
+
+inline std::string DefaultNavFusingControlParam() { return Bool(0, false) + Int(1, 0) + Int(2, 0); }
+
+inline std::string DefaultBrokerReq() {
+  return Str(0, "") + Str(1, "") + Bool(2, false) + Str(3, "") + Int(4, 0) + Int(5, 0) + Str(6, "");
+}
+
+inline std::string DefaultClientParam() {
+  return Int(0, -1) + Str(1, "") + Str(2, "") + Zeros(3, 7) + Str(8, "") +
+         Struct(9, DefaultTravelJamSearch()) + Int(10, 0) + Str(11, "") + Struct(12, DefaultReqLinksData()) +
+         Zeros(13, 19) + Int(20, 1) + Int(21, 0) + Struct(22, DefaultNavFusingControlParam()) +
+         Struct(23, DefaultBrokerReq()) + Zeros(24, 30) + Int(31, 0) + Str(32, "");
+}
+
+inline std::string DefaultNavEnergyModelParams() { return Int(0, 0); }
+
+// ---- Vehicle and preference records --------------------------------------
+
+inline std::string DefaultTruckParamsReq() {
+  return Float(0, 0.0f) + Float(1, 0.0f) + Float(2, 0.0f) + Int(3, 0) + Int(4, 0) + Int(5, 0) +
+         Float(6, 0.0f) + Int(7, 0) + Int(8, 0);
+}
+
+inline std::string DefaultTruckParamsReqV2() { return Zeros(0, 13); }
+
+inline std::string DefaultMotoParamsReq() { return Int(0, 0) + Int(1, 0) + Int(2, 0); }
+
+inline std::string DefaultEVType() { return Str(0, "") + Str(1, "") + Str(2, ""); }
+
+inline std::string DefaultPowerConsumeModelParam() {
+  return Struct(0, DefaultEVType()) + Zeros(1, 5) + Float(6, 0.0f) + Float(7, 0.0f) + Int(8, 0) +
+         Bytes(9, std::string());
+}
+
+inline std::string DefaultElectricVehicleParams() {
+  return Struct(0, DefaultPowerConsumeModelParam()) + Float(1, 0.0f) + Float(2, 0.0f) + Zeros(3, 7);
+}
+
+inline std::string DefaultCarSyncKeyPair() { return Str(0, "") + Str(1, ""); }
+
+inline std::string DefaultCarSyncStringList() { return List(0, 0) + Str(1, ""); }
+
+inline std::string DefaultPreferenceConfig() { return Zeros(0, 8) + Str(9, "") + Bool(10, false); }
+
+inline std::string DefaultCarSyncInfo() {
+  return Struct(0, DefaultCarSyncKeyPair()) + Str(1, "") + Struct(2, DefaultPreferenceConfig()) +
+         Struct(3, DefaultSimplePOI()) + Struct(4, DefaultSimplePOI()) + List(5, 0) +
+         Struct(6, DefaultPoint()) + Struct(7, DefaultPoint()) + Struct(8, DefaultCarSyncStringList()) +
+         Int(9, 0) + Map(10, 0);
+}
+
+// ---- Guidance-plus and slice records -------------------------------------
+
+inline std::string DefaultOriginalLink() {
+  return Zeros(0, 3) + Str(4, "") + Zeros(5, 6) + Int(7, 0) + Int(8, 0) + Int(9, 0) + Zeros(10, 17) +
+         Map(18, 0) + Zeros(19, 22) + Int(23, 0) + Int(24, 0) + Int(25, 0);
+}
+
+inline std::string DefaultSignalGnss() { return Zeros(0, 9) + Int(10, 0) + Struct(11, DefaultPoint()); }
+
+inline std::string DefaultNaviPath() { return Str(0, "") + Int(1, 0) + List(2, 0) + List(3, 0); }
+
+inline std::string DefaultMMRequest() { return List(0, 0) + Int(1, 0) + List(2, 0) + Int(3, 0); }
+
+inline std::string DefaultUgsCloudInfo() { return Int(0, 0) + Str(1, "") + Int(2, 0) + Zeros(3, 14); }
+
+inline std::string DefaultSliceParams() { return Str(0, "") + Int(1, 0) + Int(2, 0); }
+
+inline std::string DefaultSliceReq() { return Str(0, "") + List(1, 0); }
+
+// ---- Route search records -------------------------------------------------
+
+inline std::string DefaultPhExtraInfo() {
+  return Int(0, -1) + Struct(1, DefaultPoint()) + List(2, 0) + Str(3, "");
+}
+
+inline std::string DefaultLimitArea() { return List(0, 0); }
+
+inline std::string DefaultFavoriteRoute() { return Int(0, 0) + Str(1, ""); }
+
+inline std::string DefaultLinkingRouteMeta() {
+  return Int(0, 0) + List(1, 0) + Int(2, 0) + Str(3, "") + Int(4, 0) + List(5, 0) + List(6, 0);
+}
+
+inline std::string DefaultRoadLinkName() { return Int(0, 0) + Str(1, ""); }
+
+inline std::string DefaultFollowExplainControl() {
+  return Zeros(0, 3) + Int(4, 0) + Str(5, "") + Str(6, "") + List(7, 0) + List(8, 0) + Int(9, 0);
+}
+
+inline std::string DefaultToRankLimitCityInfo() { return Int(0, 0) + List(1, 0) + List(2, 0); }
+
+inline std::string DefaultToRankTransInfo() { return List(0, 0) + Int(1, 0) + List(2, 0) + Int(3, 0); }
+
+// The route search body, tag by tag (there is no tag 12): one entry per field,
+// in wire order.
+inline std::vector<std::pair<int, std::string>> CarRouteReqFields() {
+  return {
+      {0, Struct(0, DefaultSimplePOI())},  // start
+      {1, Struct(1, DefaultSimplePOI())},  // destination
+      {2, Str(2, "")},
+      {3, Int(3, 0)},
+      {4, Int(4, 0)},
+      {5, Int(5, 0)},
+      {6, Int(6, 0)},
+      {7, Int(7, 0)},
+      {8, Str(8, "")},
+      {9, Int(9, 0)},
+      {10, Str(10, "")},
+      {11, Str(11, "")},
+      {13, Int(13, 0)},
+      {14, Str(14, "")},
+      {15, Bool(15, false)},
+      {16, List(16, 0)},
+      {17, Bytes(17, std::string())},
+      {18, List(18, 0)},
+      {19, Int(19, 0)},
+      {20, Int(20, 0)},
+      {21, Int(21, 0)},
+      {22, Str(22, "")},
+      {23, Int(23, -1)},
+      {24, List(24, 0)},
+      {25, Str(25, "")},
+      {26, Str(26, "")},
+      {27, Str(27, "")},
+      {28, Int(28, 0)},
+      {29, Int(29, 0)},
+      {30, Int(30, 0)},
+      {31, Str(31, "")},
+      {32, Struct(32, DefaultPoint())},
+      {33, Str(33, "")},
+      {34, Struct(34, DefaultPoint())},
+      {35, Str(35, "")},
+      {36, Int(36, -1)},
+      {37, Int(37, -1)},
+      {38, Int(38, -1)},
+      {39, Int(39, 0)},
+      {40, Int(40, -1)},
+      {41, Float(41, -1.0f)},
+      {42, Int(42, 0)},
+      {43, Bool(43, false)},
+      {44, Struct(44, DefaultPhExtraInfo())},
+      {45, Str(45, "")},
+      {46, Str(46, "")},
+      {47, Int(47, 0)},
+      {48, Bool(48, false)},
+      {49, List(49, 0)},
+      {50, Str(50, "")},
+      {51, Bool(51, false)},
+      {52, Str(52, "")},
+      {53, Str(53, "")},
+      {54, List(54, 0)},
+      {55, Int(55, 0)},
+      {56, Int(56, 0)},
+      {57, Int(57, 0)},
+      {58, Int(58, 0)},
+      {59, Int(59, 0)},
+      {60, Int(60, 0)},
+      {61, Int(61, 0)},
+      {62, Str(62, "")},
+      {63, Int(63, 0)},
+      {64, Int(64, 0)},
+      {65, Str(65, "")},
+      {66, Int(66, 0)},
+      {67, Struct(67, DefaultTruckParamsReq())},
+      {68, Bool(68, false)},
+      {69, List(69, 0)},
+      {70, List(70, 0)},
+      {71, Map(71, 0)},
+      {72, Map(72, 0)},
+      {73, Int(73, 0)},
+      {74, Int(74, 0)},
+      {75, Struct(75, DefaultClientParam())},
+      {76, Struct(76, DefaultElectricVehicleParams())},
+      {77, Int(77, 0)},
+      {78, Int(78, 0)},
+      {79, Struct(79, DefaultFavoriteRoute())},
+      {80, Struct(80, DefaultLinkingRouteMeta())},
+      {81, Struct(81, DefaultNavEnergyModelParams())},
+      {82, Struct(82, DefaultCarSyncInfo())},
+      {83, Struct(83, DefaultTruckParamsReqV2())},
+      {84, List(84, 0)},
+      {85, Int(85, 0)},
+      {86, Struct(86, DefaultMotoParamsReq())},
+      {87, Struct(87, DefaultMMRequest())},
+  };
+}
+
+// The default route search body with the fields of the given tags replaced by
+// the given hex (head included).
+inline std::string CarRouteReqWith(const std::vector<std::pair<int, std::string>>& replaced) {
+  std::string out;
+  for (const auto& field : CarRouteReqFields()) {
+    std::string bytes = field.second;
+    for (const auto& r : replaced) {
+      if (r.first == field.first) bytes = r.second;
+    }
+    out += bytes;
+  }
+  return out;
+}
+
+inline std::string DefaultCarRouteReq() { return CarRouteReqWith({}); }
+
+// ---- Location report and trajectory records -------------------------------
+
+inline std::string DefaultSessionInfo() {
+  return Int(1, 0) + EmptyStrs(2, 9) + Int(10, 0) + Str(11, "") + Str(12, "");
+}
+
+inline std::string DefaultNavExtraData() {
+  return Str(0, "") + Str(1, "") + Str(2, "") + List(3, 0) + Str(4, "") + Str(5, "");
+}
+
+inline std::string DefaultLocationHeader() {
+  return Zeros(0, 2) + Int(3, 0) + Int(4, 0) + Int(5, 0) + Bytes(6, std::string()) + Int(7, 0) + Int(8, 0) +
+         Int(9, 0) + Int(10, 0);
+}
+
+inline std::string DefaultLocationPoint() { return Zeros(0, 16); }
+
+inline std::string DefaultLocationReportRequest() { return Struct(1, DefaultLocationHeader()) + List(2, 0); }
+
+inline std::string DefaultLocationReportRequestDMQ() {
+  return Str(0, "") + Struct(1, DefaultLocationReportRequest()) + Struct(100, DefaultSessionInfo());
+}
+
+inline std::string DefaultGpsTaxi() { return Zeros(0, 5) + Int(6, 0) + EmptyStrs(7, 10); }
+
+inline std::string DefaultGpsSpot() { return Zeros(0, 11); }
+
+inline std::string DefaultGpsStatus() { return Int(0, 0) + Int(1, 0); }
+
+inline std::string DefaultGpsBucket() {
+  return Struct(0, DefaultGpsTaxi()) + List(1, 0) + List(2, 0) + Int(3, 0);
+}
+
+// ---- Traffic refresh records ----------------------------------------------
+
+inline std::string DefaultOnRouteReq() {
+  return Int(0, 0) + Int(1, 0) + Int(2, 0) + Int(3, 0) + Str(4, "") + Str(5, "") + Int(6, 0) + Int(7, 0) +
+         Str(8, "") + Str(9, "") + Double(10, 0.0) + Double(11, 0.0) + Int(12, 0) + Str(13, "") +
+         Str(14, "") + Int(15, 0) + Int(16, 0) + Int(17, 0);
+}
+
+inline std::string DefaultTrafficTimeReq() {
+  return Int(0, 0) + Int(1, 0) + Int(2, -1) + Double(3, 0.0) + Double(4, 0.0) + Int(5, 2) + Int(6, 0) +
+         Int(7, 0) + Str(8, "") + Str(9, "") + Int(10, 0) + Int(11, 0);
+}
+
+inline std::string DefaultDynamicReq() {
+  std::string out = Int(0, 1) + Int(1, 0) + Int(2, 0);
+  for (int tag = 3; tag <= 8; ++tag) out += Double(tag, 0.0);
+  out += Int(9, 0) + Double(10, 0.0) + Str(11, "") + Str(12, "") + Int(13, 0) + Str(14, "") + Str(15, "");
+  out += Bool(16, false) + Bool(17, false) + Bool(18, false);
+  out += Zeros(19, 23) + Str(24, "") + Int(25, 0) + Str(26, "");
+  return out;
+}
+
+inline std::string DefaultEnergyConsumeReq() {
+  return Struct(0, DefaultPowerConsumeModelParam()) + Int(1, 0) + Int(2, 0) + Int(3, -1) + Double(4, 0.0) +
+         Double(5, 0.0) + Int(6, 85) + Int(7, 10) + Float(8, 0.0f);
+}
+
+inline std::string DefaultAllOnRouteReq() {
+  return Struct(0, DefaultOnRouteReq()) + Struct(1, DefaultTrafficTimeReq()) +
+         Struct(2, DefaultDynamicReq()) + Struct(3, DefaultGpsBucket()) +
+         Struct(4, DefaultEnergyConsumeReq());
+}
+
+inline std::string DefaultRouteCloudControl() { return Map(0, 0); }
+
+inline std::string DefaultRouteRefreshReq() {
+  return Struct(0, DefaultCarRouteReq()) + Struct(1, DefaultRouteCloudControl()) + List(2, 0);
+}
+
+inline std::string DefaultAllOnRouteReqBatch() {
+  return List(0, 0) + Struct(1, DefaultGpsBucket()) + Struct(2, DefaultRouteRefreshReq()) + Str(3, "") +
+         Str(4, "");
+}
+
+// ---- A small reader of field heads ----------------------------------------
+//
+// Lists the (tag, type) of the top-level fields of a byte string, skipping
+// over every payload, nested record and container. It lets a test check the
+// sequence of fields of a whole record without spelling out every nested byte.
+
+struct FieldHead {
+  int tag;
+  int type;
+  bool operator==(const FieldHead& o) const { return tag == o.tag && type == o.type; }
+};
+
+class HeadReader {
+ public:
+  explicit HeadReader(std::string bytes) : b_(std::move(bytes)) {}
+
+  std::vector<FieldHead> topLevel() {
+    std::vector<FieldHead> out;
+    while (p_ < b_.size()) {
+      const FieldHead h = head();
+      if (h.type == wire::kEnd) throw std::runtime_error("end of record at top level");
+      skip(h.type);
+      out.push_back(h);
+    }
+    return out;
+  }
+
+ private:
+  unsigned byte() {
+    if (p_ >= b_.size()) throw std::runtime_error("truncated");
+    return static_cast<unsigned char>(b_[p_++]);
+  }
+  std::uint64_t be(int n) {
+    std::uint64_t v = 0;
+    for (int i = 0; i < n; ++i) v = (v << 8) | byte();
+    return v;
+  }
+  FieldHead head() {
+    const unsigned first = byte();
+    const int type = static_cast<int>(first & 0x0F);
+    int tag = static_cast<int>(first >> 4);
+    if (tag == 15) tag = static_cast<int>(byte());
+    return {tag, type};
+  }
+  // An integer field (a count): value by its type.
+  std::int64_t integer() {
+    const FieldHead h = head();
+    switch (h.type) {
+      case wire::kZero:
+        return 0;
+      case wire::kI8:
+        return static_cast<std::int8_t>(be(1));
+      case wire::kI16:
+        return static_cast<std::int16_t>(be(2));
+      case wire::kI32:
+        return static_cast<std::int32_t>(be(4));
+      default:
+        throw std::runtime_error("count is not an integer");
+    }
+  }
+  void field() { skip(head().type); }
+  void skip(int type) {
+    switch (type) {
+      case wire::kI8:
+        p_ += 1;
+        break;
+      case wire::kI16:
+        p_ += 2;
+        break;
+      case wire::kI32:
+      case wire::kF32:
+        p_ += 4;
+        break;
+      case wire::kI64:
+      case wire::kF64:
+        p_ += 8;
+        break;
+      case wire::kStr1:
+        p_ += byte();
+        break;
+      case wire::kStr4:
+        p_ += be(4);
+        break;
+      case wire::kMap:
+        for (std::int64_t n = integer(); n > 0; --n) {
+          field();
+          field();
+        }
+        break;
+      case wire::kList:
+        for (std::int64_t n = integer(); n > 0; --n) field();
+        break;
+      case wire::kBegin:
+        for (FieldHead h = head(); h.type != wire::kEnd; h = head()) skip(h.type);
+        break;
+      case wire::kZero:
+        break;
+      case wire::kBytes:
+        byte();
+        p_ += static_cast<std::size_t>(integer());
+        break;
+      default:
+        throw std::runtime_error("unexpected type code");
+    }
+    if (p_ > b_.size()) throw std::runtime_error("truncated payload");
+  }
+
+  std::string b_;
+  std::size_t p_ = 0;
+};
+
+inline std::vector<FieldHead> TopLevelHeads(const std::vector<char>& bytes) {
+  return HeadReader(std::string(bytes.begin(), bytes.end())).topLevel();
+}
+
+}  // namespace tables
