@@ -1,0 +1,267 @@
+// The location upload: the latest fixes as a delta-encoded location report in
+// a Packet, and the trajectory bucket that the traffic refresh carries.
+#include <cstdint>
+#include <cstdio>
+#include <mutex>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "navreq/engine/services.h"
+#include "navreq/envelope.h"
+#include "navreq/numeric.h"
+#include "navreq/records/MapSession.h"
+#include "navreq/records/NavSDKGateway.h"
+#include "navreq/records/locationReportDMQ.h"
+#include "navreq/records/ugcUnit.h"
+#include "navreq/requests.h"
+#include "navreq/serialize.h"
+
+namespace zv_navi_core {
+namespace drive_route_req_serializer {
+
+namespace {
+
+using navkse::locationReportDMQ::LocationHeader;
+using navkse::locationReportDMQ::LocationPoint;
+using navkse::locationReportDMQ::LocationReportRequest;
+using navkse::ugcUnit::gpsBucket;
+using navkse::ugcUnit::gpsSpot;
+using navreq::TruncToInt32;
+using navreq::WrapTo;
+
+// Degrees -> integer micro-degrees, truncated toward zero.
+std::int32_t MicroDegrees(double degrees) { return TruncToInt32(degrees * 1000000.0); }
+
+// The x10 and x100 measures are multiplied in single precision, as the fix
+// stores them, before the truncation.
+std::int32_t Times10(float v) { return TruncToInt32(static_cast<double>(v * 10.0f)); }
+std::int32_t Times100(float v) { return TruncToInt32(static_cast<double>(v * 100.0f)); }
+
+// Seconds -> milliseconds. Wraps like the device's 64-bit multiply instead of
+// overflowing for absurd times.
+std::int64_t Milliseconds(std::int64_t seconds) {
+  return WrapTo<std::int64_t>(static_cast<std::uint64_t>(seconds) * 1000u);
+}
+
+// a - b of two int32 values, modulo 2^32 (the wire fields keep low bits only).
+std::uint32_t Diff32(std::int32_t a, std::int32_t b) {
+  return static_cast<std::uint32_t>(a) - static_cast<std::uint32_t>(b);
+}
+
+// The report's reference values: those of the last fix that went out.
+struct ReportReference {
+  std::int32_t longitude;
+  std::int32_t latitude;
+  std::int32_t scalarD_x10;
+  std::int64_t time_ms;
+  std::int16_t speed_x100;
+  std::int16_t heading;
+};
+
+ReportReference ReportReferenceOf(const KSLocation& fix) {
+  return ReportReference{MicroDegrees(fix.longitude),
+                         MicroDegrees(fix.latitude),
+                         Times10(fix.scalarD),
+                         Milliseconds(fix.timeSeconds),
+                         WrapTo<std::int16_t>(Times100(fix.speed)),
+                         WrapTo<std::int16_t>(TruncToInt32(static_cast<double>(fix.heading)))};
+}
+
+// Fills a report whose sequence number the caller has already taken. Touches
+// no process-wide state.
+void FillLocationReport(LocationReportRequest& target, const std::vector<KSLocation>& fixes,
+                        std::int64_t request_time_ms, std::int64_t session_id, std::uint32_t sequence) {
+  const KSLocation& first = fixes.front();
+  LocationHeader& header = target.header;
+  // Unsigned counter into an int32 field: from 2^31 on it goes out negative.
+  header.sequence_number = WrapTo<std::int32_t>(sequence);
+  header.loc_session_id = session_id;
+  header.request_time_ms = request_time_ms;
+  header.field5 = 1;
+  header.field10 = 1;
+  header.longitude = MicroDegrees(first.longitude);
+  header.latitude = MicroDegrees(first.latitude);
+  header.scalarD_x10 = Times10(first.scalarD);
+  header.time_ms = Milliseconds(first.timeSeconds);
+  header.time_ms_again = header.time_ms;
+
+  ReportReference ref = ReportReferenceOf(first);
+  // The first fix lives in the header only; its own time never passes the
+  // check below, and neither does any fix not later than the last one sent.
+  for (const KSLocation& fix : fixes) {
+    const ReportReference cur = ReportReferenceOf(fix);
+    if (cur.time_ms <= ref.time_ms) continue;
+
+    LocationPoint point;
+    point.field0 = 1;
+    point.d_longitude = WrapTo<std::int16_t>(Diff32(cur.longitude, ref.longitude));
+    point.d_latitude = WrapTo<std::int16_t>(Diff32(cur.latitude, ref.latitude));
+    point.d_scalarD_x10 = WrapTo<std::int16_t>(Diff32(cur.scalarD_x10, ref.scalarD_x10));
+    point.heading = cur.heading;
+    point.speed_x100 = cur.speed_x100;
+    point.scalarA_x10 = WrapTo<std::int16_t>(Times10(fix.scalarA));
+    // Milliseconds as 32-bit values: only the low halves of the two times count.
+    point.d_time_ms = WrapTo<std::int32_t>(static_cast<std::uint32_t>(cur.time_ms) -
+                                           static_cast<std::uint32_t>(ref.time_ms));
+    point.d_time_ms_again = point.d_time_ms;
+    point.intValueA = fix.intValueA;
+    point.d_heading = static_cast<std::int32_t>(cur.heading) - ref.heading;
+    point.d_speed_x100 = static_cast<std::int32_t>(cur.speed_x100) - ref.speed_x100;
+    point.intValueB = fix.intValueB;
+    target.points.push_back(point);
+    ref = cur;
+  }
+}
+
+// Takes the next report sequence number. The caller holds
+// location_session_mutex().
+std::uint32_t TakeSequenceNumberLocked() {
+  return report_sequence_num++;  // unsigned: wraps at 2^32
+}
+
+// A new location session identifier: the creation time in milliseconds
+// followed by three random decimal digits.
+std::int64_t NewLocationSessionId(std::int64_t now_ms) {
+  std::random_device device("/dev/urandom");
+  std::mt19937 generator(device());
+  std::uniform_int_distribution<int> digits(0, 999);
+  const int r = digits(generator);
+  return WrapTo<std::int64_t>(static_cast<std::uint64_t>(now_ms) * 1000u + static_cast<std::uint64_t>(r));
+}
+
+}  // namespace
+
+void GetLocationReportRequest(navkse::locationReportDMQ::LocationReportRequest& target,
+                              const std::vector<KSLocation>& fixes, std::int64_t request_time_ms,
+                              std::int64_t session_id) {
+  if (fixes.empty()) return;  // an empty report takes no sequence number
+  std::uint32_t sequence;
+  {
+    std::lock_guard<std::mutex> lock(location_session_mutex());
+    sequence = TakeSequenceNumberLocked();
+  }
+  FillLocationReport(target, fixes, request_time_ms, session_id, sequence);
+}
+
+void GetGPSBuket(navkse::ugcUnit::gpsBucket& target, const std::string& number_text, const std::string& text,
+                 std::int32_t value, const std::vector<KSLocation>& fixes) {
+  if (fixes.empty()) return;
+  const KSLocation& first = fixes.front();
+  target.head.text = text;
+  if (!number_text.empty()) target.head.number = std::stoll(number_text, nullptr, 10);
+  target.head.value = value;
+  target.head.longitude = MicroDegrees(first.longitude);
+  target.head.latitude = MicroDegrees(first.latitude);
+  target.head.scalarD_x10 = Times10(first.scalarD);
+  target.head.time_s = WrapTo<std::int32_t>(first.timeSeconds);
+
+  std::int32_t ref_longitude = target.head.longitude;
+  std::int32_t ref_latitude = target.head.latitude;
+  std::int32_t ref_scalarD_x10 = target.head.scalarD_x10;
+  std::int64_t ref_seconds = first.timeSeconds;
+  // The first fix opens the list with zero differences. Times are not checked
+  // for order here, only for fitting 32 bits upward.
+  for (const KSLocation& fix : fixes) {
+    if (WrapTo<std::int32_t>(fix.timeSeconds) < fix.timeSeconds) continue;
+
+    const std::int32_t longitude = MicroDegrees(fix.longitude);
+    const std::int32_t latitude = MicroDegrees(fix.latitude);
+    const std::int32_t scalarD_x10 = Times10(fix.scalarD);
+    gpsSpot spot;
+    spot.d_longitude = WrapTo<std::int32_t>(Diff32(longitude, ref_longitude));
+    spot.d_latitude = WrapTo<std::int32_t>(Diff32(latitude, ref_latitude));
+    spot.heading = WrapTo<std::int16_t>(TruncToInt32(static_cast<double>(fix.heading)));
+    // Whole seconds kept to 8 bits: 300 s goes out as 44.
+    spot.d_time_s = WrapTo<std::int8_t>(static_cast<std::uint64_t>(fix.timeSeconds) -
+                                        static_cast<std::uint64_t>(ref_seconds));
+    spot.speed_x100 = WrapTo<std::int16_t>(Times100(fix.speed));
+    spot.scalarA_x10 = WrapTo<std::int16_t>(Times10(fix.scalarA));
+    spot.d_scalarD_x10 = WrapTo<std::int16_t>(Diff32(scalarD_x10, ref_scalarD_x10));
+    target.spots.push_back(spot);
+    ref_longitude = longitude;
+    ref_latitude = latitude;
+    ref_scalarD_x10 = scalarD_x10;
+    ref_seconds = fix.timeSeconds;
+  }
+}
+
+int GetLocationUploadReqData(const LocationUploadParam& param, const ReqExtraParam& extra,
+                             std::vector<char>& out) {
+  navkse::locationReportDMQ::LocationReportRequestDMQ dmq;
+  dmq.imei = extra.imei;
+
+  // Every time of the request derives from this one reading.
+  const std::int64_t now_ms = platform::GetTimestampMilliseconds();
+
+  // The session check and the sequence number are taken together under the
+  // lock, so even uploads that overlap (which the engine should not start)
+  // keep the shared state whole and never share or skip a sequence number.
+  std::int64_t session_id;
+  std::uint32_t sequence = 0;
+  {
+    std::lock_guard<std::mutex> lock(location_session_mutex());
+    if (param.session_id != g_session_id) {
+      const std::int64_t fresh = NewLocationSessionId(now_ms);
+      g_session_id = param.session_id;
+      loc_sesstion_id = fresh;
+    }
+    session_id = loc_sesstion_id;
+    if (!param.locations.empty()) sequence = TakeSequenceNumberLocked();
+  }
+  if (!param.locations.empty()) {
+    FillLocationReport(dmq.report, param.locations, now_ms, session_id, sequence);
+  }
+
+  navkse::locationReportDMQ::NavExtraData extra_data;
+  extra_data.session_id = param.session_id;
+  extra_data.extra_text1 = param.extra_text1;
+  extra_data.extra_text2 = param.extra_text2;
+  extra_data.extra_list = param.extra_list;
+  extra_data.linked_session_id = param.linked_session_id.empty() ? param.session_id : param.linked_session_id;
+  // Written alone, without a record frame; stored even when there is no fix.
+  if (!SerializeKSE(extra_data, dmq.report.header.extra_data)) return 1;
+
+  navkse::MapSession::SessionInfo& session = dmq.session;
+  session.loc_session_id = session_id;
+  session.imei = extra.imei;
+  session.device_id = extra.alt_device_id1.empty() ? extra.imei : extra.alt_device_id1;
+  session.identity_e = extra.identity_e;
+  session.identity_a = extra.identity_a;
+  session.identity_g = extra.identity_g;
+  session.identity_f = extra.identity_f;
+  session.identity_h = extra.identity_h;
+  session.request_time_s = WrapTo<std::int32_t>(now_ms / 1000);
+  session.identity_c = extra.identity_c;
+  session.device_id2 = extra.alt_device_id2.empty() ? extra.imei : extra.alt_device_id2;
+
+  navkse::NavSDKGateway::Packet packet;
+  std::vector<char> body;
+  if (param.gzip) {
+    if (!SerializeKSE(dmq, body)) {
+      std::puts("SerializeKSE_location_buf_fail");
+      return 1;
+    }
+    std::vector<char> compressed;
+    if (!GZipCompress(body, compressed)) {
+      std::puts("GZipCompress_location_buf_fail");
+      return 1;
+    }
+    packet.payload.assign(compressed.begin(), compressed.end());
+  } else {
+    // Unlike the compressed path, this one prints nothing on failure.
+    if (!SerializeKSE(dmq, body)) return 1;
+    packet.payload.assign(body.begin(), body.end());
+  }
+
+  packet.kind = navkse::NavSDKGateway::kPacketLocationReport;
+  packet.auth.api_key = extra.api_key;
+  packet.auth.imei = extra.imei;
+  packet.payload_encoding =
+      param.gzip ? navkse::NavSDKGateway::kPayloadGzip : navkse::NavSDKGateway::kPayloadPlain;
+
+  return SerializeKSE(packet, out) ? 0 : 1;
+}
+
+}  // namespace drive_route_req_serializer
+}  // namespace zv_navi_core
