@@ -1,0 +1,34 @@
+#!/usr/bin/env bash
+# Regenerates the golden files of the navreq tool tests (tests/tool/golden/):
+# the bytes of every example request at a pinned clock, as hex, and the dump
+# of the route search. The tests compare against these byte for byte, so run
+# this only when a change of the request bytes is intended, and read the diff
+# before committing it.
+#
+#   scripts/regen-goldens.sh [BUILD_DIR]    (default: build/dev)
+#
+# Every request is encoded by a fresh process: the location example has an
+# empty session_id, so its session identifier stays 0 and its sequence number
+# is the first one, and its bytes do not depend on the random device.
+set -euo pipefail
+
+root=$(cd "$(dirname "$0")/.." && pwd)
+build=${1:-$root/build/dev}
+now_ms=1700000000000
+
+cmake -S "$root" -B "$build" -DNAVREQ_BUILD_TOOLS=ON >/dev/null
+cmake --build "$build" --target navreq_cli -j2 >/dev/null
+tool="$build/tools/navreq/navreq"
+golden="$root/tests/tool/golden"
+mkdir -p "$golden"
+
+for kind in route refresh location navstop plus slice; do
+  "$tool" encode "$kind" "$root/examples/$kind.json" --now-ms "$now_ms" >"$golden/$kind.hex"
+done
+
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+"$tool" encode route "$root/examples/route.json" --now-ms "$now_ms" -o "$scratch/route.bin"
+"$tool" dump "$scratch/route.bin" >"$golden/route.dump.txt"
+
+echo "regenerated $(ls "$golden" | wc -l) golden files in $golden; review them with git diff"

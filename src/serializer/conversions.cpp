@@ -1,0 +1,127 @@
+// Engine positions and fixes into the protocol's integer records.
+//
+// The engine keeps degrees and SI units in floating point; the wire wants
+// integer micro-degrees, whole degrees, thousandths and km/h. Every conversion
+// truncates toward zero (never rounds) through navreq::TruncToInt32, which also
+// pins what NaN, infinities and out-of-range values become (0, INT32_MAX,
+// INT32_MIN), so a bad fix from the positioning layer can never make the
+// request depend on the host.
+#include <cstdint>
+#include <iomanip>
+#include <locale>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "navreq/engine/services.h"
+#include "navreq/numeric.h"
+#include "navreq/records/common.h"
+#include "navreq/records/routesearch.h"
+#include "navreq/requests.h"
+
+namespace zv_navi_core {
+
+namespace {
+
+// Degrees -> micro-degrees, product in double, truncated.
+std::int32_t MicroDegrees(double degrees) { return navreq::TruncToInt32(degrees * 1000000.0); }
+
+// The ten converted fields of a fix, shared by the single and list forms.
+void FillGps(navkse::common::Gps& gps, const KSLocation& fix) {
+  gps.longitude = MicroDegrees(fix.longitude);
+  gps.latitude = MicroDegrees(fix.latitude);
+  gps.scalarC = navreq::TruncToInt32(static_cast<double>(fix.scalarC));
+  gps.heading = navreq::TruncToInt32(static_cast<double>(fix.heading));
+  // The product is rounded to float before truncation: 2.3f gives 2300, where
+  // the exact product (2299.99995...) would give 2299.
+  const float scalar_a_x1000 = fix.scalarA * 1000.0f;
+  gps.scalarA_x1000 = navreq::TruncToInt32(static_cast<double>(scalar_a_x1000));
+  // m/s -> km/h with the double constant: 2.5 m/s is 9 km/h here; the float
+  // constant 3.6f (3.59999990...) would make it 8.99999976... and so 8.
+  gps.speed_kmh = navreq::TruncToInt32(static_cast<double>(fix.speed) * 3.6);
+  gps.timeSeconds = fix.timeSeconds;
+  gps.intValueA = fix.intValueA;
+  gps.intValueB = fix.intValueB;
+  gps.src_type = fix.src_type;
+  // The wording names the route plus feature; the server-side log parsers
+  // expect it as it is.
+  Log::record(kLevelInfo, kEventRequest, "RoutePlus::RequestPlus src_type=%d", fix.src_type);
+}
+
+}  // namespace
+
+namespace route_req_serializer {
+
+void GetSimplePOIRequestInfo(navkse::common::SimplePOIRequestInfo& target, const KSNaviSearchPoint& point) {
+  const std::int32_t longitude = MicroDegrees(point.longitude);
+  const std::int32_t latitude = MicroDegrees(point.latitude);
+  // The service reads the coordinate from either slot, so both carry it.
+  target.point.longitude = longitude;
+  target.point.latitude = latitude;
+  target.point_again.longitude = longitude;
+  target.point_again.latitude = latitude;
+  target.pointType = point.pointType;
+  target.primaryText = point.primaryText;
+  target.secondaryText = point.secondaryText;
+}
+
+}  // namespace route_req_serializer
+
+namespace drive_route_req_serializer {
+
+void ConvertLocationToCommGPS(navkse::common::Gps& target, const KSLocation& fix) { FillGps(target, fix); }
+
+void ConvertLocationsToCommGPS(std::vector<navkse::common::Gps>& target,
+                               const std::vector<KSLocation>& fixes) {
+  for (const KSLocation& fix : fixes) {
+    navkse::common::Gps gps;  // tags 15 to 19 keep their non-zero defaults
+    FillGps(gps, fix);
+    target.push_back(gps);
+  }
+}
+
+void GetViaPoints(navkse::routesearch::CarRouteReq& request,
+                  const std::vector<KSNaviSearchPoint>& via_points) {
+  for (const KSNaviSearchPoint& via : via_points) {
+    navkse::common::SimplePOIRequestInfo info;
+    route_req_serializer::GetSimplePOIRequestInfo(info, via);
+    request.via_points.push_back(info);
+    // One flag per via point: the two lists must stay the same length.
+    request.viaPointFlags.push_back(0);
+  }
+}
+
+void GetLimitAreaList(std::vector<navkse::routesearch::LimitArea>& target,
+                      const std::vector<std::vector<KSLatLon>>& polygons) {
+  for (const std::vector<KSLatLon>& polygon : polygons) {
+    navkse::routesearch::LimitArea area;  // an empty polygon is still sent
+    area.vertices.reserve(polygon.size());
+    for (const KSLatLon& vertex : polygon) {
+      navkse::common::Point point;
+      point.longitude = MicroDegrees(vertex.longitude);
+      point.latitude = MicroDegrees(vertex.latitude);
+      area.vertices.push_back(point);
+    }
+    target.push_back(area);
+  }
+}
+
+std::string AngleToStr(float angle) {
+  std::string text = "-1";  // the server's "no heading"
+  // Compared as float; NaN fails both tests. -0.0 passes and prints "-0.0".
+  if (angle >= 0.0f && angle < 360.0f) {
+    std::ostringstream os;
+    // A stream swallows a failed allocation into its badbit and would hand back
+    // a cut text; let it reach the caller like every other allocation failure.
+    os.exceptions(std::ios_base::badbit);
+    os.imbue(std::locale::classic());
+    // One decimal of the exact stored value: an exact tie goes to even (90.25
+    // gives "90.2"), and 359.97 gives "360.0".
+    os << std::fixed << std::setprecision(1) << angle;
+    text = os.str();
+  }
+  return text;
+}
+
+}  // namespace drive_route_req_serializer
+}  // namespace zv_navi_core

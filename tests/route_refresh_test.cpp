@@ -1,0 +1,421 @@
+// The traffic refresh: per-route questions, spherical Mercator positions, the
+// batch and its envelope.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "navreq/engine/service_overrides.h"
+#include "navreq/records/dynamicroute.h"
+#include "navreq/records/routesearch.h"
+#include "navreq/requests.h"
+#include "support/capture.h"
+#include "support/wire.h"
+
+namespace {
+
+using namespace wire;
+using navkse::dynamicroute::AllOnRouteReq;
+using navkse::dynamicroute::OnRouteReq;
+using navkse::dynamicroute::TrafficTimeReq;
+using navkse::routesearch::CarRouteReq;
+using zv_navi_core::KSLocation;
+using zv_navi_core::OneRouteTrafficReqParam;
+using zv_navi_core::ReqExtraParam;
+using zv_navi_core::RouteRefreshReqParam;
+using zv_navi_core::SerializeKSE;
+namespace drs = zv_navi_core::drive_route_req_serializer;
+
+constexpr std::size_t kOverLimit = 104857601;  // one byte more than a string may hold
+
+std::string Unhex(const std::string& hex) {
+  std::string out;
+  for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
+    out.push_back(static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16)));
+  }
+  return out;
+}
+
+template <class R>
+std::string Encoded(const R& record) {
+  std::vector<char> out;
+  EXPECT_TRUE(SerializeKSE(record, out));
+  return Hex(out);
+}
+
+ReqExtraParam Extra() {
+  ReqExtraParam e;
+  e.imei = "IMEI1";
+  e.identity_f = "F";
+  e.api_key = "KEY";
+  return e;
+}
+
+// Header of Extra(): tag 8 and (as the fallback) tag 22 the imei, tag 12
+// identity_f, tag 14 "0"; every other field at its default.
+std::string HeaderHex() {
+  std::string out = Int(0, 0) + Struct(1, Int(0, 0) + Str(1, "") + Int(2, 0)) + Int(2, 0);
+  for (int tag = 3; tag <= 32; ++tag) {
+    if (tag == 18 || tag == 20) {
+      out += Int(tag, 0);
+    } else if (tag == 25 || tag == 32) {
+      out += Bytes(tag, std::string());
+    } else {
+      out += Str(tag, tag == 8 || tag == 22 ? "IMEI1" : tag == 12 ? "F" : tag == 14 ? "0" : "");
+    }
+  }
+  return out;
+}
+
+// Command 10102 (0x2776), the compressed flag (tag 4 = 3) and the plain body.
+std::string PackageHex(const std::string& body_hex) {
+  // clang-format off
+  return "0c" "112776" + Str(2, "CMD_TRAFFIC_ALL_ON_ROUTE_BATCH_SDK") + "3c" "4003" "5600" "660130" +
+         Bytes(7, Unhex(HeaderHex())) + Bytes(8, Unhex(body_hex)) + List(9, 1) +
+         Struct(0, Str(0, "apikey") + Bytes(1, std::string("KEY")));
+  // clang-format on
+}
+
+std::string OnRouteHex(std::int64_t id, int num_a, double x, double y, const std::string& p,
+                       const std::string& s, int num_e, int num_f) {
+  return Int(0, id) + Int(1, num_a) + Int(2, 0) + Int(3, 0) + Str(4, "T") + Str(5, "IMEI1") + Int(6, 0) +
+         Int(7, 1) + Str(8, "F") + Str(9, "2.0") + Double(10, x) + Double(11, y) + Int(12, 1) + Str(13, p) +
+         Str(14, s) + Int(15, 0) + Int(16, num_e) + Int(17, num_f);
+}
+
+std::string TrafficTimeHex(std::int64_t id, int num_b, int num_a, double x, double y, int value, int num_d,
+                           int num_c, const std::string& p, const std::string& s) {
+  return Int(0, id) + Int(1, num_b) + Int(2, num_a) + Double(3, x) + Double(4, y) + Int(5, value) +
+         Int(6, num_d) + Int(7, num_c) + Str(8, p) + Str(9, s) + Int(10, 0) + Int(11, 0);
+}
+
+std::string DynamicHex(int value) {
+  std::string out = Int(0, 1) + Int(1, 0) + Int(2, 0);
+  for (int tag = 3; tag <= 8; ++tag) out += Double(tag, 0.0);
+  out += Int(9, 0) + Double(10, 0.0) + Str(11, "") + Str(12, "") + Int(13, 0) + Str(14, "") + Str(15, "");
+  out += Bool(16, false) + Bool(17, false) + Bool(18, false);
+  for (int tag = 19; tag <= 23; ++tag) out += Int(tag, 0);
+  return out + Str(24, "") + Int(25, value) + Str(26, "");
+}
+
+std::string DefaultBucketHex() {
+  return Struct(0, "0c1c2c3c4c5c6c" + Str(7, "") + Str(8, "") + Str(9, "") + Str(10, "")) + List(1, 0) +
+         List(2, 0) + Int(3, 0);
+}
+
+std::string DefaultEnergyHex() {
+  const std::string model = Struct(0, Str(0, "") + Str(1, "") + Str(2, "")) + "1c2c3c4c5c" + Float(6, 0.0f) +
+                            Float(7, 0.0f) + "8c" + Bytes(9, std::string());
+  return Struct(0, model) + Int(1, 0) + Int(2, 0) + Int(3, -1) + Double(4, 0.0) + Double(5, 0.0) +
+         Int(6, 85) + Int(7, 10) + Float(8, 0.0f);
+}
+
+std::string AllOnRouteHex(const std::string& on_route, const std::string& traffic_time, int value) {
+  return Struct(0, Struct(0, on_route) + Struct(1, traffic_time) + Struct(2, DynamicHex(value)) +
+                       Struct(3, DefaultBucketHex()) + Struct(4, DefaultEnergyHex()));
+}
+
+std::string DefaultCarRouteHex() { return Encoded(CarRouteReq()); }
+
+std::string RefreshHex(const std::string& car_hex, const std::string& controls_hex = Map(0, 0)) {
+  return Struct(2, Struct(0, car_hex) + Struct(1, controls_hex) + List(2, 0));
+}
+
+// Route 1: "12abc" parses to 12; longitude 180 -> x 20037508, latitude 0 -> y 0.
+OneRouteTrafficReqParam Route1() {
+  OneRouteTrafficReqParam r;
+  r.id_text = "12abc";
+  r.num_a = 5;
+  r.num_b = 6;
+  r.latitude = 0.0;
+  r.longitude = 180.0;
+  r.num_c = 7;
+  r.num_d = 8;
+  r.num_e = 9;
+  r.num_f = 10;
+  return r;
+}
+
+// Route 2: "  -7" parses to -7; longitude -0.5 -> -55659.745... -> -55660;
+// latitude 39.9 -> y 4851421 (see MercatorOfLatitude399).
+OneRouteTrafficReqParam Route2() {
+  OneRouteTrafficReqParam r;
+  r.id_text = "  -7";
+  r.num_a = -1000;
+  r.num_b = 300;
+  r.latitude = 39.9;
+  r.longitude = -0.5;
+  r.num_c = -2;
+  r.num_d = 70000;
+  r.num_e = 0;
+  r.num_f = -1;
+  return r;
+}
+
+RouteRefreshReqParam Param() {
+  RouteRefreshReqParam p;
+  p.primary_text = "P";
+  p.third_text = "T";
+  p.bucket_value = 3;
+  p.bucket_number_text = "99";
+  p.refresh_value = 4;
+  p.request_number = -15;
+  return p;
+}
+
+// ---- Spherical Mercator
+
+TEST(RouteRefreshMercator, LongitudeOneEightyAndLatitudeZero) {
+  OnRouteReq on;
+  drs::GetOnRouteReq(on, Route1(), Param(), Extra());
+  // 180 x 111319.49077777778 = 20037508.34 -> 20037508.
+  EXPECT_EQ(on.mercator_x, 20037508.0);
+  EXPECT_EQ(on.mercator_y, 0.0);
+  // 20037508 = 2^24 + 0x31bf84: exponent 0x417, mantissa 0x31bf84 << 28.
+  // clang-format off
+  EXPECT_NE(Encoded(on).find("a541731bf840000000" "b50000000000000000"), std::string::npos);
+  // clang-format on
+}
+
+TEST(RouteRefreshMercator, MercatorOfLatitude399) {
+  // y = ln(tan((39.9 + 90) x 0.008726646259971648)) / 0.017453292519943295 x R
+  //   (39.9 + 90) x pi/360 = 129.9 x 0.0087266462599716 = 1.13359134917031...
+  //   tan(1.13359134917031) = 2.13963007533004...
+  //   ln(2.13963007533004)  = 0.76063295209609...
+  //   / 0.017453292519943295 = 43.5810579136830...
+  //   x 111319.49077777778   = 4851421.17450803...  -> rounds to 4851421
+  // 4851421 = 2^22 + 0xa06dd: exponent 0x415, mantissa 0xa06dd << 30.
+  OnRouteReq on;
+  drs::GetOnRouteReq(on, Route2(), Param(), Extra());
+  EXPECT_EQ(on.mercator_y, 4851421.0);
+  EXPECT_EQ(on.mercator_x, -55660.0);  // -0.5 x R = -55659.745...
+  EXPECT_NE(Encoded(on).find("b5415281b740000000"), std::string::npos);
+}
+
+TEST(RouteRefreshMercator, NonFiniteAndHugeValuesAreCutSafely) {
+  OneRouteTrafficReqParam r = Route1();
+  TrafficTimeReq t;
+  r.longitude = std::nan("");
+  r.latitude = 91.0;  // tan of an angle past 90 degrees is negative: ln gives NaN
+  drs::GetTrafficTimeReq(t, r, Param(), Extra(), 2);
+  EXPECT_EQ(t.mercator_x, 0.0);
+  EXPECT_EQ(t.mercator_y, 0.0);
+  r.longitude = 1e300;
+  r.latitude = -90.0;  // tan(0) = 0: ln gives -infinity
+  drs::GetTrafficTimeReq(t, r, Param(), Extra(), 2);
+  EXPECT_EQ(t.mercator_x, 2147483647.0);
+  EXPECT_EQ(t.mercator_y, -2147483648.0);
+  r.longitude = -std::numeric_limits<double>::infinity();
+  drs::GetTrafficTimeReq(t, r, Param(), Extra(), 2);
+  EXPECT_EQ(t.mercator_x, -2147483648.0);
+}
+
+// ---- Route identifiers
+
+TEST(RouteRefreshId, ParsedLikeStoll) {
+  OnRouteReq on;
+  TrafficTimeReq t;
+  OneRouteTrafficReqParam r = Route1();
+  drs::GetOnRouteReq(on, r, Param(), Extra());
+  drs::GetTrafficTimeReq(t, r, Param(), Extra(), 2);
+  EXPECT_EQ(on.route_id, 12);
+  EXPECT_EQ(t.route_id, 12);
+  r.id_text = "  -7";
+  drs::GetOnRouteReq(on, r, Param(), Extra());
+  EXPECT_EQ(on.route_id, -7);
+  r.id_text = "\t\n\v\f\r+42";
+  drs::GetOnRouteReq(on, r, Param(), Extra());
+  EXPECT_EQ(on.route_id, 42);
+  r.id_text = "9223372036854775807";
+  drs::GetTrafficTimeReq(t, r, Param(), Extra(), 2);
+  EXPECT_EQ(t.route_id, INT64_MAX);
+}
+
+TEST(RouteRefreshId, BadTextThrowsOutOfTheRequestWithOutputUntouched) {
+  RouteRefreshReqParam p = Param();
+  p.routes = {Route1(), Route1()};
+  std::vector<char> out{'o', 'l', 'd'};
+  p.routes[1].id_text = "abc";
+  EXPECT_THROW((void)drs::GetRouteRefreshReqData(p, Extra(), out), std::invalid_argument);
+  EXPECT_EQ(Hex(out), "6f6c64");
+  p.routes[1].id_text = "99999999999999999999";
+  EXPECT_THROW((void)drs::GetRouteRefreshReqData(p, Extra(), out), std::out_of_range);
+  EXPECT_EQ(Hex(out), "6f6c64");
+}
+
+// ---- Per-route builders
+
+TEST(RouteRefreshBuilders, AllOnRouteSetsTheValueAndFillsBothQuestions) {
+  RouteRefreshReqParam p = Param();
+  p.secondary_text = "S";
+  AllOnRouteReq all;
+  drs::GetAllOnRouteReq(all, Route2(), p, Extra(), 123);
+  EXPECT_EQ(Encoded(all),
+            Struct(0, OnRouteHex(-7, -1000, -55660.0, 4851421.0, "P", "S", 0, -1)) +
+                Struct(1, TrafficTimeHex(-7, 300, -1000, -55660.0, 4851421.0, 123, 70000, -2, "P", "S")) +
+                Struct(2, DynamicHex(123)) + Struct(3, DefaultBucketHex()) + Struct(4, DefaultEnergyHex()));
+}
+
+// ---- The whole request
+
+TEST(RouteRefresh, NoRoutesStillBuildsTheRequest) {
+  navreq::services::ScopedClock clock(1700000000000);
+  navreq::testing::LogCapture log;
+  RouteRefreshReqParam p = Param();
+  p.request_number = 0;
+  std::vector<char> out;
+  ASSERT_EQ(drs::GetRouteRefreshReqData(p, Extra(), out), 0);
+  const std::string body =
+      "090c" + Struct(1, DefaultBucketHex()) + RefreshHex(DefaultCarRouteHex()) + Str(3, "0") + Str(4, "");
+  EXPECT_EQ(Hex(out), PackageHex(body));
+  // Only the envelope logs.
+  ASSERT_EQ(log.lines().size(), 1u);
+  EXPECT_EQ(log.lines()[0], "L0 E8 RoutePlus::RequestPlus imei=IMEI1");
+}
+
+TEST(RouteRefresh, OneRouteWithEmptySecondaryTextCarriesPrimaryTwice) {
+  RouteRefreshReqParam p = Param();
+  p.routes = {Route1()};
+  std::vector<char> out;
+  ASSERT_EQ(drs::GetRouteRefreshReqData(p, Extra(), out), 0);
+  const std::string body = List(0, 1) +
+                           AllOnRouteHex(OnRouteHex(12, 5, 20037508.0, 0.0, "P", "P", 9, 10),
+                                         TrafficTimeHex(12, 6, 5, 20037508.0, 0.0, 4, 8, 7, "P", "P"), 4) +
+                           Struct(1, DefaultBucketHex()) + RefreshHex(DefaultCarRouteHex()) + Str(3, "-15") +
+                           Str(4, "");
+  EXPECT_EQ(Hex(out), PackageHex(body));
+}
+
+TEST(RouteRefresh, TwoRoutesInOrderWithTheSameRefreshValue) {
+  RouteRefreshReqParam p = Param();
+  p.secondary_text = "S";
+  p.routes = {Route2(), Route1()};
+  p.fixes = {KSLocation()};
+  p.fixes[0].longitude = 116.5;
+  p.fixes[0].latitude = 39.75;
+  p.fixes[0].timeSeconds = 1000;
+  std::vector<char> out;
+  ASSERT_EQ(drs::GetRouteRefreshReqData(p, Extra(), out), 0);
+  // The batch's bucket: the fix in micro-degrees, value 3, number "99", the imei.
+  const std::string bucket =
+      Struct(0, Int(0, 116500000) + Int(1, 39750000) + Int(2, 0) + Int(3, 1000) + Int(4, 0) + Int(5, 3) +
+                    Int(6, 99) + Str(7, "IMEI1") + Str(8, "") + Str(9, "") + Str(10, "")) +
+      List(1, 1) + Struct(0, "0c1c2c3c4c5c6c7c8c9cacbc") + List(2, 0) + Int(3, 0);
+  const std::string body =
+      List(0, 2) +
+      AllOnRouteHex(OnRouteHex(-7, -1000, -55660.0, 4851421.0, "P", "S", 0, -1),
+                    TrafficTimeHex(-7, 300, -1000, -55660.0, 4851421.0, 4, 70000, -2, "P", "S"), 4) +
+      AllOnRouteHex(OnRouteHex(12, 5, 20037508.0, 0.0, "P", "S", 9, 10),
+                    TrafficTimeHex(12, 6, 5, 20037508.0, 0.0, 4, 8, 7, "P", "S"), 4) +
+      Struct(1, bucket) + RefreshHex(DefaultCarRouteHex()) + Str(3, "-15") + Str(4, "");
+  EXPECT_EQ(Hex(out), PackageHex(body));
+}
+
+TEST(RouteRefresh, DefaultCarRouteReqIsCompleteOnItsOwn) {
+  // Independent look at the default route search record the refresh sends:
+  // it opens with the start point, and tags 36 to 38 and 40 are -1 with 39
+  // zero and 41 the float -1.0 (0xbf800000); tag 23 is -1.
+  const std::string car = DefaultCarRouteHex();
+  EXPECT_EQ(car.substr(0, 2), "0a");
+  // clang-format off
+  EXPECT_NE(car.find("f024ff" "f025ff" "f026ff" "fc27" "f028ff" "f429bf800000"), std::string::npos);
+  // clang-format on
+  EXPECT_NE(car.find("f017ff"), std::string::npos);
+}
+
+RouteRefreshReqParam WithSearch() {
+  RouteRefreshReqParam p = Param();
+  p.research_flag = true;
+  p.route_param.start.latitude = 39.75;
+  p.route_param.start.longitude = 116.5;
+  p.route_param.destination.latitude = 31.25;
+  p.route_param.destination.longitude = 121.5;
+  p.route_param.trafficPref = 1;
+  return p;
+}
+
+TEST(RouteRefresh, SearchIsIncludedOnlyWithFlagAndNoPendingRequest) {
+  navreq::services::ScopedClock clock(1700000000000);
+  const std::string tail = Str(3, "-15") + Str(4, "");
+  const std::string head = "090c" + Struct(1, DefaultBucketHex());
+
+  RouteRefreshReqParam off = WithSearch();
+  off.research_flag = false;
+  std::vector<char> out;
+  ASSERT_EQ(drs::GetRouteRefreshReqData(off, Extra(), out), 0);
+  EXPECT_EQ(Hex(out), PackageHex(head + RefreshHex(DefaultCarRouteHex()) + tail));
+
+  RouteRefreshReqParam pending = WithSearch();
+  pending.pending_list.resize(1);
+  ASSERT_EQ(drs::GetRouteRefreshReqData(pending, Extra(), out), 0);
+  EXPECT_EQ(Hex(out), PackageHex(head + RefreshHex(DefaultCarRouteHex()) + tail));
+
+  const RouteRefreshReqParam on = WithSearch();
+  CarRouteReq filled;
+  drs::GetCarRouteReq(filled, on.route_param, Extra());
+  const std::string filled_hex = Encoded(filled);
+  // The filled record is not the default one: the start is 116500000 / 39750000
+  // (0x06f1a620 / 0x025e8970) and tag 46 says "nav".
+  EXPECT_NE(filled_hex, DefaultCarRouteHex());
+  // clang-format off
+  EXPECT_NE(filled_hex.find("0206f1a620" "12025e8970"), std::string::npos);
+  // clang-format on
+  EXPECT_NE(filled_hex.find("f62e036e6176"), std::string::npos);
+  ASSERT_EQ(drs::GetRouteRefreshReqData(on, Extra(), out), 0);
+  EXPECT_EQ(Hex(out), PackageHex(head + RefreshHex(filled_hex) + tail));
+}
+
+TEST(RouteRefresh, ExplainControlsGoToTheCloudControlMap) {
+  RouteRefreshReqParam p = Param();
+  zv_navi_core::KSFollowExplainControl c;
+  c.id0 = 1;
+  c.id1 = 2;
+  c.id2 = 3;
+  c.id3 = 4;
+  c.code4 = 5;
+  c.text5 = "a";
+  c.text6 = "b";
+  c.texts7 = {"t"};
+  c.road_links8 = {{6, "n"}};
+  c.code9 = 9;
+  p.explain_controls["k"] = c;
+  std::vector<char> out;
+  ASSERT_EQ(drs::GetRouteRefreshReqData(p, Extra(), out), 0);
+  const std::string control = Int(0, 1) + Int(1, 2) + Int(2, 3) + Int(3, 4) + Int(4, 5) + Str(5, "a") +
+                              Str(6, "b") + List(7, 1) + Str(0, "t") + List(8, 1) +
+                              Struct(0, Int(0, 6) + Str(1, "n")) + Int(9, 9);
+  const std::string body = "090c" + Struct(1, DefaultBucketHex()) +
+                           RefreshHex(DefaultCarRouteHex(), Map(0, 1) + Str(0, "k") + Struct(1, control)) +
+                           Str(3, "-15") + Str(4, "");
+  EXPECT_EQ(Hex(out), PackageHex(body));
+}
+
+TEST(RouteRefresh, OversizedStringInTheBatchFailsWithOutputUntouched) {
+  ReqExtraParam e = Extra();
+  e.imei.assign(kOverLimit, 'i');  // reaches the batch only as the bucket's text
+  RouteRefreshReqParam p = Param();
+  p.fixes = {KSLocation()};
+  std::vector<char> out{'o', 'l', 'd'};
+  navreq::testing::StdoutCapture printed;
+  navreq::testing::LogCapture log;
+  EXPECT_EQ(drs::GetRouteRefreshReqData(p, e, out), 1);
+  EXPECT_EQ(printed.text(), "");
+  EXPECT_TRUE(log.lines().empty());
+  EXPECT_EQ(Hex(out), "6f6c64");
+}
+
+TEST(RouteRefresh, EnvelopeFailureFailsWithOutputUntouched) {
+  ReqExtraParam e = Extra();
+  e.identity_d.assign(kOverLimit, 'd');  // only in the envelope's Header
+  std::vector<char> out{'o', 'l', 'd'};
+  navreq::testing::StdoutCapture printed;
+  EXPECT_EQ(drs::GetRouteRefreshReqData(Param(), e, out), 1);
+  EXPECT_EQ(printed.text(), "SerializeKSE_header_fail\n");
+  EXPECT_EQ(Hex(out), "6f6c64");
+}
+
+}  // namespace

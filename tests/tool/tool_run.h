@@ -1,0 +1,105 @@
+// Running the built `navreq` binary from a test, and scratch files for it.
+#pragma once
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+namespace navreq {
+namespace testing {
+
+inline std::string SourcePath(const std::string& relative) {
+  return std::string(NAVREQ_SOURCE_DIR) + "/" + relative;
+}
+
+inline std::string ReadFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+inline void WriteFile(const std::string& path, const std::string& data) {
+  std::ofstream(path, std::ios::binary | std::ios::trunc) << data;
+}
+
+// A fresh directory for one test's files (removed with the guard).
+class ScratchDir {
+ public:
+  ScratchDir() {
+    std::string pattern = "/tmp/navreq-tool-test-XXXXXX";
+    std::vector<char> buf(pattern.begin(), pattern.end());
+    buf.push_back('\0');
+    if (mkdtemp(buf.data()) != nullptr) path_ = buf.data();
+  }
+  ~ScratchDir() {
+    if (path_.empty()) return;
+    [[maybe_unused]] const int status = std::system(("rm -rf '" + path_ + "'").c_str());
+  }
+  ScratchDir(const ScratchDir&) = delete;
+  ScratchDir& operator=(const ScratchDir&) = delete;
+
+  std::string file(const std::string& name) const { return path_ + "/" + name; }
+
+ private:
+  std::string path_;
+};
+
+struct ToolResult {
+  int status = -1;  // exit status; -1 when the process did not exit normally (a crash)
+  std::string out;
+  std::string err;
+};
+
+// Runs `navreq ARGS...` with `input` on its standard input.
+inline ToolResult RunTool(const std::vector<std::string>& args, const std::string& input = "") {
+  ScratchDir dir;
+  WriteFile(dir.file("stdin"), input);
+  auto quote = [](const std::string& s) {
+    std::string q = "'";
+    for (char c : s) q += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return q + "'";
+  };
+  std::string command = quote(NAVREQ_TOOL_BINARY);
+  for (const std::string& a : args) command += " " + quote(a);
+  command +=
+      " <" + quote(dir.file("stdin")) + " >" + quote(dir.file("stdout")) + " 2>" + quote(dir.file("stderr"));
+  const int raw = std::system(command.c_str());
+  ToolResult result;
+  if (raw != -1 && WIFEXITED(raw)) result.status = WEXITSTATUS(raw);
+  result.out = ReadFile(dir.file("stdout"));
+  result.err = ReadFile(dir.file("stderr"));
+  return result;
+}
+
+}  // namespace testing
+}  // namespace navreq
+
+namespace navreq {
+namespace testing {
+
+inline std::string HexOf(const std::string& bytes) {
+  static const char digits[] = "0123456789abcdef";
+  std::string out;
+  for (unsigned char b : bytes) {
+    out.push_back(digits[b >> 4]);
+    out.push_back(digits[b & 15]);
+  }
+  return out;
+}
+
+// Bytes from hex digits ("0c10ff"); test data is spelled this way.
+inline std::string FromHex(const std::string& hex) {
+  auto nibble = [](char c) { return c <= '9' ? c - '0' : c - 'a' + 10; };
+  std::string out;
+  for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
+    out.push_back(static_cast<char>(nibble(hex[i]) * 16 + nibble(hex[i + 1])));
+  }
+  return out;
+}
+
+}  // namespace testing
+}  // namespace navreq

@@ -1,0 +1,27 @@
+// Small text helpers shared by the dump printer and the command output.
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace navreq {
+namespace tool {
+
+// Lowercase hex of every byte, no separators.
+[[nodiscard]] std::string HexOf(const char* data, std::size_t size);
+[[nodiscard]] inline std::string HexOf(const std::string& bytes) { return HexOf(bytes.data(), bytes.size()); }
+
+// Whether the bytes are well-formed UTF-8 (no overlong forms, no surrogates,
+// nothing above U+10FFFF).
+[[nodiscard]] bool ValidUtf8(const std::string& bytes) noexcept;
+
+// Well-formed UTF-8 without control characters.
+[[nodiscard]] bool IsPrintableText(const std::string& bytes) noexcept;
+
+// The bytes in double quotes, readable on a terminal: well-formed UTF-8 stays
+// as it is, quotes and backslashes are escaped, \n \r \t by name, every other
+// control byte and every byte outside well-formed UTF-8 as \xNN.
+[[nodiscard]] std::string Quote(const std::string& bytes);
+
+}  // namespace tool
+}  // namespace navreq
