@@ -8,10 +8,13 @@ all: test
 deps:
 	@scripts/install-deps.sh build
 
+# Encodes the example route search with a pinned clock and shows its decoded tree.
+NAVREQ := build/release/tools/navreq/navreq
 demo: deps
 	@cmake --preset release >/dev/null
-	@cmake --build --preset release --target navreq_envelope_demo >/dev/null
-	@build/release/examples/navreq_envelope_demo
+	@cmake --build --preset release --target navreq_cli >/dev/null
+	$(NAVREQ) encode route examples/route.json --now-ms 1700000000000 -o build/release/route.bin
+	$(NAVREQ) dump build/release/route.bin
 
 test: test-dev test-asan test-tsan
 

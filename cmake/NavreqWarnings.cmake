@@ -3,7 +3,7 @@
 add_library(navreq_warnings INTERFACE)
 if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
   target_compile_options(navreq_warnings INTERFACE
-    -Wall -Wextra -Wpedantic -Wshadow -Wcast-align -Wnull-dereference -Wdouble-promotion
+    -Wall -Wextra -Wpedantic -Wshadow -Wcast-align -Wdouble-promotion
     -Wformat=2 -Wimplicit-fallthrough
     $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Wold-style-cast -Woverloaded-virtual>)
   if(NAVREQ_WERROR)
