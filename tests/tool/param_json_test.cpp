@@ -207,6 +207,9 @@ TEST(ParamJson, MalformedDocuments) {
   const std::string truncated = ErrorOf<DriveRouteReqParam>(R"({"start": {"latitude": 39.8)");
   EXPECT_EQ(truncated.rfind("invalid JSON: parse error at line 1, column 28:", 0), 0u) << truncated;
   EXPECT_EQ(ErrorOf<DriveRouteReqParam>("[]"), "param: expected an object");
+  // A number beyond double range is invalid input too, not a crash.
+  EXPECT_EQ(ErrorOf<DriveRouteReqParam>(R"({"curSpeed": 1e400})"),
+            "invalid JSON: number overflow parsing '1e400'");
 }
 
 TEST(Kinds, PrepareReadsExtraAndParam) {

@@ -32,8 +32,9 @@ json ParseJsonDocument(const std::string& text) {
   };
   try {
     return json::parse(text, check_keys);
-  } catch (const json::parse_error& e) {
-    // "[json.exception.parse_error.101] parse error at line 1, column 9: ..."
+  } catch (const json::exception& e) {
+    // "[json.exception.parse_error.101] parse error at line 1, column 9: ...", or
+    // "[json.exception.out_of_range.406] number overflow parsing '1e400'"
     std::string message = e.what();
     const auto bracket = message.find("] ");
     if (message.rfind("[json.exception.", 0) == 0 && bracket != std::string::npos)
