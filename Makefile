@@ -33,6 +33,10 @@ test-tsan: deps
 	cmake --build --preset tsan
 	ctest --preset tsan --no-tests=ignore
 
+# libFuzzer targets, each for FUZZ_SECONDS (default 60); FUZZ_TARGETS picks some.
+fuzz: deps
+	@scripts/fuzz.sh
+
 format:
 	git ls-files '*.h' '*.cpp' | xargs clang-format -i
 
