@@ -135,3 +135,17 @@ TEST(Distance, GreatCircleMetres) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(Log, AThrowingSinkNeverFailsTheCaller) {
+  int calls = 0;
+  navreq::services::ScopedLogSink sink([&calls](int, int, const std::string&) {
+    ++calls;
+    throw std::bad_alloc();
+  });
+  EXPECT_NO_THROW(zv_navi_core::Log::record(zv_navi_core::kLevelInfo, zv_navi_core::kEventRequest, "%d", 7));
+  EXPECT_EQ(calls, 1);
+}
+
+}  // namespace
