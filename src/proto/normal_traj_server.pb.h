@@ -43,7 +43,7 @@ extern "C" {
 #define kelo_nav_normal_traj_server_Event_AttributesEntry_key_tag 1
 #define kelo_nav_normal_traj_server_Event_AttributesEntry_value_tag 2
 
-/* Struct field encoding specification for nanopb */
+/* Struct field encoding tables for nanopb */
 #define kelo_nav_normal_traj_server_Event_FIELDLIST(X, a) \
 X(a, STATIC,   SINGULAR, BOOL,     nav_stopped,       1) \
 X(a, CALLBACK, REPEATED, MESSAGE,  attributes,        2) \
