@@ -1,7 +1,7 @@
 # Two commands do everything on a fresh Debian machine:
 #   make demo   build and run the main example
 #   make test   build and run every test (plain, then under ASan + UBSan)
-.PHONY: all deps demo test test-dev test-asan test-tsan bench fuzz cross-test format clean
+.PHONY: all deps demo test test-dev test-asan test-tsan bench bench-callgrind fuzz cross-test format clean
 
 all: test
 
@@ -16,7 +16,7 @@ demo: deps
 	$(NAVREQ) encode route examples/route.json --now-ms 1700000000000 -o build/release/route.bin
 	$(NAVREQ) dump build/release/route.bin
 
-test: test-dev test-asan test-tsan
+test: test-dev test-asan test-tsan cross-test
 
 test-dev: deps
 	cmake --preset dev
@@ -32,6 +32,33 @@ test-tsan: deps
 	cmake --preset tsan
 	cmake --build --preset tsan
 	ctest --preset tsan --no-tests=ignore
+
+# The whole suite built for aarch64 (little-endian, like the phones) and s390x
+# (big-endian), run under qemu-user: the bytes must not depend on the host.
+cross-test: deps
+	scripts/cross-test.sh arm64 s390x
+
+# Benchmarks: time, allocations and size of every request, the route body
+# beside libprotobuf and nanopb, the compressors, scaling; ends with a summary.
+# GZIP_BACKEND=libdeflate measures the build option instead of the zlib default.
+GZIP_BACKEND ?= zlib
+BENCH_CONFIGURE = cmake -S . -B build/bench -DCMAKE_BUILD_TYPE=Release -DNAVREQ_WERROR=ON \
+	  -DNAVREQ_BUILD_BENCHMARKS=ON -DNAVREQ_GZIP_BACKEND=$(GZIP_BACKEND) \
+	  -DNAVREQ_BUILD_TESTS=OFF -DNAVREQ_BUILD_TOOLS=OFF -DNAVREQ_BUILD_EXAMPLES=OFF
+bench:
+	@scripts/install-deps.sh build bench
+	$(BENCH_CONFIGURE)
+	cmake --build build/bench -j2 --target navreq_bench
+	build/bench/bench/navreq_bench --benchmark_repetitions=5 --benchmark_min_time=0.1 \
+	  --benchmark_report_aggregates_only=true \
+	  --benchmark_out=build/bench/bench-results.json --benchmark_out_format=json
+
+# The same figures from instruction counts (repeatable on a busy machine).
+bench-callgrind:
+	@scripts/install-deps.sh build bench
+	$(BENCH_CONFIGURE)
+	cmake --build build/bench -j2 --target navreq_bench
+	scripts/bench-callgrind.py --bench build/bench/bench/navreq_bench
 
 # libFuzzer targets, each for FUZZ_SECONDS (default 60); FUZZ_TARGETS picks some.
 fuzz: deps

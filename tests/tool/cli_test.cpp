@@ -280,6 +280,8 @@ struct BadInput {
   const char* json;
   const char* message;
 };
+// Names the case by its expected message, so test names are stable.
+void PrintTo(const BadInput& input, std::ostream* os) { *os << input.kind << ": " << input.message; }
 
 class EncodeBadInput : public ::testing::TestWithParam<BadInput> {};
 

@@ -70,6 +70,7 @@ struct DumpExpectation {
   const char* command;
   const char* body;
 };
+void PrintTo(const DumpExpectation& e, std::ostream* os) { *os << e.kind << ": " << e.command; }
 
 class ExampleDump : public ::testing::TestWithParam<DumpExpectation> {};
 

@@ -63,7 +63,10 @@ inline ToolResult RunTool(const std::vector<std::string>& args, const std::strin
     for (char c : s) q += c == '\'' ? std::string("'\\''") : std::string(1, c);
     return q + "'";
   };
-  std::string command = quote(NAVREQ_TOOL_BINARY);
+  // NAVREQ_TOOL_LAUNCHER: the emulator of a cross build, empty otherwise.
+  std::string command = std::string(NAVREQ_TOOL_LAUNCHER);
+  if (!command.empty()) command += " ";
+  command += quote(NAVREQ_TOOL_BINARY);
   for (const std::string& a : args) command += " " + quote(a);
   command +=
       " <" + quote(dir.file("stdin")) + " >" + quote(dir.file("stdout")) + " 2>" + quote(dir.file("stderr"));

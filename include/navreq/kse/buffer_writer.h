@@ -36,12 +36,16 @@ class BufferWriter {
     length_ += n;
   }
 
-  // True when n more bytes fit without growing.
+  // Fast-path interface of the stream: room() bytes can be written at
+  // data() + length() without growing; setLength() then takes them in.
+  //
+  // The stream reads length() once, writes its bytes and sets the new length
+  // last, from a value it already holds: byte stores may alias any object, so
+  // a length read back after them would have to come from memory again.
   bool hasRoom(std::size_t n) const noexcept { return capacity_ - length_ >= n; }
-  // Where the next byte goes; valid for as many bytes as hasRoom() admits.
-  char* tail() noexcept { return data_ + length_; }
-  // Marks n bytes written at tail() as part of the buffer.
-  void advance(std::size_t n) noexcept { length_ += n; }
+  std::size_t room() const noexcept { return capacity_ - length_; }
+  char* at(std::size_t offset) noexcept { return data_ + offset; }
+  void setLength(std::size_t n) noexcept { length_ = n; }
 
  private:
   void grow(std::size_t n);

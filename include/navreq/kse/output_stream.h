@@ -24,7 +24,15 @@
 //
 // Integers take the smallest form that holds the value; floating-point values
 // always go out at full width, zero included. All multi-byte numbers are
-// big-endian whatever the host's order: they are shifted out byte by byte.
+// big-endian whatever the host's order.
+//
+// Speed: a request writes about a thousand fields, so the per-field path is
+// what costs. Every write is inlined into the record writer that calls it (the
+// tag is then a constant and the head byte folds), checks the buffer's room
+// once for the widest form of the whole field and stores head and payload
+// directly. Only when that check fails does it take the out-of-line path that
+// appends head and payload as separate pieces, each with its own growth check,
+// so the buffer grows exactly as the piece-by-piece rule says.
 #pragma once
 
 #include <cstddef>
@@ -37,6 +45,16 @@
 
 #include "navreq/kse/buffer_writer.h"
 #include "navreq/numeric.h"
+
+#if defined(__GNUC__)
+#define NAVKSE_INLINE inline __attribute__((always_inline))
+#define NAVKSE_NOINLINE __attribute__((noinline))
+#define NAVKSE_LIKELY(x) __builtin_expect(!!(x), 1)
+#else
+#define NAVKSE_INLINE inline
+#define NAVKSE_NOINLINE
+#define NAVKSE_LIKELY(x) (x)
+#endif
 
 namespace navcore {
 namespace ryn {
@@ -80,6 +98,66 @@ struct DataHead {
   }
 };
 
+namespace kse_detail {
+
+// Big-endian stores of 2, 4 and 8 bytes.
+template <class U>
+NAVKSE_INLINE void storeBigEndian(char* out, U value) noexcept {
+#if defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+  if constexpr (sizeof(U) == 2) value = __builtin_bswap16(value);
+  if constexpr (sizeof(U) == 4) value = __builtin_bswap32(value);
+  if constexpr (sizeof(U) == 8) value = __builtin_bswap64(value);
+  std::memcpy(out, &value, sizeof value);
+#elif defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+  std::memcpy(out, &value, sizeof value);
+#else
+  for (std::size_t i = 0; i < sizeof(U); ++i) {
+    out[i] = static_cast<char>(static_cast<std::uint64_t>(value) >> (8 * (sizeof(U) - 1 - i)));
+  }
+#endif
+}
+
+// Writes the head at `out`; returns its size (1 or 2).
+NAVKSE_INLINE std::size_t storeHead(char* out, std::uint8_t type, std::uint8_t tag) noexcept {
+  if (tag < 15) {
+    out[0] = static_cast<char>((tag << 4) | (type & 0x0F));
+    return 1;
+  }
+  out[0] = static_cast<char>(0xF0 | (type & 0x0F));
+  out[1] = static_cast<char>(tag);
+  return 2;
+}
+
+// The smallest form of an integer whose declared width is `Bits`: its type
+// code and payload (big-endian, payload size returned; 0 for the zero head).
+template <int Bits>
+NAVKSE_INLINE std::size_t encodeInteger(std::int64_t v, std::uint8_t& type, char* payload) noexcept {
+  if (v == 0) {
+    type = kKseZero;
+    return 0;
+  }
+  if (Bits == 8 || (v >= -128 && v <= 127)) {
+    type = kKseInt8;
+    payload[0] = static_cast<char>(static_cast<std::uint8_t>(v));
+    return 1;
+  }
+  if (Bits == 16 || (v >= -32768 && v <= 32767)) {
+    type = kKseInt16;
+    storeBigEndian(payload, static_cast<std::uint16_t>(v));
+    return 2;
+  }
+  if (Bits == 32 || (v >= INT32_MIN && v <= INT32_MAX)) {
+    type = kKseInt32;
+    storeBigEndian(payload, static_cast<std::uint32_t>(v));
+    return 4;
+  }
+  type = kKseInt64;
+  storeBigEndian(payload, static_cast<std::uint64_t>(v));
+  return 8;
+}
+
+}  // namespace kse_detail
+
 template <class Writer>
 class KseOutputStream {
  public:
@@ -97,62 +175,110 @@ class KseOutputStream {
   // field goes through the 64-bit rule and is never negative on the wire).
   // `char` is always one two's-complement byte, whatever its signedness.
   template <class T, typename std::enable_if<std::is_integral<T>::value, int>::type = 0>
-  void write(T v, std::uint8_t tag) {
+  NAVKSE_INLINE void write(T v, std::uint8_t tag) {
     if constexpr (std::is_same<T, bool>::value) {
-      write8(v ? 1 : 0, tag);
+      putInteger<8>(v ? 1 : 0, tag);
     } else if constexpr (std::is_same<T, char>::value) {
-      write8(navreq::WrapTo<std::int8_t>(v), tag);
+      putInteger<8>(navreq::WrapTo<std::int8_t>(v), tag);
     } else if constexpr (std::is_signed<T>::value) {
-      if constexpr (sizeof(T) == 1) write8(static_cast<std::int8_t>(v), tag);
-      else if constexpr (sizeof(T) == 2) write16(static_cast<std::int16_t>(v), tag);
-      else if constexpr (sizeof(T) == 4) write32(static_cast<std::int32_t>(v), tag);
-      else write64(static_cast<std::int64_t>(v), tag);
+      putInteger<8 * static_cast<int>(sizeof(T))>(static_cast<std::int64_t>(v), tag);
+    } else if constexpr (sizeof(T) < 8) {
+      putInteger<16 * static_cast<int>(sizeof(T))>(static_cast<std::int64_t>(v), tag);
     } else {
-      if constexpr (sizeof(T) == 1) write16(static_cast<std::int16_t>(v), tag);
-      else if constexpr (sizeof(T) == 2) write32(static_cast<std::int32_t>(v), tag);
-      else if constexpr (sizeof(T) == 4) write64(static_cast<std::int64_t>(v), tag);
-      else write64(navreq::WrapTo<std::int64_t>(v), tag);
+      putInteger<64>(navreq::WrapTo<std::int64_t>(v), tag);
     }
   }
 
-  void write(float v, std::uint8_t tag) {
+  NAVKSE_INLINE void write(float v, std::uint8_t tag) {
     std::uint32_t bits;
     std::memcpy(&bits, &v, sizeof bits);
-    putFixed<4>(kKseFloat, tag, bits);
+    putFixed(kKseFloat, tag, bits);
   }
 
-  void write(double v, std::uint8_t tag) {
+  NAVKSE_INLINE void write(double v, std::uint8_t tag) {
     std::uint64_t bits;
     std::memcpy(&bits, &v, sizeof bits);
-    putFixed<8>(kKseDouble, tag, bits);
+    putFixed(kKseDouble, tag, bits);
   }
 
   // A string literal would otherwise convert to bool.
   void write(const char*, std::uint8_t) = delete;
 
   // Short form below 256 bytes, long form up to 100 MiB, an exception above.
-  void write(const std::string& s, std::uint8_t tag);
+  NAVKSE_INLINE void write(const std::string& s, std::uint8_t tag) {
+    const std::size_t n = s.size();
+    const std::size_t len = buf_.length();
+    // Head, length byte and bytes are three pieces; one check when all fit.
+    if (NAVKSE_LIKELY(n < 256 && buf_.room() >= 3 + n)) {
+      char* p = buf_.at(len);
+      std::size_t h = kse_detail::storeHead(p, kKseString1, tag);
+      p[h++] = static_cast<char>(n);
+      if (n != 0) std::memcpy(p + h, s.data(), n);
+      buf_.setLength(len + h + n);
+      return;
+    }
+    writeStringPieces(s, tag);
+  }
 
   // Byte array: written in one piece as a simple list.
-  void write(const std::vector<char>& bytes, std::uint8_t tag);
+  NAVKSE_INLINE void write(const std::vector<char>& bytes, std::uint8_t tag) {
+    const std::size_t n = bytes.size();
+    const std::size_t len = buf_.length();
+    // Head, element type byte, count (at most 5 bytes) and the bytes.
+    if (NAVKSE_LIKELY(buf_.room() >= 8 && buf_.room() - 8 >= n)) {
+      char* p = buf_.at(len);
+      std::size_t k = kse_detail::storeHead(p, kKseSimpleList, tag);
+      p[k++] = static_cast<char>(kKseInt8 << 4);  // element type of the simple list: bytes
+      k += storeIntegerAt<32>(p + k, countOf(n), 0);
+      if (n != 0) std::memcpy(p + k, bytes.data(), n);
+      buf_.setLength(len + k + n);
+      return;
+    }
+    writeBytesPieces(bytes, tag);
+  }
 
   // Unsigned bytes go out as an ordinary list, each byte zero-extended through
   // the 16-bit rule (0 -> 0C, 1..127 -> 00 xx, 128..255 -> 01 00 xx). Peers
   // expect exactly this; it is not the simple list of std::vector<char>.
-  void write(const std::vector<unsigned char>& bytes, std::uint8_t tag);
+  void write(const std::vector<unsigned char>& bytes, std::uint8_t tag) {
+    const std::size_t n = bytes.size();
+    // List head, count, then at most 3 bytes per element.
+    if (buf_.room() >= 7 && (buf_.room() - 7) / 3 >= n) {
+      const std::size_t len = buf_.length();
+      char* const start = buf_.at(len);
+      char* p = start + kse_detail::storeHead(start, kKseList, tag);
+      p += storeIntegerAt<32>(p, countOf(n), 0);
+      for (unsigned char b : bytes) {
+        if (b == 0) {
+          *p++ = static_cast<char>(kKseZero);
+        } else if (b < 128) {
+          p[0] = static_cast<char>(kKseInt8);
+          p[1] = static_cast<char>(b);
+          p += 2;
+        } else {
+          p[0] = static_cast<char>(kKseInt16);
+          p[1] = 0;
+          p[2] = static_cast<char>(b);
+          p += 3;
+        }
+      }
+      buf_.setLength(len + static_cast<std::size_t>(p - start));
+      return;
+    }
+    putListHead(kKseList, tag, countOf(n));
+    for (unsigned char b : bytes) putInteger<16>(b, 0);
+  }
 
   template <class T>
   void write(const std::vector<T>& list, std::uint8_t tag) {
-    putHead(kKseList, tag);
-    write32(countOf(list.size()), 0);
+    putListHead(kKseList, tag, countOf(list.size()));
     for (const T& element : list) write(element, 0);
   }
 
   // Entries in the map's ascending key order.
   template <class K, class V>
   void write(const std::map<K, V>& map, std::uint8_t tag) {
-    putHead(kKseMap, tag);
-    write32(countOf(map.size()), 0);
+    putListHead(kKseMap, tag, countOf(map.size()));
     for (const auto& entry : map) {
       write(entry.first, 0);
       write(entry.second, 1);
@@ -161,7 +287,7 @@ class KseOutputStream {
 
   // Nested record: begin head, the record's own fields, end head.
   template <class R, typename std::enable_if<std::is_base_of<KseStructBase, R>::value, int>::type = 0>
-  void write(const R& record, std::uint8_t tag) {
+  NAVKSE_INLINE void write(const R& record, std::uint8_t tag) {
     putHead(kKseStructBegin, tag);
     record.writeTo(*this);
     putHead(kKseStructEnd, 0);
@@ -173,113 +299,125 @@ class KseOutputStream {
   // Counts are 32-bit signed on the wire; larger sizes keep their low bits.
   static std::int32_t countOf(std::size_t n) noexcept { return navreq::WrapTo<std::int32_t>(n); }
 
-  static std::size_t encodeHead(char* out, std::uint8_t type, std::uint8_t tag) noexcept {
-    if (tag < 15) {
-      out[0] = static_cast<char>((tag << 4) | (type & 0x0F));
-      return 1;
+  // Stores an integer field (head and smallest form) at `p`; returns its size.
+  // Each form stores its own constant-size payload: no variable-length copy.
+  template <int Bits>
+  static NAVKSE_INLINE std::size_t storeIntegerAt(char* p, std::int64_t v, std::uint8_t tag) noexcept {
+    using kse_detail::storeBigEndian;
+    using kse_detail::storeHead;
+    if (v == 0) return storeHead(p, kKseZero, tag);
+    if (Bits == 8 || (v >= -128 && v <= 127)) {
+      const std::size_t h = storeHead(p, kKseInt8, tag);
+      p[h] = static_cast<char>(static_cast<std::uint8_t>(v));
+      return h + 1;
     }
-    out[0] = static_cast<char>(0xF0 | (type & 0x0F));
-    out[1] = static_cast<char>(tag);
-    return 2;
+    if (Bits == 16 || (v >= -32768 && v <= 32767)) {
+      const std::size_t h = storeHead(p, kKseInt16, tag);
+      storeBigEndian(p + h, static_cast<std::uint16_t>(v));
+      return h + 2;
+    }
+    if (Bits == 32 || (v >= INT32_MIN && v <= INT32_MAX)) {
+      const std::size_t h = storeHead(p, kKseInt32, tag);
+      storeBigEndian(p + h, static_cast<std::uint32_t>(v));
+      return h + 4;
+    }
+    const std::size_t h = storeHead(p, kKseInt64, tag);
+    storeBigEndian(p + h, static_cast<std::uint64_t>(v));
+    return h + 8;
   }
 
-  template <std::size_t N>
-  static void storeBigEndian(char* out, std::uint64_t value) noexcept {
-    for (std::size_t i = 0; i < N; ++i) out[i] = static_cast<char>(value >> (8 * (N - 1 - i)));
-  }
-
-  void putHead(std::uint8_t type, std::uint8_t tag) {
-    char head[2];
-    buf_.append(head, encodeHead(head, type, tag));
-  }
-
-  // Head, then N payload bytes: two pieces. When both fit already, both
-  // growth checks would pass, so they are written in one go.
-  template <std::size_t N>
-  void putFixed(std::uint8_t type, std::uint8_t tag, std::uint64_t value) {
-    if (buf_.hasRoom(2 + N)) {
-      char* p = buf_.tail();
-      const std::size_t h = encodeHead(p, type, tag);
-      storeBigEndian<N>(p + h, value);
-      buf_.advance(h + N);
+  NAVKSE_INLINE void putHead(std::uint8_t type, std::uint8_t tag) {
+    const std::size_t len = buf_.length();
+    if (NAVKSE_LIKELY(buf_.hasRoom(2))) {
+      buf_.setLength(len + kse_detail::storeHead(buf_.at(len), type, tag));
       return;
     }
-    putHead(type, tag);
-    char payload[N];
-    storeBigEndian<N>(payload, value);
-    buf_.append(payload, N);
+    putHeadPiece(type, tag);
   }
 
-  void write8(std::int8_t v, std::uint8_t tag) {
-    if (v == 0) {
-      putHead(kKseZero, tag);
-    } else {
-      putFixed<1>(kKseInt8, tag, static_cast<std::uint8_t>(v));
-    }
+  NAVKSE_NOINLINE void putHeadPiece(std::uint8_t type, std::uint8_t tag) {
+    char head[2];
+    buf_.append(head, kse_detail::storeHead(head, type, tag));
   }
-  void write16(std::int16_t v, std::uint8_t tag) {
-    if (v < -128 || v > 127) {
-      putFixed<2>(kKseInt16, tag, static_cast<std::uint16_t>(v));
-    } else {
-      write8(static_cast<std::int8_t>(v), tag);
+
+  // Head and payload of an integer; at most 2 + Bits / 8 bytes in all.
+  template <int Bits>
+  NAVKSE_INLINE void putInteger(std::int64_t v, std::uint8_t tag) {
+    const std::size_t len = buf_.length();
+    if (NAVKSE_LIKELY(buf_.hasRoom(2 + Bits / 8))) {
+      buf_.setLength(len + storeIntegerAt<Bits>(buf_.at(len), v, tag));
+      return;
     }
+    putIntegerPieces(v, tag);
   }
-  void write32(std::int32_t v, std::uint8_t tag) {
-    if (v < -32768 || v > 32767) {
-      putFixed<4>(kKseInt32, tag, static_cast<std::uint32_t>(v));
-    } else {
-      write16(static_cast<std::int16_t>(v), tag);
-    }
+
+  // The head, then the payload (if any): two pieces, two growth checks.
+  NAVKSE_NOINLINE void putIntegerPieces(std::int64_t v, std::uint8_t tag) {
+    std::uint8_t type = kKseZero;
+    char payload[8];
+    const std::size_t n = kse_detail::encodeInteger<64>(v, type, payload);
+    putHeadPiece(type, tag);
+    if (n != 0) buf_.append(payload, n);
   }
-  void write64(std::int64_t v, std::uint8_t tag) {
-    if (v < INT32_MIN || v > INT32_MAX) {
-      putFixed<8>(kKseInt64, tag, static_cast<std::uint64_t>(v));
-    } else {
-      write32(static_cast<std::int32_t>(v), tag);
+
+  // Head, then the big-endian bits of a float or double.
+  template <class U>
+  NAVKSE_INLINE void putFixed(std::uint8_t type, std::uint8_t tag, U bits) {
+    const std::size_t len = buf_.length();
+    if (NAVKSE_LIKELY(buf_.hasRoom(2 + sizeof(U)))) {
+      char* p = buf_.at(len);
+      const std::size_t h = kse_detail::storeHead(p, type, tag);
+      kse_detail::storeBigEndian(p + h, bits);
+      buf_.setLength(len + h + sizeof(U));
+      return;
     }
+    putFixedPieces(type, tag, bits);
+  }
+
+  template <class U>
+  NAVKSE_NOINLINE void putFixedPieces(std::uint8_t type, std::uint8_t tag, U bits) {
+    putHeadPiece(type, tag);
+    char payload[sizeof(U)];
+    kse_detail::storeBigEndian(payload, bits);
+    buf_.append(payload, sizeof(U));
+  }
+
+  // The head of a list or map and its element count.
+  NAVKSE_INLINE void putListHead(std::uint8_t type, std::uint8_t tag, std::int32_t count) {
+    const std::size_t len = buf_.length();
+    if (NAVKSE_LIKELY(buf_.hasRoom(2 + 5))) {
+      char* p = buf_.at(len);
+      const std::size_t h = kse_detail::storeHead(p, type, tag);
+      buf_.setLength(len + h + storeIntegerAt<32>(p + h, count, 0));
+      return;
+    }
+    putHeadPiece(type, tag);
+    putIntegerPieces(count, 0);
+  }
+
+  NAVKSE_NOINLINE void writeStringPieces(const std::string& s, std::uint8_t tag) {
+    const std::size_t n = s.size();
+    if (n < 256) {
+      putHeadPiece(kKseString1, tag);
+      const char length = static_cast<char>(n);
+      buf_.append(&length, 1);
+      buf_.append(s.data(), n);
+      return;
+    }
+    if (n > kKseMaxStringLength) throwStringTooLong(tag, n);
+    putFixed(kKseString4, tag, static_cast<std::uint32_t>(n));
+    buf_.append(s.data(), n);
+  }
+
+  NAVKSE_NOINLINE void writeBytesPieces(const std::vector<char>& bytes, std::uint8_t tag) {
+    putHeadPiece(kKseSimpleList, tag);
+    putHeadPiece(kKseInt8, 0);  // element type of the simple list: bytes
+    putInteger<32>(countOf(bytes.size()), 0);
+    buf_.append(bytes.data(), bytes.size());
   }
 
   Writer buf_;
 };
-
-template <class Writer>
-void KseOutputStream<Writer>::write(const std::string& s, std::uint8_t tag) {
-  const std::size_t n = s.size();
-  if (n < 256) {
-    // Head, length byte and bytes are three pieces; one check when all fit.
-    if (buf_.hasRoom(3 + n)) {
-      char* p = buf_.tail();
-      std::size_t h = encodeHead(p, kKseString1, tag);
-      p[h++] = static_cast<char>(n);
-      if (n != 0) std::memcpy(p + h, s.data(), n);
-      buf_.advance(h + n);
-      return;
-    }
-    putHead(kKseString1, tag);
-    const char length = static_cast<char>(n);
-    buf_.append(&length, 1);
-    buf_.append(s.data(), n);
-    return;
-  }
-  if (n > kKseMaxStringLength) throwStringTooLong(tag, n);
-  putFixed<4>(kKseString4, tag, n);
-  buf_.append(s.data(), n);
-}
-
-template <class Writer>
-void KseOutputStream<Writer>::write(const std::vector<char>& bytes, std::uint8_t tag) {
-  putHead(kKseSimpleList, tag);
-  putHead(kKseInt8, 0);  // element type of the simple list: bytes
-  write32(countOf(bytes.size()), 0);
-  buf_.append(bytes.data(), bytes.size());
-}
-
-template <class Writer>
-void KseOutputStream<Writer>::write(const std::vector<unsigned char>& bytes, std::uint8_t tag) {
-  putHead(kKseList, tag);
-  write32(countOf(bytes.size()), 0);
-  for (unsigned char b : bytes) write16(static_cast<std::int16_t>(b), 0);
-}
 
 }  // namespace ryn
 }  // namespace navcore
