@@ -7,11 +7,11 @@
 // INT32_MIN), so a bad fix from the positioning layer can never make the
 // request depend on the host.
 #include <cstdint>
-#include <iomanip>
-#include <locale>
-#include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include "fixed_text.h"
 
 #include "navreq/engine/services.h"
 #include "navreq/numeric.h"
@@ -73,19 +73,20 @@ void ConvertLocationToCommGPS(navkse::common::Gps& target, const KSLocation& fix
 
 void ConvertLocationsToCommGPS(std::vector<navkse::common::Gps>& target,
                                const std::vector<KSLocation>& fixes) {
+  target.reserve(target.size() + fixes.size());
   for (const KSLocation& fix : fixes) {
-    navkse::common::Gps gps;  // tags 15 to 19 keep their non-zero defaults
-    FillGps(gps, fix);
-    target.push_back(gps);
+    target.emplace_back();  // a fresh Gps: tags 15 to 19 keep their non-zero defaults
+    FillGps(target.back(), fix);
   }
 }
 
 void GetViaPoints(navkse::routesearch::CarRouteReq& request,
                   const std::vector<KSNaviSearchPoint>& via_points) {
+  request.via_points.reserve(request.via_points.size() + via_points.size());
+  request.viaPointFlags.reserve(request.viaPointFlags.size() + via_points.size());
   for (const KSNaviSearchPoint& via : via_points) {
-    navkse::common::SimplePOIRequestInfo info;
-    route_req_serializer::GetSimplePOIRequestInfo(info, via);
-    request.via_points.push_back(info);
+    request.via_points.emplace_back();  // a fresh SimplePOIRequestInfo with its defaults
+    route_req_serializer::GetSimplePOIRequestInfo(request.via_points.back(), via);
     // One flag per via point: the two lists must stay the same length.
     request.viaPointFlags.push_back(0);
   }
@@ -93,6 +94,7 @@ void GetViaPoints(navkse::routesearch::CarRouteReq& request,
 
 void GetLimitAreaList(std::vector<navkse::routesearch::LimitArea>& target,
                       const std::vector<std::vector<KSLatLon>>& polygons) {
+  target.reserve(target.size() + polygons.size());
   for (const std::vector<KSLatLon>& polygon : polygons) {
     navkse::routesearch::LimitArea area;  // an empty polygon is still sent
     area.vertices.reserve(polygon.size());
@@ -102,7 +104,7 @@ void GetLimitAreaList(std::vector<navkse::routesearch::LimitArea>& target,
       point.latitude = MicroDegrees(vertex.latitude);
       area.vertices.push_back(point);
     }
-    target.push_back(area);
+    target.push_back(std::move(area));
   }
 }
 
@@ -110,15 +112,9 @@ std::string AngleToStr(float angle) {
   std::string text = "-1";  // the server's "no heading"
   // Compared as float; NaN fails both tests. -0.0 passes and prints "-0.0".
   if (angle >= 0.0f && angle < 360.0f) {
-    std::ostringstream os;
-    // A stream swallows a failed allocation into its badbit and would hand back
-    // a cut text; let it reach the caller like every other allocation failure.
-    os.exceptions(std::ios_base::badbit);
-    os.imbue(std::locale::classic());
     // One decimal of the exact stored value: an exact tie goes to even (90.25
     // gives "90.2"), and 359.97 gives "360.0".
-    os << std::fixed << std::setprecision(1) << angle;
-    text = os.str();
+    text = FixedText(static_cast<double>(angle), 1);
   }
   return text;
 }

@@ -6,10 +6,7 @@
 // and of the side effects; keep it.
 #include <cmath>
 #include <cstdint>
-#include <iomanip>
 #include <limits>
-#include <locale>
-#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -21,6 +18,7 @@
 #include "navreq/records/routesearch.h"
 #include "navreq/requests.h"
 #include "navreq/serialize.h"
+#include "fixed_text.h"
 
 namespace zv_navi_core {
 namespace drive_route_req_serializer {
@@ -67,19 +65,6 @@ std::int32_t MicroDegrees(double degrees) { return navreq::TruncToInt32(degrees 
 std::int32_t Thousandths(float measure) {
   const float product = measure * 1000.0f;
   return navreq::TruncToInt32(static_cast<double>(product));
-}
-
-// Fixed-point text with `decimals` digits after the point, as printf's "%.*f"
-// writes it ("-0.000000", "nan", "inf" included), but always with a '.': the
-// classic locale keeps the process locale out of the request.
-std::string FixedText(double value, int decimals) {
-  std::ostringstream os;
-  // A stream swallows a failed allocation into its badbit and would hand back
-  // a cut text; let it reach the caller like every other allocation failure.
-  os.exceptions(std::ios_base::badbit);
-  os.imbue(std::locale::classic());
-  os << std::fixed << std::setprecision(decimals) << value;
-  return os.str();
 }
 
 // Heading opposite to the yaw angle, in [0, 360] for finite angles.
