@@ -36,23 +36,6 @@ constexpr std::int64_t kNowMs = 1700000000000;
 
 bool KindIs(const char* name) { return std::string(kKind) == name; }
 
-// The request of one document: {"extra": {...}, "param": {...}}.
-navreq::tool::PreparedRequest PrepareDocument(const json& doc) {
-  if (!doc.is_object()) throw InputError("expected a JSON object");
-  const json* extra = nullptr;
-  const json* param = nullptr;
-  for (const auto& item : doc.items()) {
-    if (item.key() == "extra") {
-      extra = &item.value();
-    } else if (item.key() == "param") {
-      param = &item.value();
-    } else {
-      throw InputError(item.key() + ": unknown key");
-    }
-  }
-  return navreq::tool::Prepare(kKind, extra, param);
-}
-
 void CheckResult(int rc, const std::vector<char>& out) {
   const bool two_allowed = KindIs("navstop") || KindIs("plus") || KindIs("slice");
   NAVREQ_FUZZ_CHECK(rc == 0 || rc == 1 || (rc == 2 && two_allowed), "result is one the entry function has");
@@ -69,7 +52,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string text(reinterpret_cast<const char*>(data), size);
   navreq::tool::PreparedRequest request;
   try {
-    request = PrepareDocument(navreq::tool::ParseJsonDocument(text));
+    request = navreq::tool::PrepareFromObject(navreq::tool::ParseJsonDocument(text), kKind, {});
   } catch (const InputError&) {
     return 0;  // rejected as invalid input, as `navreq encode` does (exit 65)
   }

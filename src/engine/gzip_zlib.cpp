@@ -84,17 +84,3 @@ bool DefaultGZipCompress(const std::vector<char>& in, std::vector<char>& out) {
 
 }  // namespace services
 }  // namespace navreq
-
-namespace zv_navi_core {
-
-bool GZipCompress(std::vector<char>& in, std::vector<char>& out) {
-  const auto& replaced = navreq::services::detail::gzipOverride();
-  if (replaced) return replaced(in, out);
-  try {
-    return navreq::services::DefaultGZipCompress(in, out);
-  } catch (...) {  // allocation failure of the output buffer
-    return false;
-  }
-}
-
-}  // namespace zv_navi_core

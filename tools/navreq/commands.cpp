@@ -55,25 +55,6 @@ bool WriteAll(const std::string& path, const char* data, std::size_t size, std::
   return true;
 }
 
-// Splits a request object into the parameters of its kind. `allowed` names
-// the keys of the object besides "extra" and "param".
-PreparedRequest PrepareFromObject(const json& doc, const std::string& kind,
-                                  const std::vector<std::string>& allowed) {
-  if (!doc.is_object()) throw InputError("expected a JSON object with \"extra\" and \"param\"");
-  const json* extra = nullptr;
-  const json* param = nullptr;
-  for (const auto& item : doc.items()) {
-    if (item.key() == "extra") {
-      extra = &item.value();
-    } else if (item.key() == "param") {
-      param = &item.value();
-    } else if (std::find(allowed.begin(), allowed.end(), item.key()) == allowed.end()) {
-      throw InputError(item.key() + ": unknown key");
-    }
-  }
-  return Prepare(kind, extra, param);
-}
-
 // The entry function's result, or the exception's text.
 struct CallOutcome {
   bool threw = false;

@@ -1,5 +1,6 @@
 #include "kinds.h"
 
+#include <algorithm>
 #include <memory>
 #include <utility>
 
@@ -71,6 +72,25 @@ PreparedRequest Prepare(const std::string& kind, const json* extra, const json* 
   std::string known;
   for (const std::string& name : KindNames()) known += (known.empty() ? "" : ", ") + name;
   throw InputError("unknown kind \"" + kind + "\" (one of " + known + ")");
+}
+
+// Splits a request object into the parameters of its kind. `allowed` names
+// the keys of the object besides "extra" and "param".
+PreparedRequest PrepareFromObject(const json& doc, const std::string& kind,
+                                  const std::vector<std::string>& allowed) {
+  if (!doc.is_object()) throw InputError("expected a JSON object with \"extra\" and \"param\"");
+  const json* extra = nullptr;
+  const json* param = nullptr;
+  for (const auto& item : doc.items()) {
+    if (item.key() == "extra") {
+      extra = &item.value();
+    } else if (item.key() == "param") {
+      param = &item.value();
+    } else if (std::find(allowed.begin(), allowed.end(), item.key()) == allowed.end()) {
+      throw InputError(item.key() + ": unknown key");
+    }
+  }
+  return Prepare(kind, extra, param);
 }
 
 }  // namespace tool

@@ -26,5 +26,10 @@ struct PreparedRequest {
 // Throws InputError for an unknown kind or invalid parameters.
 [[nodiscard]] PreparedRequest Prepare(const std::string& kind, const json* extra, const json* param);
 
+// The same from a request object {"extra": {...}, "param": {...}}; `allowed`
+// names the keys the object may hold besides those two.
+[[nodiscard]] PreparedRequest PrepareFromObject(const json& doc, const std::string& kind,
+                                                const std::vector<std::string>& allowed);
+
 }  // namespace tool
 }  // namespace navreq

@@ -54,8 +54,9 @@ class ScopedLogSink {
   LogSink previous_;
 };
 
-// The default compressor (zlib, deflate level 6, gzip framing), usable by an
-// override that wants to wrap it.
+// The default compressor (deflate level 6 with gzip framing, by zlib or, with
+// -DNAVREQ_GZIP_BACKEND=libdeflate, by libdeflate), usable by an override that
+// wants to wrap it.
 bool DefaultGZipCompress(const std::vector<char>& in, std::vector<char>& out);
 
 // Earth radius used by math::CalcDistanceFromLatLon, in metres.
