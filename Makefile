@@ -31,7 +31,7 @@ test-asan: deps
 test-tsan: deps
 	cmake --preset tsan
 	cmake --build --preset tsan
-	ctest --preset tsan --no-tests=ignore
+	ctest --preset tsan --no-tests=error
 
 # The whole suite built for aarch64 (little-endian, like the phones) and s390x
 # (big-endian), run under qemu-user: the bytes must not depend on the host.
