@@ -100,7 +100,11 @@ struct DataHead {
 
 namespace kse_detail {
 
-// Big-endian stores of 2, 4 and 8 bytes.
+// Big-endian stores of 2, 4 and 8 bytes. The shift loop is the definition;
+// where the compiler knows the host's byte order, one swapped store does the
+// same in fewer instructions (measured: the plain loop makes the route body
+// write about 11 % slower). Identical bytes on every host: the test suite runs
+// on little-endian x86-64 and aarch64 and on big-endian s390x.
 template <class U>
 NAVKSE_INLINE void storeBigEndian(char* out, U value) noexcept {
 #if defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
