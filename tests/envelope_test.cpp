@@ -1,10 +1,11 @@
 // The envelope records and GetPackage.
+#include "navreq/envelope.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
-#include "navreq/envelope.h"
 #include "navreq/engine/service_overrides.h"
 #include "navreq/records/MapSession.h"
 #include "navreq/records/NavSDKGateway.h"
@@ -28,19 +29,41 @@ std::string Encoded(const R& record) {
 }
 
 TEST(PackageRecord, DefaultLayout) {
-  EXPECT_EQ(Encoded(Package()), "0c" "1001" "2600" "3c" "4c" "5600" "6600" "7d000c" "8d000c" "990c");
+  EXPECT_EQ(Encoded(Package()),
+            "0c"
+            "1001"
+            "2600"
+            "3c"
+            "4c"
+            "5600"
+            "6600"
+            "7d000c"
+            "8d000c"
+            "990c");
 }
 
 TEST(PackageRecord, GzipBodyFlag) {
   Package p;
   p.body_encoding = 3;
-  EXPECT_EQ(Encoded(p), "0c" "1001" "2600" "3c" "4003" "5600" "6600" "7d000c" "8d000c" "990c");
+  EXPECT_EQ(Encoded(p),
+            "0c"
+            "1001"
+            "2600"
+            "3c"
+            "4003"
+            "5600"
+            "6600"
+            "7d000c"
+            "8d000c"
+            "990c");
 }
 
 TEST(HeaderRecord, DefaultCmdResultBytes) {
   const std::string h = Encoded(Header());
   // tag 0 zero, then CmdResult at tag 1 with its defaults.
-  EXPECT_EQ(h.substr(0, 14), "0c" "1a0c16002c0b");
+  EXPECT_EQ(h.substr(0, 14),
+            "0c"
+            "1a0c16002c0b");
 }
 
 std::string DefaultHeaderWith(const std::vector<std::pair<int, std::string>>& strings,
@@ -70,13 +93,31 @@ TEST(HeaderRecord, DefaultEncodingHasAllThirtyThreeFields) {
 
 TEST(SessionInfoRecord, StartsAtTagOne) {
   const std::string s = Encoded(navkse::MapSession::SessionInfo());
-  EXPECT_EQ(s, "1c" "2600" "3600" "4600" "5600" "6600" "7600" "8600" "9600" "ac" "b600" "c600");
+  EXPECT_EQ(s,
+            "1c"
+            "2600"
+            "3600"
+            "4600"
+            "5600"
+            "6600"
+            "7600"
+            "8600"
+            "9600"
+            "ac"
+            "b600"
+            "c600");
 }
 
 TEST(PacketRecord, PayloadByteAboveOneTwentySevenTakesThreeBytes) {
   navkse::NavSDKGateway::Packet p;
   p.payload = {200};
-  EXPECT_EQ(Encoded(p), "0001" "1a06001600" "0b" "290001" "0100c8" "3c");
+  EXPECT_EQ(Encoded(p),
+            "0001"
+            "1a06001600"
+            "0b"
+            "290001"
+            "0100c8"
+            "3c");
 }
 
 TEST(CommonCmd, Names) {
@@ -115,10 +156,21 @@ TEST(GetPackage, FillsHeaderFromExtraParam) {
   Package p;
   navreq::testing::LogCapture log;
   ASSERT_EQ(GetPackage(p, FullExtra(), static_cast<navkse::duromap::CMD>(10101), "NAME", {'x'}, true), 0);
-  const std::string expected_header =
-      DefaultHeaderWith({{4, "A"}, {6, "D"}, {7, "E"}, {8, "IMEI"}, {9, "G"}, {10, "B"}, {12, "F"},
-                         {13, "G"}, {14, "0"}, {15, "A"}, {16, "H"}, {22, "IMEI"}, {23, "C"}, {29, "A"}},
-                        77);
+  const std::string expected_header = DefaultHeaderWith({{4, "A"},
+                                                         {6, "D"},
+                                                         {7, "E"},
+                                                         {8, "IMEI"},
+                                                         {9, "G"},
+                                                         {10, "B"},
+                                                         {12, "F"},
+                                                         {13, "G"},
+                                                         {14, "0"},
+                                                         {15, "A"},
+                                                         {16, "H"},
+                                                         {22, "IMEI"},
+                                                         {23, "C"},
+                                                         {29, "A"}},
+                                                        77);
   EXPECT_EQ(Hex(p.header), expected_header);
   EXPECT_EQ(Encoded(p), Int(0, 0) + Int(1, 10101) + Str(2, "NAME") + Int(3, 0) + Int(4, 3) + Str(5, "") +
                             Str(6, "0") + Bytes(7, p.header) + Bytes(8, std::string("x")) + List(9, 1) +
@@ -141,11 +193,17 @@ TEST(GetPackage, CompressionFlagBothWays) {
   Package plain;
   ASSERT_EQ(GetPackage(plain, FullExtra(), static_cast<navkse::duromap::CMD>(1), "", {}, false), 0);
   EXPECT_EQ(plain.body_encoding, 0);
-  EXPECT_NE(Encoded(plain).find("3c" "4c" "5600"), std::string::npos);
+  EXPECT_NE(Encoded(plain).find("3c"
+                                "4c"
+                                "5600"),
+            std::string::npos);
   Package gz;
   ASSERT_EQ(GetPackage(gz, FullExtra(), static_cast<navkse::duromap::CMD>(1), "", {}, true), 0);
   EXPECT_EQ(gz.body_encoding, 3);
-  EXPECT_NE(Encoded(gz).find("3c" "4003" "5600"), std::string::npos);
+  EXPECT_NE(Encoded(gz).find("3c"
+                             "4003"
+                             "5600"),
+            std::string::npos);
 }
 
 TEST(GetPackage, EmptyApiKeyStillGivesTheEntry) {
@@ -178,7 +236,18 @@ TEST(GetPackage, HeaderFailurePrintsLineAndLeavesPackageUntouched) {
   navreq::testing::StdoutCapture out;
   EXPECT_EQ(GetPackage(p, e, static_cast<navkse::duromap::CMD>(10101), "NAME", {'x'}, true), 1);
   EXPECT_EQ(out.text(), "SerializeKSE_header_fail\n");
-  EXPECT_EQ(Encoded(p), "0c" "1001" "2606" + Hex(std::string("before")) + "3c" "4c" "5600" "6600" "7d000c" "8d000c" "990c");
+  EXPECT_EQ(Encoded(p),
+            "0c"
+            "1001"
+            "2606" +
+                Hex(std::string("before")) +
+                "3c"
+                "4c"
+                "5600"
+                "6600"
+                "7d000c"
+                "8d000c"
+                "990c");
 }
 
 TEST(SerializeKSE, OversizedStringEmptiesAPreviouslyFilledVector) {
@@ -194,7 +263,9 @@ TEST(SerializeKSE, ExactBytes) {
   t.key = "k";
   std::vector<char> out{'z'};
   ASSERT_TRUE(SerializeKSE(t, out));
-  EXPECT_EQ(Hex(out), "06016b" "1d000c");
+  EXPECT_EQ(Hex(out),
+            "06016b"
+            "1d000c");
   EXPECT_EQ(out.size(), 6u);
 }
 

@@ -168,31 +168,71 @@ TEST(KseContainers, EmptyListAndMap) {
 }
 
 TEST(KseContainers, ListElementsAtTagZero) {
-  EXPECT_EQ(Written(std::vector<std::int32_t>{0, 1, 40000}, 1), "1900030c0001" "0200009c40");
-  EXPECT_EQ(Written(std::vector<std::int64_t>{1}, 1), "190001" "0001");
+  EXPECT_EQ(Written(std::vector<std::int32_t>{0, 1, 40000}, 1),
+            "1900030c0001"
+            "0200009c40");
+  EXPECT_EQ(Written(std::vector<std::int64_t>{1}, 1),
+            "190001"
+            "0001");
   EXPECT_EQ(Written(std::vector<float>{0.0f}, 1), "1900010400000000");
-  EXPECT_EQ(Written(std::vector<std::string>{"a", ""}, 1), "190002060161" "0600");
+  EXPECT_EQ(Written(std::vector<std::string>{"a", ""}, 1),
+            "190002060161"
+            "0600");
 }
 
 TEST(KseContainers, MapInKeyOrderKeyTagZeroValueTagOne) {
   std::map<std::string, std::string> m{{"b", "2"}, {"a", "1"}};
-  EXPECT_EQ(Written(m, 3), "380002" "060161" "160131" "060162" "160132");
+  EXPECT_EQ(Written(m, 3),
+            "380002"
+            "060161"
+            "160131"
+            "060162"
+            "160132");
   std::map<std::int64_t, std::int64_t> longs{{5, 0}, {-1, 300}};
-  EXPECT_EQ(Written(longs, 0), "080002" "00ff" "11012c" "0005" "1c");
+  EXPECT_EQ(Written(longs, 0),
+            "080002"
+            "00ff"
+            "11012c"
+            "0005"
+            "1c");
   std::map<std::string, std::vector<char>> bytes{{"k", {'\x09'}}};
-  EXPECT_EQ(Written(bytes, 0), "080001" "06016b" "1d00000109");
+  EXPECT_EQ(Written(bytes, 0),
+            "080001"
+            "06016b"
+            "1d00000109");
 }
 
 TEST(KseRecords, NestedRecordIsFramed) {
   Pair p;
   p.a = 5;
   p.b = "x";
-  EXPECT_EQ(Written(p, 1), "1a" "0005" "160178" "0b");
-  EXPECT_EQ(Written(std::vector<Pair>{p}, 0), "090001" "0a" "0005" "160178" "0b");
+  EXPECT_EQ(Written(p, 1),
+            "1a"
+            "0005"
+            "160178"
+            "0b");
+  EXPECT_EQ(Written(std::vector<Pair>{p}, 0),
+            "090001"
+            "0a"
+            "0005"
+            "160178"
+            "0b");
   std::map<std::string, Pair> by_name{{"n", p}};
-  EXPECT_EQ(Written(by_name, 2), "280001" "06016e" "1a" "0005" "160178" "0b");
+  EXPECT_EQ(Written(by_name, 2),
+            "280001"
+            "06016e"
+            "1a"
+            "0005"
+            "160178"
+            "0b");
   std::vector<std::vector<Pair>> nested{{p}};
-  EXPECT_EQ(Written(nested, 0), "090001" "090001" "0a" "0005" "160178" "0b");
+  EXPECT_EQ(Written(nested, 0),
+            "090001"
+            "090001"
+            "0a"
+            "0005"
+            "160178"
+            "0b");
 }
 
 TEST(KseGrowth, FirstAllocationIsTwiceTheFirstPiece) {
@@ -220,7 +260,12 @@ TEST(KseGrowth, HeadAndPayloadArePiecesOfTheirOwn) {
   EXPECT_EQ(os.buffer().capacity(), 2u * (19u + 20u));
   std::string twenty_q;
   for (int i = 0; i < 20; ++i) twenty_q += "71";
-  EXPECT_EQ(HexOf(os), "0200009c40" "1001" "2606616263646566" "3d000014" + twenty_q);
+  EXPECT_EQ(HexOf(os),
+            "0200009c40"
+            "1001"
+            "2606616263646566"
+            "3d000014" +
+                twenty_q);
 }
 
 TEST(KseGrowth, EmptyStringOnFreshStreamAllocatesForHeadThenLength) {

@@ -1,10 +1,10 @@
 // The one conversion from floating point to integer, and integer narrowing.
+#include "navreq/numeric.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
-
-#include "navreq/numeric.h"
 
 namespace {
 

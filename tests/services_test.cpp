@@ -1,4 +1,6 @@
 // The default engine services and their seams.
+#include "navreq/engine/services.h"
+
 #include <gtest/gtest.h>
 #include <zlib.h>
 
@@ -9,7 +11,6 @@
 #include <vector>
 
 #include "navreq/engine/service_overrides.h"
-#include "navreq/engine/services.h"
 #include "support/capture.h"
 
 namespace {

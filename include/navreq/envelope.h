@@ -35,8 +35,8 @@ namespace drive_route_req_serializer {
 
 // Process-wide location-report session state. Only the location upload
 // changes it, and only while holding location_session_mutex().
-extern std::string g_session_id;        // last upload session seen
-extern std::int64_t loc_sesstion_id;    // creation time in ms x 1000 + 3 random digits
+extern std::string g_session_id;           // last upload session seen
+extern std::int64_t loc_sesstion_id;       // creation time in ms x 1000 + 3 random digits
 extern std::uint32_t report_sequence_num;  // next report's sequence number
 std::mutex& location_session_mutex();
 

@@ -54,9 +54,11 @@ namespace drive_route_req_serializer {
 // Overwrites the converted fields of `target` from one fix; logs its source type.
 void ConvertLocationToCommGPS(navkse::common::Gps& target, const KSLocation& fix);
 // Appends one fresh Gps per fix, in order.
-void ConvertLocationsToCommGPS(std::vector<navkse::common::Gps>& target, const std::vector<KSLocation>& fixes);
+void ConvertLocationsToCommGPS(std::vector<navkse::common::Gps>& target,
+                               const std::vector<KSLocation>& fixes);
 // Appends the via points and one 0 flag byte per via point.
-void GetViaPoints(navkse::routesearch::CarRouteReq& request, const std::vector<KSNaviSearchPoint>& via_points);
+void GetViaPoints(navkse::routesearch::CarRouteReq& request,
+                  const std::vector<KSNaviSearchPoint>& via_points);
 // Appends one LimitArea per polygon (empty polygons included).
 void GetLimitAreaList(std::vector<navkse::routesearch::LimitArea>& target,
                       const std::vector<std::vector<KSLatLon>>& polygons);

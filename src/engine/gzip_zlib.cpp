@@ -25,8 +25,8 @@ class ThreadDeflater {
  public:
   ThreadDeflater() {
     std::memset(&stream_, 0, sizeof stream_);
-    ready_ = deflateInit2(&stream_, kLevel, Z_DEFLATED, kGzipWindowBits, kMemLevel,
-                          Z_DEFAULT_STRATEGY) == Z_OK;
+    ready_ =
+        deflateInit2(&stream_, kLevel, Z_DEFLATED, kGzipWindowBits, kMemLevel, Z_DEFAULT_STRATEGY) == Z_OK;
   }
   ~ThreadDeflater() {
     if (ready_) deflateEnd(&stream_);

@@ -11,8 +11,8 @@ namespace ryn {
 
 void throwStringTooLong(std::uint8_t tag, std::size_t size) {
   char message[128];
-  std::snprintf(message, sizeof message, "invalid string size, tag: %d, size: %u",
-                static_cast<int>(tag), static_cast<unsigned>(static_cast<std::uint32_t>(size)));
+  std::snprintf(message, sizeof message, "invalid string size, tag: %d, size: %u", static_cast<int>(tag),
+                static_cast<unsigned>(static_cast<std::uint32_t>(size)));
   throw KseDecodeInvalidValue(message);
 }
 

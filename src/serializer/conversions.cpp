@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "fixed_text.h"
-
 #include "navreq/engine/services.h"
 #include "navreq/numeric.h"
 #include "navreq/records/common.h"

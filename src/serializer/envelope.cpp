@@ -24,9 +24,8 @@ std::mutex& location_session_mutex() {
 
 namespace route_req_serializer {
 
-int GetPackage(navkse::duromap::Package& package, const ReqExtraParam& extra,
-               const navkse::duromap::CMD& cmd, const std::string cmd_name,
-               const std::vector<char>& body, bool compressed) {
+int GetPackage(navkse::duromap::Package& package, const ReqExtraParam& extra, const navkse::duromap::CMD& cmd,
+               const std::string cmd_name, const std::vector<char>& body, bool compressed) {
   navkse::duromap::Header header;
   header.identity_number = extra.identity_number;
   header.identity_a = extra.identity_a;

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "fixed_text.h"
 #include "navreq/engine/services.h"
 #include "navreq/numeric.h"
 #include "navreq/records/CarRankTrans.h"
@@ -18,7 +19,6 @@
 #include "navreq/records/routesearch.h"
 #include "navreq/requests.h"
 #include "navreq/serialize.h"
-#include "fixed_text.h"
 
 namespace zv_navi_core {
 namespace drive_route_req_serializer {

@@ -13,15 +13,15 @@
 #define NAVREQ_ENGINE_MEMBER_(TYPE, NAME, INIT) TYPE NAME = INIT;
 #define NAVREQ_ENGINE_VISIT_(TYPE, NAME, INIT) navreq_visit_(#NAME, NAME);
 
-#define NAVREQ_ENGINE_RECORD(NAME, FIELDS)               \
-  struct NAME {                                          \
-    FIELDS(NAVREQ_ENGINE_MEMBER_)                        \
-    template <class Visitor>                             \
-    void forEachField(Visitor&& navreq_visit_) {         \
-      FIELDS(NAVREQ_ENGINE_VISIT_)                       \
-    }                                                    \
-    template <class Visitor>                             \
-    void forEachField(Visitor&& navreq_visit_) const {   \
-      FIELDS(NAVREQ_ENGINE_VISIT_)                       \
-    }                                                    \
+#define NAVREQ_ENGINE_RECORD(NAME, FIELDS)             \
+  struct NAME {                                        \
+    FIELDS(NAVREQ_ENGINE_MEMBER_)                      \
+    template <class Visitor>                           \
+    void forEachField(Visitor&& navreq_visit_) {       \
+      FIELDS(NAVREQ_ENGINE_VISIT_)                     \
+    }                                                  \
+    template <class Visitor>                           \
+    void forEachField(Visitor&& navreq_visit_) const { \
+      FIELDS(NAVREQ_ENGINE_VISIT_)                     \
+    }                                                  \
   }

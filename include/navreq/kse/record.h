@@ -41,9 +41,9 @@ struct RecordInfo;
 struct FieldInfo {
   std::uint8_t tag;
   const char* name;
-  const char* (*typeName)();         // declared type: "int32", "list<Point>", ...
-  const RecordInfo* (*record)();     // record written at this field (itself, or as
-                                     // the elements of a list or map), else null
+  const char* (*typeName)();      // declared type: "int32", "list<Point>", ...
+  const RecordInfo* (*record)();  // record written at this field (itself, or as
+                                  // the elements of a list or map), else null
 };
 
 // Reflection of one record: its name and fields in tag order.
@@ -63,11 +63,11 @@ struct RecordInfo {
 template <class T, class Enable = void>
 struct FieldType;
 
-#define NAVKSE_SCALAR_FIELD_TYPE(CPP, NAME)                \
-  template <>                                              \
-  struct FieldType<CPP> {                                  \
-    static const char* typeName() { return NAME; }         \
-    static const RecordInfo* record() { return nullptr; }  \
+#define NAVKSE_SCALAR_FIELD_TYPE(CPP, NAME)               \
+  template <>                                             \
+  struct FieldType<CPP> {                                 \
+    static const char* typeName() { return NAME; }        \
+    static const RecordInfo* record() { return nullptr; } \
   }
 NAVKSE_SCALAR_FIELD_TYPE(bool, "bool");
 NAVKSE_SCALAR_FIELD_TYPE(char, "char");
@@ -114,9 +114,9 @@ struct FieldType<R, typename std::enable_if<std::is_base_of<KseStructBase, R>::v
 #define NAVKSE_FIELD_MEMBER_(TAG, TYPE, NAME, INIT) TYPE NAME = INIT;
 #define NAVKSE_FIELD_WRITE_(TAG, TYPE, NAME, INIT) kse_os_.write(NAME, static_cast<std::uint8_t>(TAG));
 #define NAVKSE_FIELD_VISIT_(TAG, TYPE, NAME, INIT) kse_visit_(static_cast<std::uint8_t>(TAG), #NAME, NAME);
-#define NAVKSE_FIELD_INFO_(TAG, TYPE, NAME, INIT)                                     \
-  ::navcore::ryn::FieldInfo{static_cast<std::uint8_t>(TAG), #NAME,                    \
-                            &::navcore::ryn::FieldType<TYPE>::typeName,               \
+#define NAVKSE_FIELD_INFO_(TAG, TYPE, NAME, INIT)                       \
+  ::navcore::ryn::FieldInfo{static_cast<std::uint8_t>(TAG), #NAME,      \
+                            &::navcore::ryn::FieldType<TYPE>::typeName, \
                             &::navcore::ryn::FieldType<TYPE>::record},
 
 #define NAVKSE_MEMORY_MEMBER_(TYPE, NAME, INIT) TYPE NAME = INIT;
@@ -127,27 +127,26 @@ struct FieldType<R, typename std::enable_if<std::is_base_of<KseStructBase, R>::v
 
 // Same, plus in-memory members that are never written: MEMORY is a list of
 // M(type, name, default) lines.
-#define NAVKSE_RECORD_WITH_MEMORY(NAME, FIELDS, MEMORY)                                    \
-  struct NAME : ::navcore::ryn::KseStructBase {                                            \
-    FIELDS(NAVKSE_FIELD_MEMBER_)                                                           \
-    MEMORY(NAVKSE_MEMORY_MEMBER_)                                                          \
-    void writeTo(::navcore::ryn::KseOutputStream<::navcore::ryn::BufferWriter>& kse_os_)   \
-        const {                                                                            \
-      FIELDS(NAVKSE_FIELD_WRITE_)                                                          \
-    }                                                                                      \
-    /* Calls visit(tag, name, member) for every field in tag order. */                     \
-    template <class Visitor>                                                               \
-    void forEachField(Visitor&& kse_visit_) {                                              \
-      FIELDS(NAVKSE_FIELD_VISIT_)                                                          \
-    }                                                                                      \
-    template <class Visitor>                                                               \
-    void forEachField(Visitor&& kse_visit_) const {                                        \
-      FIELDS(NAVKSE_FIELD_VISIT_)                                                          \
-    }                                                                                      \
-    static const ::navcore::ryn::RecordInfo& kseInfo() {                                   \
-      static const ::navcore::ryn::FieldInfo kse_fields_[] = {FIELDS(NAVKSE_FIELD_INFO_)}; \
-      static const ::navcore::ryn::RecordInfo kse_info_{                                   \
-          #NAME, kse_fields_, sizeof(kse_fields_) / sizeof(kse_fields_[0])};               \
-      return kse_info_;                                                                    \
-    }                                                                                      \
+#define NAVKSE_RECORD_WITH_MEMORY(NAME, FIELDS, MEMORY)                                                \
+  struct NAME : ::navcore::ryn::KseStructBase {                                                        \
+    FIELDS(NAVKSE_FIELD_MEMBER_)                                                                       \
+    MEMORY(NAVKSE_MEMORY_MEMBER_)                                                                      \
+    void writeTo(::navcore::ryn::KseOutputStream<::navcore::ryn::BufferWriter>& kse_os_) const {       \
+      FIELDS(NAVKSE_FIELD_WRITE_)                                                                      \
+    }                                                                                                  \
+    /* Calls visit(tag, name, member) for every field in tag order. */                                 \
+    template <class Visitor>                                                                           \
+    void forEachField(Visitor&& kse_visit_) {                                                          \
+      FIELDS(NAVKSE_FIELD_VISIT_)                                                                      \
+    }                                                                                                  \
+    template <class Visitor>                                                                           \
+    void forEachField(Visitor&& kse_visit_) const {                                                    \
+      FIELDS(NAVKSE_FIELD_VISIT_)                                                                      \
+    }                                                                                                  \
+    static const ::navcore::ryn::RecordInfo& kseInfo() {                                               \
+      static const ::navcore::ryn::FieldInfo kse_fields_[] = {FIELDS(NAVKSE_FIELD_INFO_)};             \
+      static const ::navcore::ryn::RecordInfo kse_info_{#NAME, kse_fields_,                            \
+                                                        sizeof(kse_fields_) / sizeof(kse_fields_[0])}; \
+      return kse_info_;                                                                                \
+    }                                                                                                  \
   }

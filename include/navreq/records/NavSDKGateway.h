@@ -7,17 +7,17 @@ namespace navkse {
 namespace NavSDKGateway {
 
 // Client credentials, nested in Packet tag 1.
-#define NAVKSE_FIELDS_PacketAuth(X)  \
-  X(0, string, api_key, {})          \
+#define NAVKSE_FIELDS_PacketAuth(X) \
+  X(0, string, api_key, {})         \
   X(1, string, imei, {})
 NAVKSE_RECORD(PacketAuth, NAVKSE_FIELDS_PacketAuth);
 
 // The payload is a list of unsigned bytes (one field per byte), unlike the
 // Package body, which is a byte array written in one piece.
-#define NAVKSE_FIELDS_Packet(X)          \
-  X(0, int32_t, kind, 1)                 \
-  X(1, PacketAuth, auth, {})             \
-  X(2, UBytes, payload, {})              \
+#define NAVKSE_FIELDS_Packet(X) \
+  X(0, int32_t, kind, 1)        \
+  X(1, PacketAuth, auth, {})    \
+  X(2, UBytes, payload, {})     \
   X(3, int8_t, payload_encoding, 0)
 NAVKSE_RECORD(Packet, NAVKSE_FIELDS_Packet);
 

@@ -9,11 +9,11 @@
 namespace navkse {
 namespace traffic {
 
-#define NAVKSE_FIELDS_AllOnRouteReqBatch(X)                          \
-  X(0, List<::navkse::dynamicroute::AllOnRouteReq>, routes, {})      \
-  X(1, ::navkse::ugcUnit::gpsBucket, bucket, {})                     \
-  X(2, ::navkse::routesearch::RouteRefreshReq, refresh, {})          \
-  X(3, string, request_number, {})                                   \
+#define NAVKSE_FIELDS_AllOnRouteReqBatch(X)                     \
+  X(0, List<::navkse::dynamicroute::AllOnRouteReq>, routes, {}) \
+  X(1, ::navkse::ugcUnit::gpsBucket, bucket, {})                \
+  X(2, ::navkse::routesearch::RouteRefreshReq, refresh, {})     \
+  X(3, string, request_number, {})                              \
   X(4, string, field4, {})
 NAVKSE_RECORD(AllOnRouteReqBatch, NAVKSE_FIELDS_AllOnRouteReqBatch);
 
