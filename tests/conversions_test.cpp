@@ -11,6 +11,7 @@
 #include "navreq/requests.h"
 #include "navreq/serialize.h"
 #include "support/capture.h"
+#include "support/encoded.h"
 #include "support/wire.h"
 
 namespace {
@@ -37,12 +38,7 @@ constexpr float kInfF = std::numeric_limits<float>::infinity();
 constexpr std::int32_t kMax = 2147483647;
 constexpr std::int32_t kMin = -2147483647 - 1;
 
-template <class R>
-std::string Encoded(const R& record) {
-  std::vector<char> out;
-  EXPECT_TRUE(SerializeKSE(record, out));
-  return Hex(out);
-}
+using navreq::testing::Encoded;
 
 // A Gps record spelled field by field; tags 8..10, 13..19 at their defaults
 // unless given.

@@ -10,6 +10,7 @@
 #include "navreq/records/MapSession.h"
 #include "navreq/records/NavSDKGateway.h"
 #include "support/capture.h"
+#include "support/encoded.h"
 #include "support/wire.h"
 
 namespace {
@@ -21,12 +22,7 @@ using zv_navi_core::ReqExtraParam;
 using zv_navi_core::SerializeKSE;
 using zv_navi_core::route_req_serializer::GetPackage;
 
-template <class R>
-std::string Encoded(const R& record) {
-  std::vector<char> out;
-  EXPECT_TRUE(SerializeKSE(record, out));
-  return Hex(out);
-}
+using navreq::testing::Encoded;
 
 TEST(PackageRecord, DefaultLayout) {
   EXPECT_EQ(Encoded(Package()),

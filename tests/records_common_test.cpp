@@ -8,6 +8,7 @@
 
 #include "navreq/records/common.h"
 #include "navreq/serialize.h"
+#include "support/encoded.h"
 #include "support/record_tables.h"
 #include "support/wire.h"
 
@@ -17,12 +18,7 @@ using namespace wire;
 using tables::Hx;
 using namespace navkse::common;
 
-template <class R>
-std::string Encoded(const R& record) {
-  std::vector<char> out;
-  EXPECT_TRUE(zv_navi_core::SerializeKSE(record, out));
-  return Hex(out);
-}
+using navreq::testing::Encoded;
 
 // ---- Point ------------------------------------------------------------------
 

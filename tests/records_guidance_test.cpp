@@ -10,6 +10,7 @@
 #include "navreq/records/cockpit.h"
 #include "navreq/records/navicore.h"
 #include "navreq/serialize.h"
+#include "support/encoded.h"
 #include "support/record_tables.h"
 #include "support/wire.h"
 
@@ -25,12 +26,7 @@ using navkse::navicore::nav::ugs_guidance_slice_params_t;
 using navkse::navicore::nav::ugs_guidance_slice_req_t;
 using tables::Hx;
 
-template <class R>
-std::string Encoded(const R& record) {
-  std::vector<char> out;
-  EXPECT_TRUE(zv_navi_core::SerializeKSE(record, out));
-  return Hex(out);
-}
+using navreq::testing::Encoded;
 
 const char kOriginalLink[] =
     "0c1c2c3c"          // tags 0..3

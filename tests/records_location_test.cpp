@@ -10,6 +10,7 @@
 #include "navreq/records/locationReportDMQ.h"
 #include "navreq/records/ugcUnit.h"
 #include "navreq/serialize.h"
+#include "support/encoded.h"
 #include "support/record_tables.h"
 #include "support/wire.h"
 
@@ -28,12 +29,7 @@ using navkse::ugcUnit::gpsStatus;
 using navkse::ugcUnit::gpsTaxi;
 using tables::Hx;
 
-template <class R>
-std::string Encoded(const R& record) {
-  std::vector<char> out;
-  EXPECT_TRUE(zv_navi_core::SerializeKSE(record, out));
-  return Hex(out);
-}
+using navreq::testing::Encoded;
 
 const std::string kSession = Hx("1c 2600 3600 4600 5600 6600 7600 8600 9600 ac b600 c600");
 const std::string kHeader = Hx("0c 1c 2c 3c 4c 5c 6d000c 7c 8c 9c ac");

@@ -11,6 +11,7 @@
 #include "navreq/records/navicore.h"
 #include "navreq/records/routesearch.h"
 #include "navreq/serialize.h"
+#include "support/encoded.h"
 #include "support/record_tables.h"
 #include "support/wire.h"
 
@@ -31,12 +32,7 @@ using navkse::routesearch::RoadLinkName;
 using tables::FieldHead;
 using tables::Hx;
 
-template <class R>
-std::string Encoded(const R& record) {
-  std::vector<char> out;
-  EXPECT_TRUE(zv_navi_core::SerializeKSE(record, out));
-  return Hex(out);
-}
+using navreq::testing::Encoded;
 
 template <class R>
 std::vector<char> Raw(const R& record) {

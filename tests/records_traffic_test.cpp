@@ -10,6 +10,7 @@
 #include "navreq/records/routesearch.h"
 #include "navreq/records/traffic.h"
 #include "navreq/serialize.h"
+#include "support/encoded.h"
 #include "support/record_tables.h"
 #include "support/wire.h"
 
@@ -27,12 +28,7 @@ using navkse::routesearch::RouteRefreshReq;
 using navkse::traffic::AllOnRouteReqBatch;
 using tables::Hx;
 
-template <class R>
-std::string Encoded(const R& record) {
-  std::vector<char> out;
-  EXPECT_TRUE(zv_navi_core::SerializeKSE(record, out));
-  return Hex(out);
-}
+using navreq::testing::Encoded;
 
 const std::string kZero8 = "0000000000000000";  // the eight bytes of 0.0
 

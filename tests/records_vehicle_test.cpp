@@ -11,6 +11,7 @@
 #include "navreq/records/nav.h"
 #include "navreq/records/routesearch.h"
 #include "navreq/serialize.h"
+#include "support/encoded.h"
 #include "support/record_tables.h"
 #include "support/wire.h"
 
@@ -29,12 +30,7 @@ using navkse::routesearch::ElectricVehicleParams;
 using navkse::routesearch::TruckParamsReq;
 using tables::Hx;
 
-template <class R>
-std::string Encoded(const R& record) {
-  std::vector<char> out;
-  EXPECT_TRUE(zv_navi_core::SerializeKSE(record, out));
-  return Hex(out);
-}
+using navreq::testing::Encoded;
 
 const char kDefaultEVType[] = "060016002600";
 const std::string kDefaultModelTail = Hx("1c 2c 3c 4c 5c 6400000000 7400000000 8c 9d000c");

@@ -14,6 +14,7 @@
 #include "navreq/records/routesearch.h"
 #include "navreq/requests.h"
 #include "support/capture.h"
+#include "support/encoded.h"
 #include "support/wire.h"
 
 namespace {
@@ -40,12 +41,7 @@ std::string Unhex(const std::string& hex) {
   return out;
 }
 
-template <class R>
-std::string Encoded(const R& record) {
-  std::vector<char> out;
-  EXPECT_TRUE(SerializeKSE(record, out));
-  return Hex(out);
-}
+using navreq::testing::Encoded;
 
 ReqExtraParam Extra() {
   ReqExtraParam e;

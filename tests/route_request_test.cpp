@@ -16,6 +16,7 @@
 #include "navreq/requests.h"
 #include "navreq/serialize.h"
 #include "support/capture.h"
+#include "support/encoded.h"
 #include "support/wire.h"
 
 namespace {
@@ -43,12 +44,7 @@ constexpr double kInf = std::numeric_limits<double>::infinity();
 constexpr std::int64_t kMax = 2147483647;
 constexpr std::int64_t kMin = -2147483647 - 1;
 
-template <class R>
-std::string Encoded(const R& record) {
-  std::vector<char> out;
-  EXPECT_TRUE(SerializeKSE(record, out));
-  return Hex(out);
-}
+using navreq::testing::Encoded;
 
 std::string Zeros(int from, int to) {
   std::string out;
