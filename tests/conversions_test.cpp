@@ -12,6 +12,7 @@
 #include "navreq/serialize.h"
 #include "support/capture.h"
 #include "support/encoded.h"
+#include "support/fixes.h"
 #include "support/wire.h"
 
 namespace {
@@ -61,21 +62,7 @@ std::string PoiHex(std::int64_t lon, std::int64_t lat, const std::string& primar
          Int(18, -1) + List(19, 0) + Struct(20, PointHex(0, 0)) + Int(21, 0) + Bool(22, false) + Int(23, 0);
 }
 
-KSLocation Fix(double lat, double lon, float speed, float scalar_a, float heading, float scalar_c,
-               std::int64_t time, std::int32_t int_a, std::int32_t int_b, std::int32_t src) {
-  KSLocation f;
-  f.latitude = lat;
-  f.longitude = lon;
-  f.speed = speed;
-  f.scalarA = scalar_a;
-  f.heading = heading;
-  f.scalarC = scalar_c;
-  f.timeSeconds = time;
-  f.intValueA = int_a;
-  f.intValueB = int_b;
-  f.src_type = src;
-  return f;
-}
+using navreq::testing::Fix;
 
 KSNaviSearchPoint SearchPoint(double lat, double lon, const std::string& primary,
                               const std::string& secondary, std::int32_t type) {

@@ -17,6 +17,7 @@
 #include "navreq/serialize.h"
 #include "support/capture.h"
 #include "support/encoded.h"
+#include "support/fixes.h"
 #include "support/wire.h"
 
 namespace {
@@ -55,21 +56,7 @@ std::string Zeros(int from, int to) {
 // The guidance side record: its code, then the fourteen default fields.
 std::string GuidanceHex(std::int64_t code) { return Int(0, code) + Str(1, "") + Zeros(2, 14); }
 
-KSLocation Fix(double lat, double lon, float speed, float scalar_a, float heading, float scalar_c,
-               std::int64_t time, std::int32_t int_a, std::int32_t int_b, std::int32_t src) {
-  KSLocation f;
-  f.latitude = lat;
-  f.longitude = lon;
-  f.speed = speed;
-  f.scalarA = scalar_a;
-  f.heading = heading;
-  f.scalarC = scalar_c;
-  f.timeSeconds = time;
-  f.intValueA = int_a;
-  f.intValueB = int_b;
-  f.src_type = src;
-  return f;
-}
+using navreq::testing::Fix;
 
 // ---- Heading, measure and speed fallback (reason 3 keeps tag 10) ----
 

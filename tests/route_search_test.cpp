@@ -12,6 +12,7 @@
 #include "navreq/requests.h"
 #include "navreq/serialize.h"
 #include "support/capture.h"
+#include "support/fixes.h"
 #include "support/wire.h"
 
 namespace {
@@ -191,21 +192,7 @@ KSNaviSearchPoint SearchPoint(double lat, double lon, const std::string& primary
   return p;
 }
 
-KSLocation Fix(double lat, double lon, float speed, float scalar_a, float heading, float scalar_c,
-               std::int64_t time, std::int32_t int_a, std::int32_t int_b, std::int32_t src) {
-  KSLocation f;
-  f.latitude = lat;
-  f.longitude = lon;
-  f.speed = speed;
-  f.scalarA = scalar_a;
-  f.heading = heading;
-  f.scalarC = scalar_c;
-  f.timeSeconds = time;
-  f.intValueA = int_a;
-  f.intValueB = int_b;
-  f.src_type = src;
-  return f;
-}
+using navreq::testing::Fix;
 
 KSLatLon LatLon(double lat, double lon) {
   KSLatLon v;

@@ -1,0 +1,29 @@
+// Engine fixes for route search tests, every field the conversion reads.
+#pragma once
+
+#include <cstdint>
+
+#include "navreq/engine/params.h"
+
+namespace navreq {
+namespace testing {
+
+inline navcore::KSLocation Fix(double lat, double lon, float speed, float scalar_a, float heading,
+                               float scalar_c, std::int64_t time, std::int32_t int_a, std::int32_t int_b,
+                               std::int32_t src) {
+  navcore::KSLocation f;
+  f.latitude = lat;
+  f.longitude = lon;
+  f.speed = speed;
+  f.scalarA = scalar_a;
+  f.heading = heading;
+  f.scalarC = scalar_c;
+  f.timeSeconds = time;
+  f.intValueA = int_a;
+  f.intValueB = int_b;
+  f.src_type = src;
+  return f;
+}
+
+}  // namespace testing
+}  // namespace navreq
