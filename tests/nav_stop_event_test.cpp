@@ -23,6 +23,7 @@ namespace {
 using navreq::services::ScopedClock;
 using navreq::testing::LogCapture;
 using wire::Hex;
+using wire::Unhex;
 using zv_navi_core::drive_route_req_serializer::GetNavStopActionReqData;
 using zv_navi_core::drive_route_req_serializer::vbr_encode_map;
 using zv_navi_core::drive_route_req_serializer::vbr_encode_string;
@@ -38,14 +39,6 @@ const char kFlagAndDev1Map[] =
     "1201"
     "1205756c6d6964"
     "120464657631";
-
-std::string Unhex(const std::string& hex) {
-  std::string raw;
-  for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
-    raw.push_back(static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16)));
-  }
-  return raw;
-}
 
 // The Packet around a stop event: kind 2, credentials, payload list, encoding 0.
 std::string StopPacket(const std::string& client_key, const std::string& device,

@@ -30,16 +30,10 @@ using navkse::routesearch::LinkingRouteMeta;
 using navkse::routesearch::PhExtraInfo;
 using navkse::routesearch::RoadLinkName;
 using tables::FieldHead;
+using tables::FromHex;
 using tables::Hx;
 
 using navreq::testing::Encoded;
-
-template <class R>
-std::vector<char> Raw(const R& record) {
-  std::vector<char> out;
-  EXPECT_TRUE(zv_navi_core::SerializeKSE(record, out));
-  return out;
-}
 
 // ---- CarRouteReq ------------------------------------------------------------
 
@@ -47,25 +41,15 @@ TEST(CarRouteReqRecord, DefaultWrittenAloneIsTheWholeTable) {
   EXPECT_EQ(Encoded(CarRouteReq()), tables::DefaultCarRouteReq());
 }
 
-TEST(CarRouteReqRecord, DefaultHasEveryTagButTwelveWithTheTablesTypes) {
-  // Type codes of the default values: 12 zero, 0 one byte (-1), 4 float,
-  // 6 short string, 8 map, 9 list, 10 record, 13 byte list.
-  const std::vector<FieldHead> expect = {
-      {0, 10},  {1, 10},  {2, 6},   {3, 12},  {4, 12},  {5, 12},  {6, 12},  {7, 12},  {8, 6},   {9, 12},
-      {10, 6},  {11, 6},  {13, 12}, {14, 6},  {15, 12}, {16, 9},  {17, 13}, {18, 9},  {19, 12}, {20, 12},
-      {21, 12}, {22, 6},  {23, 0},  {24, 9},  {25, 6},  {26, 6},  {27, 6},  {28, 12}, {29, 12}, {30, 12},
-      {31, 6},  {32, 10}, {33, 6},  {34, 10}, {35, 6},  {36, 0},  {37, 0},  {38, 0},  {39, 12}, {40, 0},
-      {41, 4},  {42, 12}, {43, 12}, {44, 10}, {45, 6},  {46, 6},  {47, 12}, {48, 12}, {49, 9},  {50, 6},
-      {51, 12}, {52, 6},  {53, 6},  {54, 9},  {55, 12}, {56, 12}, {57, 12}, {58, 12}, {59, 12}, {60, 12},
-      {61, 12}, {62, 6},  {63, 12}, {64, 12}, {65, 6},  {66, 12}, {67, 10}, {68, 12}, {69, 9},  {70, 9},
-      {71, 8},  {72, 8},  {73, 12}, {74, 12}, {75, 10}, {76, 10}, {77, 12}, {78, 12}, {79, 10}, {80, 10},
-      {81, 10}, {82, 10}, {83, 10}, {84, 9},  {85, 12}, {86, 10}, {87, 10}};
-  ASSERT_EQ(expect.size(), 87u);
-  const std::vector<FieldHead> got = tables::TopLevelHeads(Raw(CarRouteReq()));
-  ASSERT_EQ(got.size(), expect.size());
-  for (std::size_t i = 0; i < expect.size(); ++i) {
-    EXPECT_EQ(got[i].tag, expect[i].tag) << "field #" << i;
-    EXPECT_EQ(got[i].type, expect[i].type) << "field #" << i;
+TEST(CarRouteReqRecord, TableHasEveryTagButTwelveInOrder) {
+  // The table itself, read back: 87 fields, tags 0 to 87 rising, no tag 12.
+  const std::vector<FieldHead> heads = tables::TopLevelHeads(FromHex(tables::DefaultCarRouteReq()));
+  ASSERT_EQ(heads.size(), 87u);
+  int expected_tag = 0;
+  for (const FieldHead& h : heads) {
+    if (expected_tag == 12) ++expected_tag;
+    EXPECT_EQ(h.tag, expected_tag);
+    ++expected_tag;
   }
 }
 

@@ -10,6 +10,7 @@
 #include "navreq/engine/service_overrides.h"
 #include "navreq/requests.h"
 #include "support/capture.h"
+#include "support/package.h"
 #include "support/wire.h"
 
 namespace {
@@ -18,6 +19,7 @@ using navreq::services::ScopedGzip;
 using navreq::testing::LogCapture;
 using navreq::testing::StdoutCapture;
 using wire::Hex;
+using wire::Unhex;
 using zv_navi_core::PlusReq;
 using zv_navi_core::ReqExtraParam;
 using zv_navi_core::SliceDesc;
@@ -25,14 +27,6 @@ using zv_navi_core::SliceReq;
 using zv_navi_core::drive_route_req_serializer::GetRoutePlus;
 using zv_navi_core::drive_route_req_serializer::GetRouteSlice;
 using Lines = std::vector<std::string>;
-
-std::string Unhex(const std::string& hex) {
-  std::string raw;
-  for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
-    raw.push_back(static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16)));
-  }
-  return raw;
-}
 
 // Client identity of every test: device "dev", api key "k", the rest empty.
 ReqExtraParam Extra() {
@@ -62,10 +56,7 @@ const char kOneSliceBody[] =
 
 // The whole Package around `body_hex` with the command name `name`.
 std::string PackageHex(const std::string& name, const std::string& body_hex) {
-  return wire::Int(0, 0) + wire::Int(1, 84) + wire::Str(2, name) + wire::Int(3, 0) + wire::Int(4, 3) +
-         wire::Str(5, "") + wire::Str(6, "0") + wire::Bytes(7, Unhex(kHeaderHex)) +
-         wire::Bytes(8, Unhex(body_hex)) + wire::List(9, 1) +
-         wire::Struct(0, wire::Str(0, "apikey") + wire::Bytes(1, std::string("k")));
+  return navreq::testing::PackageHex({84, name, 3, kHeaderHex, body_hex, "k"});
 }
 
 template <class Request>

@@ -15,6 +15,8 @@
 #include "navreq/requests.h"
 #include "support/capture.h"
 #include "support/encoded.h"
+#include "support/package.h"
+#include "support/record_tables.h"
 #include "support/wire.h"
 
 namespace {
@@ -32,14 +34,6 @@ using zv_navi_core::SerializeKSE;
 namespace drs = zv_navi_core::drive_route_req_serializer;
 
 constexpr std::size_t kOverLimit = 104857601;  // one byte more than a string may hold
-
-std::string Unhex(const std::string& hex) {
-  std::string out;
-  for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
-    out.push_back(static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16)));
-  }
-  return out;
-}
 
 using navreq::testing::Encoded;
 
@@ -69,53 +63,54 @@ std::string HeaderHex() {
 
 // Command 10102 (0x2776), the compressed flag (tag 4 = 3) and the plain body.
 std::string PackageHex(const std::string& body_hex) {
-  // clang-format off
-  return "0c" "112776" + Str(2, "CMD_TRAFFIC_ALL_ON_ROUTE_BATCH_SDK") + "3c" "4003" "5600" "660130" +
-         Bytes(7, Unhex(HeaderHex())) + Bytes(8, Unhex(body_hex)) + List(9, 1) +
-         Struct(0, Str(0, "apikey") + Bytes(1, std::string("KEY")));
-  // clang-format on
+  return navreq::testing::PackageHex(
+      {10102, "CMD_TRAFFIC_ALL_ON_ROUTE_BATCH_SDK", 3, HeaderHex(), body_hex, "KEY"});
 }
 
 std::string OnRouteHex(std::int64_t id, int num_a, double x, double y, const std::string& p,
                        const std::string& s, int num_e, int num_f) {
-  return Int(0, id) + Int(1, num_a) + Int(2, 0) + Int(3, 0) + Str(4, "T") + Str(5, "IMEI1") + Int(6, 0) +
-         Int(7, 1) + Str(8, "F") + Str(9, "2.0") + Double(10, x) + Double(11, y) + Int(12, 1) + Str(13, p) +
-         Str(14, s) + Int(15, 0) + Int(16, num_e) + Int(17, num_f);
+  return tables::With(tables::DefaultOnRouteReq(), {{0, Int(0, id)},
+                                                    {1, Int(1, num_a)},
+                                                    {4, Str(4, "T")},
+                                                    {5, Str(5, "IMEI1")},
+                                                    {7, Int(7, 1)},
+                                                    {8, Str(8, "F")},
+                                                    {9, Str(9, "2.0")},
+                                                    {10, Double(10, x)},
+                                                    {11, Double(11, y)},
+                                                    {12, Int(12, 1)},
+                                                    {13, Str(13, p)},
+                                                    {14, Str(14, s)},
+                                                    {16, Int(16, num_e)},
+                                                    {17, Int(17, num_f)}});
 }
 
 std::string TrafficTimeHex(std::int64_t id, int num_b, int num_a, double x, double y, int value, int num_d,
                            int num_c, const std::string& p, const std::string& s) {
-  return Int(0, id) + Int(1, num_b) + Int(2, num_a) + Double(3, x) + Double(4, y) + Int(5, value) +
-         Int(6, num_d) + Int(7, num_c) + Str(8, p) + Str(9, s) + Int(10, 0) + Int(11, 0);
+  return tables::With(tables::DefaultTrafficTimeReq(), {{0, Int(0, id)},
+                                                        {1, Int(1, num_b)},
+                                                        {2, Int(2, num_a)},
+                                                        {3, Double(3, x)},
+                                                        {4, Double(4, y)},
+                                                        {5, Int(5, value)},
+                                                        {6, Int(6, num_d)},
+                                                        {7, Int(7, num_c)},
+                                                        {8, Str(8, p)},
+                                                        {9, Str(9, s)}});
 }
 
 std::string DynamicHex(int value) {
-  std::string out = Int(0, 1) + Int(1, 0) + Int(2, 0);
-  for (int tag = 3; tag <= 8; ++tag) out += Double(tag, 0.0);
-  out += Int(9, 0) + Double(10, 0.0) + Str(11, "") + Str(12, "") + Int(13, 0) + Str(14, "") + Str(15, "");
-  out += Bool(16, false) + Bool(17, false) + Bool(18, false);
-  for (int tag = 19; tag <= 23; ++tag) out += Int(tag, 0);
-  return out + Str(24, "") + Int(25, value) + Str(26, "");
+  return tables::With(tables::DefaultDynamicReq(), {{25, Int(25, value)}});
 }
 
-std::string DefaultBucketHex() {
-  return Struct(0, "0c1c2c3c4c5c6c" + Str(7, "") + Str(8, "") + Str(9, "") + Str(10, "")) + List(1, 0) +
-         List(2, 0) + Int(3, 0);
-}
-
-std::string DefaultEnergyHex() {
-  const std::string model = Struct(0, Str(0, "") + Str(1, "") + Str(2, "")) + "1c2c3c4c5c" + Float(6, 0.0f) +
-                            Float(7, 0.0f) + "8c" + Bytes(9, std::string());
-  return Struct(0, model) + Int(1, 0) + Int(2, 0) + Int(3, -1) + Double(4, 0.0) + Double(5, 0.0) +
-         Int(6, 85) + Int(7, 10) + Float(8, 0.0f);
-}
+std::string DefaultBucketHex() { return tables::DefaultGpsBucket(); }
 
 std::string AllOnRouteHex(const std::string& on_route, const std::string& traffic_time, int value) {
   return Struct(0, Struct(0, on_route) + Struct(1, traffic_time) + Struct(2, DynamicHex(value)) +
-                       Struct(3, DefaultBucketHex()) + Struct(4, DefaultEnergyHex()));
+                       Struct(3, DefaultBucketHex()) + Struct(4, tables::DefaultEnergyConsumeReq()));
 }
 
-std::string DefaultCarRouteHex() { return Encoded(CarRouteReq()); }
+std::string DefaultCarRouteHex() { return tables::DefaultCarRouteReq(); }
 
 std::string RefreshHex(const std::string& car_hex, const std::string& controls_hex = Map(0, 0)) {
   return Struct(2, Struct(0, car_hex) + Struct(1, controls_hex) + List(2, 0));
@@ -253,7 +248,8 @@ TEST(RouteRefreshBuilders, AllOnRouteSetsTheValueAndFillsBothQuestions) {
   EXPECT_EQ(Encoded(all),
             Struct(0, OnRouteHex(-7, -1000, -55660.0, 4851421.0, "P", "S", 0, -1)) +
                 Struct(1, TrafficTimeHex(-7, 300, -1000, -55660.0, 4851421.0, 123, 70000, -2, "P", "S")) +
-                Struct(2, DynamicHex(123)) + Struct(3, DefaultBucketHex()) + Struct(4, DefaultEnergyHex()));
+                Struct(2, DynamicHex(123)) + Struct(3, DefaultBucketHex()) +
+                Struct(4, tables::DefaultEnergyConsumeReq()));
 }
 
 // ---- The whole request
@@ -350,17 +346,41 @@ TEST(RouteRefresh, SearchIsIncludedOnlyWithFlagAndNoPendingRequest) {
   ASSERT_EQ(drs::GetRouteRefreshReqData(pending, Extra(), out), 0);
   EXPECT_EQ(Hex(out), PackageHex(head + RefreshHex(DefaultCarRouteHex()) + tail));
 
-  const RouteRefreshReqParam on = WithSearch();
-  CarRouteReq filled;
-  drs::GetCarRouteReq(filled, on.route_param, Extra());
-  const std::string filled_hex = Encoded(filled);
-  // The filled record is not the default one: the start is 116500000 / 39750000
-  // (0x06f1a620 / 0x025e8970) and tag 46 says "nav".
-  EXPECT_NE(filled_hex, DefaultCarRouteHex());
+  // The route search of WithSearch(): its points in millionths of a degree
+  // (start 116500000 / 39750000 = 0x06f1a620 / 0x025e8970), traffic on, the
+  // device id, and what every search sets; a destination over 50 km away
+  // with plan mode 0 keeps the guidance code 0.
+  const auto point = [](std::int64_t lon, std::int64_t lat) {
+    return tables::With(tables::DefaultPoint(), {{0, Int(0, lon)}, {1, Int(1, lat)}});
+  };
+  const auto poi = [&point](std::int64_t lon, std::int64_t lat) {
+    return tables::With(tables::DefaultSimplePOI(),
+                        {{0, Struct(0, point(lon, lat))}, {10, Struct(10, point(lon, lat))}});
+  };
+  const std::string guidance = tables::DefaultUgsCloudInfo();
   // clang-format off
-  EXPECT_NE(filled_hex.find("0206f1a620" "12025e8970"), std::string::npos);
+  EXPECT_EQ(point(116500000, 39750000), "02" "06f1a620" "12" "025e8970" "2c");
   // clang-format on
-  EXPECT_NE(filled_hex.find("f62e036e6176"), std::string::npos);
+  const std::string filled_hex = tables::CarRouteReqWith({
+      {0, Struct(0, poi(116500000, 39750000))},
+      {1, Struct(1, poi(121500000, 31250000))},
+      {5, Int(5, 1)},  // traffic preference
+      {9, Int(9, 40)},
+      {10, Str(10, "0.000000")},
+      {15, Bool(15, true)},
+      {21, Int(21, 1)},
+      {23, Int(23, 2)},
+      {26, Str(26, "&cond=0&noround=0&nohighway=0&notoll=0&traffic=1")},
+      {27, Str(27, "4$$$$0.0")},
+      {39, Int(39, 1)},
+      {40, Int(40, 0)},
+      {41, Float(41, 0.0f)},
+      {45, Str(45, "IMEI1")},
+      {46, Str(46, "nav")},
+      {64, Int(64, 0x8828)},
+      {72, Map(72, 1) + Str(0, "toGuidance") + Bytes(1, Unhex(guidance))},
+  });
+  const RouteRefreshReqParam on = WithSearch();
   ASSERT_EQ(drs::GetRouteRefreshReqData(on, Extra(), out), 0);
   EXPECT_EQ(Hex(out), PackageHex(head + RefreshHex(filled_hex) + tail));
 }

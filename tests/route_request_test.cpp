@@ -2,10 +2,8 @@
 // asynchronous-guidance code, truck, motorcycle, ranking, explain controls,
 // non-finite inputs) and the complete request of GetRouteReqData.
 #include <gtest/gtest.h>
-#include <zlib.h>
 
 #include <cmath>
-#include <cstring>
 #include <limits>
 #include <map>
 #include <string>
@@ -18,12 +16,15 @@
 #include "support/capture.h"
 #include "support/encoded.h"
 #include "support/fixes.h"
+#include "support/gunzip.h"
+#include "support/record_tables.h"
 #include "support/wire.h"
 
 namespace {
 
 using namespace wire;
 using navkse::routesearch::CarRouteReq;
+using navreq::testing::Gunzip;
 using navreq::testing::LogCapture;
 using navreq::testing::StdoutCapture;
 using zv_navi_core::DriveRouteReqParam;
@@ -47,14 +48,10 @@ constexpr std::int64_t kMin = -2147483647 - 1;
 
 using navreq::testing::Encoded;
 
-std::string Zeros(int from, int to) {
-  std::string out;
-  for (int tag = from; tag <= to; ++tag) out += Int(tag, 0);
-  return out;
+// The guidance side record with its code.
+std::string GuidanceHex(std::int64_t code) {
+  return tables::With(tables::DefaultUgsCloudInfo(), {{0, Int(0, code)}});
 }
-
-// The guidance side record: its code, then the fourteen default fields.
-std::string GuidanceHex(std::int64_t code) { return Int(0, code) + Str(1, "") + Zeros(2, 14); }
 
 using navreq::testing::Fix;
 
@@ -228,7 +225,7 @@ TEST(Truck, OffWhenMeasureBIsNotPositive) {
     p.truck = Truck(b, false, 8);
     CarRouteReq r;
     GetCarRouteReq(r, p, ReqExtraParam());
-    EXPECT_EQ(Encoded(r.truck_params), Zeros(0, 13));
+    EXPECT_EQ(Encoded(r.truck_params), tables::DefaultTruckParamsReqV2());
     EXPECT_EQ(r.routeOption59, 5);
     EXPECT_FALSE(r.cli_param.truck_flag);
   }
@@ -269,7 +266,7 @@ TEST(Truck, StandaloneOffChangesNothing) {
   CarRouteReq r;
   r.routeOption59 = 9;
   GetTruckParam(r, Truck(0.0f, false, 8));
-  EXPECT_EQ(Encoded(r.truck_params), Zeros(0, 13));
+  EXPECT_EQ(Encoded(r.truck_params), tables::DefaultTruckParamsReqV2());
   EXPECT_EQ(r.routeOption59, 9);
   EXPECT_FALSE(r.cli_param.truck_flag);
 }
@@ -421,7 +418,7 @@ TEST(ExplainControl, CopiesEveryValueInKeyOrderAndKeepsExistingKeys) {
                        {{"c", Control(1, "third")}, {"a", Control(2, "first")}, {"b", Control(3, "")}});
   EXPECT_EQ(Encoded(target),
             Map(0, 3) + Str(0, "a") + Struct(1, ControlHex(2, "first")) + Str(0, "b") +
-                Struct(1, Zeros(0, 4) + Str(5, "") + Str(6, "") + List(7, 0) + List(8, 0) + Int(9, 3)) +
+                Struct(1, tables::With(tables::DefaultFollowExplainControl(), {{9, Int(9, 3)}})) +
                 Str(0, "c") + Struct(1, ControlHex(1, "third")));
 }
 
@@ -483,27 +480,6 @@ std::vector<char> TakeBytes(const std::vector<char>& in, std::size_t& pos, unsig
                           in.begin() + static_cast<std::ptrdiff_t>(pos + count));
   pos += count;
   return bytes;
-}
-
-std::vector<char> Gunzip(const std::vector<char>& in) {
-  z_stream zs;
-  std::memset(&zs, 0, sizeof zs);
-  EXPECT_EQ(inflateInit2(&zs, 15 + 16), Z_OK);
-  std::vector<char> out;
-  char buf[4096];
-  zs.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(in.data()));
-  zs.avail_in = static_cast<uInt>(in.size());
-  int status = Z_OK;
-  while (status == Z_OK) {
-    zs.next_out = reinterpret_cast<Bytef*>(buf);
-    zs.avail_out = sizeof buf;
-    status = inflate(&zs, Z_NO_FLUSH);
-    out.insert(out.end(), buf, buf + (sizeof buf - zs.avail_out));
-  }
-  EXPECT_EQ(status, Z_STREAM_END);
-  EXPECT_EQ(zs.avail_in, 0u);
-  inflateEnd(&zs);
-  return out;
 }
 
 TEST(GetRouteReqData, SuccessIsAPackageAroundTheGzippedRequest) {

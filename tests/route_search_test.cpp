@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdint>
 #include <limits>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -12,7 +12,9 @@
 #include "navreq/requests.h"
 #include "navreq/serialize.h"
 #include "support/capture.h"
+#include "support/encoded.h"
 #include "support/fixes.h"
+#include "support/record_tables.h"
 #include "support/wire.h"
 
 namespace {
@@ -28,138 +30,56 @@ using zv_navi_core::ReqExtraParam;
 using zv_navi_core::SerializeKSE;
 using zv_navi_core::drive_route_req_serializer::GetCarRouteReq;
 
-std::string Encoded(const CarRouteReq& record) {
-  std::vector<char> out;
-  EXPECT_TRUE(SerializeKSE(record, out));
-  return Hex(out);
+using navreq::testing::Encoded;
+using tables::CarRouteReqWith;
+using tables::With;
+
+// ---- Expected bytes: the record tables with the fields a test changes ----
+
+std::string PointAt(std::int64_t lon, std::int64_t lat) {
+  return With(tables::DefaultPoint(), {{0, Int(0, lon)}, {1, Int(1, lat)}});
 }
-
-// ---- Expected bytes, spelled from the record tables ----
-
-// A byte-array field whose content is given as hex.
-std::string HexBytes(int tag, const std::string& hex) {
-  return Head(tag, kBytes) + "00" + Int(0, static_cast<std::int64_t>(hex.size() / 2)) + hex;
-}
-
-std::string PointHex(std::int64_t lon, std::int64_t lat) { return Int(0, lon) + Int(1, lat) + Int(2, 0); }
 
 std::string PoiHex(std::int64_t lon, std::int64_t lat, const std::string& primary,
                    const std::string& secondary, std::int64_t type) {
-  return Struct(0, PointHex(lon, lat)) + Str(1, primary) + Str(2, "") + Str(3, secondary) + Int(4, type) +
-         Str(5, "") + Str(6, "") + Str(7, "") + Int(8, -1) + Bool(9, false) + Struct(10, PointHex(lon, lat)) +
-         Str(11, "") + Str(12, "") + Int(13, 0) + Int(14, 85) + Str(15, "") + Int(16, 0) + Str(17, "") +
-         Int(18, -1) + List(19, 0) + Struct(20, PointHex(0, 0)) + Int(21, 0) + Bool(22, false) + Int(23, 0);
+  return With(tables::DefaultSimplePOI(), {{0, Struct(0, PointAt(lon, lat))},
+                                           {1, Str(1, primary)},
+                                           {3, Str(3, secondary)},
+                                           {4, Int(4, type)},
+                                           {10, Struct(10, PointAt(lon, lat))}});
 }
-std::string DefaultPoi() { return PoiHex(0, 0, "", "", 0); }
 
 std::string GpsHex(std::int64_t lon, std::int64_t lat, std::int64_t c, std::int64_t heading, std::int64_t a,
                    std::int64_t kmh, std::int64_t time, std::int64_t int_a, std::int64_t int_b,
                    std::int64_t src) {
-  return Int(0, lon) + Int(1, lat) + Int(2, c) + Int(3, heading) + Int(4, a) + Int(5, kmh) + Int(6, time) +
-         Int(7, int_a) + Int(8, 0) + Int(9, 0) + Int(10, 0) + Int(11, int_b) + Int(12, src) + Int(13, 0) +
-         Int(14, 0) + Int(15, 2) + Int(16, 2) + Int(17, 0) + Int(18, 2) + Int(19, -1);
-}
-
-// Zero integers at the given tags.
-std::string Zeros(int from, int to) {
-  std::string out;
-  for (int tag = from; tag <= to; ++tag) out += Int(tag, 0);
-  return out;
+  return With(tables::DefaultGps(), {{0, Int(0, lon)},
+                                     {1, Int(1, lat)},
+                                     {2, Int(2, c)},
+                                     {3, Int(3, heading)},
+                                     {4, Int(4, a)},
+                                     {5, Int(5, kmh)},
+                                     {6, Int(6, time)},
+                                     {7, Int(7, int_a)},
+                                     {11, Int(11, int_b)},
+                                     {12, Int(12, src)}});
 }
 
 std::string ClientParamHex(std::int64_t order_source, const std::string& order_id) {
-  return Int(0, -1) + Str(1, "") + Str(2, "") + Zeros(3, 7) + Str(8, "") + Struct(9, Int(0, 0)) + Int(10, 0) +
-         Str(11, "") + Struct(12, Int(0, 0) + List(1, 0) + Map(2, 0)) + Zeros(13, 19) + Int(20, 1) +
-         Int(21, 0) + Struct(22, Bool(0, false) + Int(1, 0) + Int(2, 0)) +
-         Struct(23,
-                Str(0, "") + Str(1, "") + Bool(2, false) + Str(3, "") + Int(4, 0) + Int(5, 0) + Str(6, "")) +
-         Zeros(24, 30) + Int(31, order_source) + Str(32, order_id);
+  return With(tables::DefaultClientParam(), {{31, Int(31, order_source)}, {32, Str(32, order_id)}});
 }
 
-std::string CarSyncInfoHex() {
-  const std::string preference = Zeros(0, 8) + Str(9, "") + Bool(10, false);
-  return Struct(0, Str(0, "") + Str(1, "")) + Str(1, "") + Struct(2, preference) + Struct(3, DefaultPoi()) +
-         Struct(4, DefaultPoi()) + List(5, 0) + Struct(6, PointHex(0, 0)) + Struct(7, PointHex(0, 0)) +
-         Struct(8, List(0, 0) + Str(1, "")) + Int(9, 0) + Map(10, 0);
+// The guidance side record with its code; the ranking side record holding 269.
+std::string GuidanceHex(std::int64_t code) {
+  return With(tables::DefaultUgsCloudInfo(), {{0, Int(0, code)}});
 }
-
-// Every field of a freshly constructed CarRouteReq, by tag.
-std::map<int, std::string> DefaultCarRouteReqFields() {
-  const std::string ev_type = Str(0, "") + Str(1, "") + Str(2, "");
-  const std::string power_model = Struct(0, ev_type) + Zeros(1, 5) + Float(6, 0.0f) + Float(7, 0.0f) +
-                                  Int(8, 0) + Bytes(9, std::string());
-  std::map<int, std::string> f;
-  f[0] = Struct(0, DefaultPoi());
-  f[1] = Struct(1, DefaultPoi());
-  f[2] = Str(2, "");
-  for (int tag : {3,  4,  5,  6,  7,  9,  13, 19, 20, 21, 28, 29, 30, 39, 42, 47,
-                  55, 56, 57, 58, 59, 60, 61, 63, 64, 66, 73, 74, 77, 78, 85}) {
-    f[tag] = Int(tag, 0);
-  }
-  for (int tag : {8, 10, 11, 14, 22, 25, 26, 27, 31, 33, 35, 45, 46, 50, 52, 53, 62, 65})
-    f[tag] = Str(tag, "");
-  for (int tag : {15, 43, 48, 51, 68}) f[tag] = Bool(tag, false);
-  for (int tag : {16, 18, 24, 49, 54, 69, 70, 84}) f[tag] = List(tag, 0);
-  for (int tag : {23, 36, 37, 38, 40}) f[tag] = Int(tag, -1);
-  f[17] = Bytes(17, std::string());
-  f[32] = Struct(32, PointHex(0, 0));
-  f[34] = Struct(34, PointHex(0, 0));
-  f[41] = Float(41, -1.0f);
-  f[44] = Struct(44, Int(0, -1) + Struct(1, PointHex(0, 0)) + List(2, 0) + Str(3, ""));
-  f[67] = Struct(
-      67, Float(0, 0.0f) + Float(1, 0.0f) + Float(2, 0.0f) + Zeros(3, 5) + Float(6, 0.0f) + Zeros(7, 8));
-  f[71] = Map(71, 0);
-  f[72] = Map(72, 0);
-  f[75] = Struct(75, ClientParamHex(0, ""));
-  f[76] = Struct(76, Struct(0, power_model) + Float(1, 0.0f) + Float(2, 0.0f) + Zeros(3, 7));
-  f[79] = Struct(79, Int(0, 0) + Str(1, ""));
-  f[80] = Struct(80, Int(0, 0) + List(1, 0) + Int(2, 0) + Str(3, "") + Int(4, 0) + List(5, 0) + List(6, 0));
-  f[81] = Struct(81, Int(0, 0));
-  f[82] = Struct(82, CarSyncInfoHex());
-  f[83] = Struct(83, Zeros(0, 13));
-  f[86] = Struct(86, Zeros(0, 2));
-  f[87] = Struct(87, List(0, 0) + Int(1, 0) + List(2, 0) + Int(3, 0));
-  return f;
-}
-
-// The whole CarRouteReq: defaults, with `changed` fields replaced.
-std::string CarRouteReqHex(const std::map<int, std::string>& changed) {
-  std::map<int, std::string> fields = DefaultCarRouteReqFields();
-  for (const auto& c : changed) {
-    EXPECT_EQ(fields.count(c.first), 1u) << "no such tag " << c.first;
-    fields[c.first] = c.second;
-  }
-  std::string out;
-  for (const auto& f : fields) out += f.second;
-  return out;
-}
-
-// The guidance side record: its code, then the fourteen default fields.
-std::string GuidanceHex(std::int64_t code) { return Int(0, code) + Str(1, "") + Zeros(2, 14); }
-std::string RankHex() { return List(0, 0) + Int(1, 0) + List(2, 1) + Int(0, 269) + Int(3, 0); }
-
-TEST(CarRouteReqTable, DefaultRecordHasEveryTagButTwelve) {
-  const std::map<int, std::string> fields = DefaultCarRouteReqFields();
-  EXPECT_EQ(fields.size(), 87u);
-  EXPECT_EQ(fields.count(12), 0u);
-  EXPECT_EQ(Encoded(CarRouteReq()), CarRouteReqHex({}));
-}
-
-TEST(CarRouteReqTable, SideRecordsSpelledLiterally) {
-  // Code, empty string, thirteen zero heads (tags 2 to 14).
-  EXPECT_EQ(GuidanceHex(0), "0c16002c3c4c5c6c7c8c9cacbcccdcec");
-  // 201 does not fit in eight bits: 16-bit form.
-  EXPECT_EQ(GuidanceHex(201), "0100c916002c3c4c5c6c7c8c9cacbcccdcec");
-  // Empty list, zero, a one-element list holding 269 (0x010D), zero.
-  EXPECT_EQ(RankHex(), "090c1c29000101010d3c");
-}
+std::string RankHex() { return With(tables::DefaultToRankTransInfo(), {{2, List(2, 1) + Int(0, 269)}}); }
 
 // ---- A default DriveRouteReqParam ----
 
 TEST(GetCarRouteReq, DefaultParamSetsTheFixedFieldsOnTopOfTheDefaults) {
   CarRouteReq request;
   GetCarRouteReq(request, DriveRouteReqParam(), ReqExtraParam());
-  EXPECT_EQ(Encoded(request), CarRouteReqHex({
+  EXPECT_EQ(Encoded(request), CarRouteReqWith({
                                   {9, Int(9, 40)},
                                   {10, Str(10, "0.000000")},  // reason 0, reasonAngle 0 replaces "0.0"
                                   {15, Bool(15, true)},
@@ -172,7 +92,7 @@ TEST(GetCarRouteReq, DefaultParamSetsTheFixedFieldsOnTopOfTheDefaults) {
                                   {41, Float(41, 0.0f)},
                                   {46, Str(46, "nav")},
                                   {64, "f24000008828"},  // 0x8828 = 34856, four bytes
-                                  {72, Map(72, 1) + Str(0, "toGuidance") + HexBytes(1, GuidanceHex(0))},
+                                  {72, Map(72, 1) + Str(0, "toGuidance") + Bytes(1, Unhex(GuidanceHex(0)))},
                               }));
   EXPECT_EQ(request.cli_param.car_energy_type, 0);
   EXPECT_FALSE(request.cli_param.coords_cut_for_yaw);
@@ -292,7 +212,7 @@ TEST(GetCarRouteReq, EveryInputLandsInItsField) {
                             Int(5, 10000) + Int(6, 6) + Int(7, 7) + Int(8, 1) + Int(9, -2) + Int(10, 3) +
                             Int(11, 40000) + Int(12, 48) + Int(13, 52);
   EXPECT_EQ(Encoded(request),
-            CarRouteReqHex({
+            CarRouteReqWith({
                 {0, Struct(0, PoiHex(116500000, 39999999, "A", "a", 1))},
                 {1, Struct(1, PoiHex(-70750000, -33250000, "B", "b", 2))},
                 {3, Int(3, 0)},  // a via point: no doubled option
@@ -317,9 +237,9 @@ TEST(GetCarRouteReq, EveryInputLandsInItsField) {
                 {27, Str(27, "12$$ib$$2.5")},  // speed -1: the last fix's 2.5
                 {28, Int(28, 28)},
                 {29, "f31d000000012a05f200"},  // 5000000000 needs eight bytes
-                {32, Struct(32, PointHex(20250000, 10500000))},
+                {32, Struct(32, PointAt(20250000, 10500000))},
                 {33, Str(33, "o14")},
-                {34, Struct(34, PointHex(20250000, 10500000))},
+                {34, Struct(34, PointAt(20250000, 10500000))},
                 {35, Str(35, "180.0")},
                 {36, Int(36, 9)},
                 {37, Int(37, 37)},
@@ -347,11 +267,11 @@ TEST(GetCarRouteReq, EveryInputLandsInItsField) {
                 {65, Str(65, "o52")},  // empty option 65 falls back to 52
                 {66, Int(66, 66)},
                 {70, List(70, 2) +
-                         Struct(0, List(0, 2) + Struct(0, PointHex(120250000, 30500000)) +
-                                       Struct(0, PointHex(-179500000, -750000))) +
+                         Struct(0, List(0, 2) + Struct(0, PointAt(120250000, 30500000)) +
+                                       Struct(0, PointAt(-179500000, -750000))) +
                          Struct(0, List(0, 0))},
-                {72, Map(72, 2) + Str(0, "toGuidance") + HexBytes(1, GuidanceHex(201)) + Str(0, "toRank") +
-                         HexBytes(1, RankHex())},
+                {72, Map(72, 2) + Str(0, "toGuidance") + Bytes(1, Unhex(GuidanceHex(201))) +
+                         Str(0, "toRank") + Bytes(1, Unhex(RankHex()))},
                 {73, Int(73, 73)},
                 {74, Int(74, 74)},
                 {75, Struct(75, ClientParamHex(5, "ord"))},

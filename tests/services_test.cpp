@@ -2,9 +2,7 @@
 #include "navreq/engine/services.h"
 
 #include <gtest/gtest.h>
-#include <zlib.h>
 
-#include <cstring>
 #include <random>
 #include <string>
 #include <thread>
@@ -12,31 +10,13 @@
 
 #include "navreq/engine/service_overrides.h"
 #include "support/capture.h"
+#include "support/gunzip.h"
 
 namespace {
 
 using zv_navi_core::GZipCompress;
 
-std::vector<char> Inflate(const std::vector<char>& gz) {
-  z_stream s;
-  std::memset(&s, 0, sizeof s);
-  EXPECT_EQ(inflateInit2(&s, 15 + 16), Z_OK);  // gzip only
-  std::vector<char> out(1 << 16);
-  std::vector<char> result;
-  s.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(gz.data()));
-  s.avail_in = static_cast<uInt>(gz.size());
-  int rc;
-  do {
-    s.next_out = reinterpret_cast<Bytef*>(out.data());
-    s.avail_out = static_cast<uInt>(out.size());
-    rc = inflate(&s, Z_NO_FLUSH);
-    result.insert(result.end(), out.data(), out.data() + (out.size() - s.avail_out));
-  } while (rc == Z_OK);
-  EXPECT_EQ(rc, Z_STREAM_END);
-  EXPECT_EQ(s.avail_in, 0u) << "trailing bytes after the gzip stream";
-  inflateEnd(&s);
-  return result;
-}
+using navreq::testing::Gunzip;
 
 void ExpectRoundTrip(std::vector<char> input) {
   std::vector<char> gz{'o', 'l', 'd'};
@@ -44,7 +24,7 @@ void ExpectRoundTrip(std::vector<char> input) {
   ASSERT_GE(gz.size(), 18u);
   EXPECT_EQ(static_cast<unsigned char>(gz[0]), 0x1f);
   EXPECT_EQ(static_cast<unsigned char>(gz[1]), 0x8b);
-  EXPECT_EQ(Inflate(gz), input);
+  EXPECT_EQ(Gunzip(gz), input);
 }
 
 TEST(GZipCompress, EmptyInputInflatesBackToEmpty) { ExpectRoundTrip({}); }

@@ -39,11 +39,8 @@ inline std::string Hx(const std::string& spaced) {
 
 // Bytes from hex, for filling byte fields with known content.
 inline std::vector<char> FromHex(const std::string& hex) {
-  std::vector<char> out;
-  for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
-    out.push_back(static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16)));
-  }
-  return out;
+  const std::string raw = wire::Unhex(hex);
+  return std::vector<char>(raw.begin(), raw.end());
 }
 
 // Zero integers at every tag of [from, to].
@@ -267,21 +264,19 @@ inline std::vector<std::pair<int, std::string>> CarRouteReqFields() {
   };
 }
 
-// The default route search body with the fields of the given tags replaced by
-// the given hex (head included).
-inline std::string CarRouteReqWith(const std::vector<std::pair<int, std::string>>& replaced) {
+inline std::string DefaultCarRouteReq() {
   std::string out;
-  for (const auto& field : CarRouteReqFields()) {
-    std::string bytes = field.second;
-    for (const auto& r : replaced) {
-      if (r.first == field.first) bytes = r.second;
-    }
-    out += bytes;
-  }
+  for (const auto& field : CarRouteReqFields()) out += field.second;
   return out;
 }
 
-inline std::string DefaultCarRouteReq() { return CarRouteReqWith({}); }
+// Defined with the head reader below.
+using Replaced = std::vector<std::pair<int, std::string>>;
+inline std::string With(const std::string& record_hex, const Replaced& replaced);
+
+// The default route search body with the fields of the given tags replaced by
+// the given hex (head included).
+inline std::string CarRouteReqWith(const Replaced& replaced) { return With(DefaultCarRouteReq(), replaced); }
 
 // ---- Location report and trajectory records -------------------------------
 
@@ -378,11 +373,19 @@ class HeadReader {
 
   std::vector<FieldHead> topLevel() {
     std::vector<FieldHead> out;
+    for (const auto& f : fields()) out.push_back(f.first);
+    return out;
+  }
+
+  // Every top-level field: its head, and its bytes (head included) as hex.
+  std::vector<std::pair<FieldHead, std::string>> fields() {
+    std::vector<std::pair<FieldHead, std::string>> out;
     while (p_ < b_.size()) {
+      const std::size_t start = p_;
       const FieldHead h = head();
       if (h.type == wire::kEnd) throw std::runtime_error("end of record at top level");
       skip(h.type);
-      out.push_back(h);
+      out.emplace_back(h, wire::Hex(b_.substr(start, p_ - start)));
     }
     return out;
   }
@@ -473,6 +476,27 @@ class HeadReader {
 
 inline std::vector<FieldHead> TopLevelHeads(const std::vector<char>& bytes) {
   return HeadReader(std::string(bytes.begin(), bytes.end())).topLevel();
+}
+
+// A record's expected fields (no frame), e.g. DefaultSimplePOI(), with the
+// fields of the given tags replaced by the given hex (head included): one
+// table per record, and a test states only what it changes. A tag the record
+// does not have is an error in the test.
+inline std::string With(const std::string& record_hex, const Replaced& replaced) {
+  std::string out;
+  std::size_t used = 0;
+  for (const auto& field : HeadReader(wire::Unhex(record_hex)).fields()) {
+    std::string bytes = field.second;
+    for (const auto& r : replaced) {
+      if (r.first == field.first.tag) {
+        bytes = r.second;
+        ++used;
+      }
+    }
+    out += bytes;
+  }
+  if (used != replaced.size()) throw std::invalid_argument("replaced tag not in the record");
+  return out;
 }
 
 }  // namespace tables

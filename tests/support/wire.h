@@ -29,6 +29,18 @@ inline std::string Hex(const std::vector<char>& v) { return Hex(v.data(), v.size
 inline std::string Hex(const std::vector<unsigned char>& v) { return Hex(v.data(), v.size()); }
 inline std::string Hex(const std::string& s) { return Hex(s.data(), s.size()); }
 
+// Raw bytes of lowercase or uppercase hex digits ("0c10ff"); test data is
+// spelled this way. An odd last digit is ignored.
+inline std::string Unhex(const std::string& hex) {
+  auto nibble = [](char c) { return c <= '9' ? c - '0' : c >= 'a' ? c - 'a' + 10 : c - 'A' + 10; };
+  std::string out;
+  out.reserve(hex.size() / 2);
+  for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
+    out.push_back(static_cast<char>(nibble(hex[i]) * 16 + nibble(hex[i + 1])));
+  }
+  return out;
+}
+
 // Big-endian hex of the low `bytes` bytes of v.
 inline std::string Be(std::uint64_t v, int bytes) {
   std::string out;

@@ -12,6 +12,7 @@
 #include "navreq/engine/service_overrides.h"
 #include "navreq/records/routesearch.h"
 #include "navreq/serialize.h"
+#include "support/package.h"
 #include "support/wire.h"
 #include "tool_run.h"
 
@@ -46,9 +47,7 @@ const std::string kSliceBody =
 
 // Every Package field, in tag order, as a Package writes it.
 std::string PackageHex(const std::string& cmd_name, const std::string& body, int body_encoding = 0) {
-  return Int(0, 0) + Int(1, 84) + Str(2, cmd_name) + Int(3, 0) + Int(4, body_encoding) + Str(5, "") +
-         Str(6, "0") + Bytes(7, FromHex(kHeader)) + Bytes(8, body) + List(9, 1) +
-         Struct(0, Str(0, "apikey") + Bytes(1, "key1"));
+  return navreq::testing::PackageHex({84, cmd_name, body_encoding, kHeader, Hex(body), "key1"});
 }
 
 TEST(Dump, PackageWithItsHeaderAndBody) {

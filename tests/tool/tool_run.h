@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "support/wire.h"
+
 namespace navreq {
 namespace testing {
 
@@ -84,25 +86,8 @@ inline ToolResult RunTool(const std::vector<std::string>& args, const std::strin
 namespace navreq {
 namespace testing {
 
-inline std::string HexOf(const std::string& bytes) {
-  static const char digits[] = "0123456789abcdef";
-  std::string out;
-  for (unsigned char b : bytes) {
-    out.push_back(digits[b >> 4]);
-    out.push_back(digits[b & 15]);
-  }
-  return out;
-}
-
-// Bytes from hex digits ("0c10ff"); test data is spelled this way.
-inline std::string FromHex(const std::string& hex) {
-  auto nibble = [](char c) { return c <= '9' ? c - '0' : c - 'a' + 10; };
-  std::string out;
-  for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
-    out.push_back(static_cast<char>(nibble(hex[i]) * 16 + nibble(hex[i + 1])));
-  }
-  return out;
-}
+inline std::string HexOf(const std::string& bytes) { return wire::Hex(bytes); }
+inline std::string FromHex(const std::string& hex) { return wire::Unhex(hex); }
 
 }  // namespace testing
 }  // namespace navreq
