@@ -18,4 +18,5 @@ write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/navreqConfigVersion
   COMPATIBILITY SameMinorVersion)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/navreqConfig.cmake
               ${CMAKE_CURRENT_BINARY_DIR}/navreqConfigVersion.cmake
+              ${CMAKE_CURRENT_LIST_DIR}/Findlibdeflate.cmake
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/navreq)

@@ -17,9 +17,7 @@
 // k. No run may keep a block it allocated, except the output vector's.
 //
 // This file replaces the global operator new, so it is built into a program
-// of its own (tests/reliability/CMakeLists.txt defines
-// NAVREQ_ALLOC_FAILURE_BINARY); in the suite's shared binary it is empty.
-#if defined(NAVREQ_ALLOC_FAILURE_BINARY)
+// of its own (tests/reliability/CMakeLists.txt), never into the suite's binary.
 
 #include <gtest/gtest.h>
 
@@ -545,5 +543,3 @@ TEST(AllocationFailureHarness, TheChosenAllocationThrowsAndIsCounted) {
 }
 
 }  // namespace
-
-#endif  // NAVREQ_ALLOC_FAILURE_BINARY
