@@ -1,6 +1,7 @@
 # Two commands do everything on a fresh Debian machine:
 #   make demo   build and run the main example
-#   make test   build and run every test (plain, then under ASan + UBSan)
+#   make test   build and run every test: plain (zlib, then libdeflate), under
+#               ASan + UBSan, under TSan, and cross-built for aarch64 and s390x
 .PHONY: all deps demo test test-dev test-libdeflate test-asan test-tsan bench bench-callgrind fuzz cross-test format clean
 
 all: test

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "navreq/engine/service_overrides.h"
 #include "navreq/records/routesearch.h"
 #include "navreq/requests.h"
 #include "navreq/serialize.h"
@@ -326,6 +327,25 @@ TEST(GetCarRouteReq, DefaultParamLogLines) {
 }
 
 // ---- Options with a rule of their own ----
+
+TEST(GetCarRouteReq, PlanModeNineAsksForAsyncGuidanceOnlyBeyondFiftyKilometres) {
+  DriveRouteReqParam p;
+  p.planMode = 9;
+  p.start = SearchPoint(1.5, 2.5, "", "", 0);
+  p.destination = SearchPoint(3.5, 4.5, "", "", 0);
+  for (const double metres : {50000.0, 50000.001}) {
+    SCOPED_TRACE(metres);
+    std::vector<double> asked;
+    navreq::services::ScopedDistance distance([&](double lat1, double lon1, double lat2, double lon2) {
+      asked = {lat1, lon1, lat2, lon2};
+      return metres;
+    });
+    CarRouteReq r;
+    GetCarRouteReq(r, p, ReqExtraParam());
+    EXPECT_EQ(asked, (std::vector<double>{1.5, 2.5, 3.5, 4.5}));  // start, then destination
+    EXPECT_EQ(Hex(r.side_records["toGuidance"]), GuidanceHex(metres > 50000.0 ? 201 : 0));
+  }
+}
 
 TEST(GetCarRouteReq, OptionThreeIsDoubledOnlyWithoutViaPoints) {
   DriveRouteReqParam p;

@@ -115,6 +115,29 @@ TEST(Distance, GreatCircleMetres) {
   EXPECT_LT(d, 120000);
 }
 
+TEST(Distance, ScopedDistanceReplacesNestsAndStaysOnItsThread) {
+  using zv_navi_core::math::CalcDistanceFromLatLon;
+  const double one_degree = 6371008.8 * 3.14159265358979323846 / 180;
+  std::vector<double> seen;
+  {
+    navreq::services::ScopedDistance outer([&seen](double lat1, double lon1, double lat2, double lon2) {
+      seen = {lat1, lon1, lat2, lon2};
+      return 7.0;
+    });
+    EXPECT_EQ(CalcDistanceFromLatLon(1, 2, 3, 4), 7.0);
+    EXPECT_EQ(seen, (std::vector<double>{1, 2, 3, 4}));
+    {
+      navreq::services::ScopedDistance inner([](double, double, double, double) { return 8.0; });
+      EXPECT_EQ(CalcDistanceFromLatLon(0, 0, 0, 1), 8.0);
+    }
+    EXPECT_EQ(CalcDistanceFromLatLon(0, 0, 0, 1), 7.0);
+    double other_thread = 0;
+    std::thread([&other_thread] { other_thread = CalcDistanceFromLatLon(0, 0, 0, 1); }).join();
+    EXPECT_NEAR(other_thread, one_degree, 1e-6);
+  }
+  EXPECT_NEAR(CalcDistanceFromLatLon(0, 0, 0, 1), one_degree, 1e-6);
+}
+
 }  // namespace
 
 namespace {

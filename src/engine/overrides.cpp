@@ -21,6 +21,11 @@ LogSink& logSink() {
   return current;
 }
 
+DistanceFunction& distanceOverride() {
+  thread_local DistanceFunction current;
+  return current;
+}
+
 }  // namespace detail
 
 ScopedGzip::ScopedGzip(GzipFunction gzip) : previous_(std::move(detail::gzipOverride())) {
@@ -39,6 +44,11 @@ ScopedLogSink::ScopedLogSink(LogSink sink) : previous_(std::move(detail::logSink
   detail::logSink() = std::move(sink);
 }
 ScopedLogSink::~ScopedLogSink() { detail::logSink() = std::move(previous_); }
+
+ScopedDistance::ScopedDistance(DistanceFunction distance) : previous_(std::move(detail::distanceOverride())) {
+  detail::distanceOverride() = std::move(distance);
+}
+ScopedDistance::~ScopedDistance() { detail::distanceOverride() = std::move(previous_); }
 
 }  // namespace services
 }  // namespace navreq

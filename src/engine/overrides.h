@@ -10,6 +10,7 @@ namespace detail {
 GzipFunction& gzipOverride();
 ClockFunction& clockOverride();
 LogSink& logSink();
+DistanceFunction& distanceOverride();
 
 }  // namespace detail
 }  // namespace services

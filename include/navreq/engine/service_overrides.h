@@ -18,6 +18,8 @@ using GzipFunction = std::function<bool(std::vector<char>& in, std::vector<char>
 using ClockFunction = std::function<std::int64_t()>;
 // Receives every Log::record call with its message already formatted.
 using LogSink = std::function<void(int level, int event, const std::string& message)>;
+// Metres between two positions in degrees (lat1, lon1, lat2, lon2).
+using DistanceFunction = std::function<double(double, double, double, double)>;
 
 class ScopedGzip {
  public:
@@ -52,6 +54,19 @@ class ScopedLogSink {
 
  private:
   LogSink previous_;
+};
+
+// Replaces math::CalcDistanceFromLatLon, e.g. to put a destination exactly
+// on a distance threshold whatever the geometry.
+class ScopedDistance {
+ public:
+  explicit ScopedDistance(DistanceFunction distance);
+  ~ScopedDistance();
+  ScopedDistance(const ScopedDistance&) = delete;
+  ScopedDistance& operator=(const ScopedDistance&) = delete;
+
+ private:
+  DistanceFunction previous_;
 };
 
 // The default compressor (deflate level 6 with gzip framing, by zlib or, with

@@ -3,7 +3,7 @@
 //   #define NAVKSE_FIELDS_Point(X) <backslash>
 //     X(0, int32_t, longitude, 0)  <backslash>
 //     X(1, int32_t, latitude, 0)   <backslash>
-//     X(2, int32_t, altitude, 0)
+//     X(2, int32_t, field2, 0)
 //   NAVKSE_RECORD(Point, NAVKSE_FIELDS_Point);
 //
 // Each X(tag, type, name, default) line is the single source of the field: the
