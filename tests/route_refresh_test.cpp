@@ -17,6 +17,7 @@
 #include "support/encoded.h"
 #include "support/package.h"
 #include "support/record_tables.h"
+#include "support/search_fields.h"
 #include "support/wire.h"
 
 namespace {
@@ -350,36 +351,16 @@ TEST(RouteRefresh, SearchIsIncludedOnlyWithFlagAndNoPendingRequest) {
   // (start 116500000 / 39750000 = 0x06f1a620 / 0x025e8970), traffic on, the
   // device id, and what every search sets; a destination over 50 km away
   // with plan mode 0 keeps the guidance code 0.
-  const auto point = [](std::int64_t lon, std::int64_t lat) {
-    return tables::With(tables::DefaultPoint(), {{0, Int(0, lon)}, {1, Int(1, lat)}});
-  };
-  const auto poi = [&point](std::int64_t lon, std::int64_t lat) {
-    return tables::With(tables::DefaultSimplePOI(),
-                        {{0, Struct(0, point(lon, lat))}, {10, Struct(10, point(lon, lat))}});
-  };
-  const std::string guidance = tables::DefaultUgsCloudInfo();
   // clang-format off
-  EXPECT_EQ(point(116500000, 39750000), "02" "06f1a620" "12" "025e8970" "2c");
+  EXPECT_EQ(tables::PointAt(116500000, 39750000), "02" "06f1a620" "12" "025e8970" "2c");
   // clang-format on
-  const std::string filled_hex = tables::CarRouteReqWith({
-      {0, Struct(0, poi(116500000, 39750000))},
-      {1, Struct(1, poi(121500000, 31250000))},
+  const std::string filled_hex = tables::CarRouteReqWith(tables::SearchFieldsWith({
+      {0, Struct(0, tables::PoiAt(116500000, 39750000))},
+      {1, Struct(1, tables::PoiAt(121500000, 31250000))},
       {5, Int(5, 1)},  // traffic preference
-      {9, Int(9, 40)},
-      {10, Str(10, "0.000000")},
-      {15, Bool(15, true)},
-      {21, Int(21, 1)},
-      {23, Int(23, 2)},
       {26, Str(26, "&cond=0&noround=0&nohighway=0&notoll=0&traffic=1")},
-      {27, Str(27, "4$$$$0.0")},
-      {39, Int(39, 1)},
-      {40, Int(40, 0)},
-      {41, Float(41, 0.0f)},
       {45, Str(45, "IMEI1")},
-      {46, Str(46, "nav")},
-      {64, Int(64, 0x8828)},
-      {72, Map(72, 1) + Str(0, "toGuidance") + Bytes(1, Unhex(guidance))},
-  });
+  }));
   const RouteRefreshReqParam on = WithSearch();
   ASSERT_EQ(drs::GetRouteRefreshReqData(on, Extra(), out), 0);
   EXPECT_EQ(Hex(out), PackageHex(head + RefreshHex(filled_hex) + tail));

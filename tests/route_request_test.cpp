@@ -18,6 +18,7 @@
 #include "support/fixes.h"
 #include "support/gunzip.h"
 #include "support/record_tables.h"
+#include "support/search_fields.h"
 #include "support/wire.h"
 
 namespace {
@@ -48,10 +49,7 @@ constexpr std::int64_t kMin = -2147483647 - 1;
 
 using navreq::testing::Encoded;
 
-// The guidance side record with its code.
-std::string GuidanceHex(std::int64_t code) {
-  return tables::With(tables::DefaultUgsCloudInfo(), {{0, Int(0, code)}});
-}
+using tables::GuidanceWithCode;
 
 using navreq::testing::Fix;
 
@@ -155,24 +153,24 @@ constexpr double kJustUnder50Km = 0.4496;
 constexpr double kJustOver50Km = 0.4497;
 
 TEST(AsyncGuidanceCode, ReasonZero) {
-  EXPECT_EQ(GuidanceFor(0, 0), GuidanceHex(0));
-  EXPECT_EQ(GuidanceFor(0, 1), GuidanceHex(201));
-  EXPECT_EQ(GuidanceFor(0, 2), GuidanceHex(200));
-  EXPECT_EQ(GuidanceFor(0, 3), GuidanceHex(0));
-  EXPECT_EQ(GuidanceFor(0, 9, kJustUnder50Km), GuidanceHex(0));
-  EXPECT_EQ(GuidanceFor(0, 9, kJustOver50Km), GuidanceHex(201));
-  EXPECT_EQ(GuidanceFor(0, 9, 0.0), GuidanceHex(0));
+  EXPECT_EQ(GuidanceFor(0, 0), GuidanceWithCode(0));
+  EXPECT_EQ(GuidanceFor(0, 1), GuidanceWithCode(201));
+  EXPECT_EQ(GuidanceFor(0, 2), GuidanceWithCode(200));
+  EXPECT_EQ(GuidanceFor(0, 3), GuidanceWithCode(0));
+  EXPECT_EQ(GuidanceFor(0, 9, kJustUnder50Km), GuidanceWithCode(0));
+  EXPECT_EQ(GuidanceFor(0, 9, kJustOver50Km), GuidanceWithCode(201));
+  EXPECT_EQ(GuidanceFor(0, 9, 0.0), GuidanceWithCode(0));
 }
 
 TEST(AsyncGuidanceCode, OtherReasons) {
   for (std::int32_t reason : {-3, -1, 2, 9}) {
     SCOPED_TRACE(reason);
-    EXPECT_EQ(GuidanceFor(reason, 0), GuidanceHex(0));
-    EXPECT_EQ(GuidanceFor(reason, 1), GuidanceHex(201));
-    EXPECT_EQ(GuidanceFor(reason, 2), GuidanceHex(201));  // 200 only for reason 0
-    EXPECT_EQ(GuidanceFor(reason, 5), GuidanceHex(0));
-    EXPECT_EQ(GuidanceFor(reason, 9, kJustUnder50Km), GuidanceHex(0));
-    EXPECT_EQ(GuidanceFor(reason, 9, kJustOver50Km), GuidanceHex(201));
+    EXPECT_EQ(GuidanceFor(reason, 0), GuidanceWithCode(0));
+    EXPECT_EQ(GuidanceFor(reason, 1), GuidanceWithCode(201));
+    EXPECT_EQ(GuidanceFor(reason, 2), GuidanceWithCode(201));  // 200 only for reason 0
+    EXPECT_EQ(GuidanceFor(reason, 5), GuidanceWithCode(0));
+    EXPECT_EQ(GuidanceFor(reason, 9, kJustUnder50Km), GuidanceWithCode(0));
+    EXPECT_EQ(GuidanceFor(reason, 9, kJustOver50Km), GuidanceWithCode(201));
   }
 }
 
@@ -375,7 +373,7 @@ TEST(GetCarRouteReq, NonFiniteAndHugeInputsSaturate) {
   EXPECT_EQ(r.recent_fixes[0].scalarA_x1000, kMax);
   EXPECT_EQ(r.recent_fixes[0].heading, kMin);
   EXPECT_EQ(r.recent_fixes[0].scalarC, kMax);
-  EXPECT_EQ(Hex(r.side_records["toGuidance"]), GuidanceHex(0));
+  EXPECT_EQ(Hex(r.side_records["toGuidance"]), GuidanceWithCode(0));
 }
 
 // ---- Explain controls ----

@@ -16,6 +16,7 @@
 #include "support/encoded.h"
 #include "support/fixes.h"
 #include "support/record_tables.h"
+#include "support/search_fields.h"
 #include "support/wire.h"
 
 namespace {
@@ -33,22 +34,12 @@ using zv_navi_core::drive_route_req_serializer::GetCarRouteReq;
 
 using navreq::testing::Encoded;
 using tables::CarRouteReqWith;
+using tables::GuidanceWithCode;
+using tables::PoiAt;
+using tables::PointAt;
 using tables::With;
 
 // ---- Expected bytes: the record tables with the fields a test changes ----
-
-std::string PointAt(std::int64_t lon, std::int64_t lat) {
-  return With(tables::DefaultPoint(), {{0, Int(0, lon)}, {1, Int(1, lat)}});
-}
-
-std::string PoiHex(std::int64_t lon, std::int64_t lat, const std::string& primary,
-                   const std::string& secondary, std::int64_t type) {
-  return With(tables::DefaultSimplePOI(), {{0, Struct(0, PointAt(lon, lat))},
-                                           {1, Str(1, primary)},
-                                           {3, Str(3, secondary)},
-                                           {4, Int(4, type)},
-                                           {10, Struct(10, PointAt(lon, lat))}});
-}
 
 std::string GpsHex(std::int64_t lon, std::int64_t lat, std::int64_t c, std::int64_t heading, std::int64_t a,
                    std::int64_t kmh, std::int64_t time, std::int64_t int_a, std::int64_t int_b,
@@ -69,10 +60,7 @@ std::string ClientParamHex(std::int64_t order_source, const std::string& order_i
   return With(tables::DefaultClientParam(), {{31, Int(31, order_source)}, {32, Str(32, order_id)}});
 }
 
-// The guidance side record with its code; the ranking side record holding 269.
-std::string GuidanceHex(std::int64_t code) {
-  return With(tables::DefaultUgsCloudInfo(), {{0, Int(0, code)}});
-}
+// The ranking side record holding 269.
 std::string RankHex() { return With(tables::DefaultToRankTransInfo(), {{2, List(2, 1) + Int(0, 269)}}); }
 
 // ---- A default DriveRouteReqParam ----
@@ -80,21 +68,7 @@ std::string RankHex() { return With(tables::DefaultToRankTransInfo(), {{2, List(
 TEST(GetCarRouteReq, DefaultParamSetsTheFixedFieldsOnTopOfTheDefaults) {
   CarRouteReq request;
   GetCarRouteReq(request, DriveRouteReqParam(), ReqExtraParam());
-  EXPECT_EQ(Encoded(request), CarRouteReqWith({
-                                  {9, Int(9, 40)},
-                                  {10, Str(10, "0.000000")},  // reason 0, reasonAngle 0 replaces "0.0"
-                                  {15, Bool(15, true)},
-                                  {21, Int(21, 1)},
-                                  {23, Int(23, 2)},
-                                  {26, Str(26, "&cond=0&noround=0&nohighway=0&notoll=0&traffic=0")},
-                                  {27, Str(27, "4$$$$0.0")},
-                                  {39, Int(39, 1)},
-                                  {40, Int(40, 0)},
-                                  {41, Float(41, 0.0f)},
-                                  {46, Str(46, "nav")},
-                                  {64, "f24000008828"},  // 0x8828 = 34856, four bytes
-                                  {72, Map(72, 1) + Str(0, "toGuidance") + Bytes(1, Unhex(GuidanceHex(0)))},
-                              }));
+  EXPECT_EQ(Encoded(request), CarRouteReqWith(tables::DefaultSearchFields()));
   EXPECT_EQ(request.cli_param.car_energy_type, 0);
   EXPECT_FALSE(request.cli_param.coords_cut_for_yaw);
   EXPECT_FALSE(request.cli_param.truck_flag);
@@ -214,8 +188,8 @@ TEST(GetCarRouteReq, EveryInputLandsInItsField) {
                             Int(11, 40000) + Int(12, 48) + Int(13, 52);
   EXPECT_EQ(Encoded(request),
             CarRouteReqWith({
-                {0, Struct(0, PoiHex(116500000, 39999999, "A", "a", 1))},
-                {1, Struct(1, PoiHex(-70750000, -33250000, "B", "b", 2))},
+                {0, Struct(0, PoiAt(116500000, 39999999, "A", "a", 1))},
+                {1, Struct(1, PoiAt(-70750000, -33250000, "B", "b", 2))},
                 {3, Int(3, 0)},  // a via point: no doubled option
                 {5, Int(5, 1)},
                 {6, Int(6, 1)},
@@ -225,7 +199,7 @@ TEST(GetCarRouteReq, EveryInputLandsInItsField) {
                 {11, Str(11, "o11")},
                 {14, Str(14, "o14")},
                 {15, Bool(15, true)},
-                {16, List(16, 1) + Struct(0, PoiHex(2500000, 1500000, "V", "v", 3))},
+                {16, List(16, 1) + Struct(0, PoiAt(2500000, 1500000, "V", "v", 3))},
                 {17, "fd1100000100"},  // one zero flag byte
                 {19, Int(19, 19)},
                 {21, Int(21, 1)},
@@ -271,7 +245,7 @@ TEST(GetCarRouteReq, EveryInputLandsInItsField) {
                          Struct(0, List(0, 2) + Struct(0, PointAt(120250000, 30500000)) +
                                        Struct(0, PointAt(-179500000, -750000))) +
                          Struct(0, List(0, 0))},
-                {72, Map(72, 2) + Str(0, "toGuidance") + Bytes(1, Unhex(GuidanceHex(201))) +
+                {72, Map(72, 2) + Str(0, "toGuidance") + Bytes(1, Unhex(GuidanceWithCode(201))) +
                          Str(0, "toRank") + Bytes(1, Unhex(RankHex()))},
                 {73, Int(73, 73)},
                 {74, Int(74, 74)},
@@ -343,7 +317,7 @@ TEST(GetCarRouteReq, PlanModeNineAsksForAsyncGuidanceOnlyBeyondFiftyKilometres) 
     CarRouteReq r;
     GetCarRouteReq(r, p, ReqExtraParam());
     EXPECT_EQ(asked, (std::vector<double>{1.5, 2.5, 3.5, 4.5}));  // start, then destination
-    EXPECT_EQ(Hex(r.side_records["toGuidance"]), GuidanceHex(metres > 50000.0 ? 201 : 0));
+    EXPECT_EQ(Hex(r.side_records["toGuidance"]), GuidanceWithCode(metres > 50000.0 ? 201 : 0));
   }
 }
 

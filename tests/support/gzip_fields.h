@@ -35,25 +35,14 @@ inline int Head(const std::string& raw, std::size_t& p) {
 
 // An integer field: head and value in the form its type code names.
 inline std::int64_t Integer(const std::string& raw, std::size_t& p) {
-  int width = 0;
-  switch (Head(raw, p)) {
-    case wire::kZero:
-      return 0;
-    case wire::kI8:
-      width = 1;
-      break;
-    case wire::kI16:
-      width = 2;
-      break;
-    case wire::kI32:
-      width = 4;
-      break;
-    case wire::kI64:
-      width = 8;
-      break;
-    default:
-      throw std::runtime_error("integer expected");
-  }
+  const int type = Head(raw, p);
+  if (type == wire::kZero) return 0;
+  const int width = type == wire::kI8    ? 1
+                    : type == wire::kI16 ? 2
+                    : type == wire::kI32 ? 4
+                    : type == wire::kI64 ? 8
+                                         : 0;
+  if (width == 0) throw std::runtime_error("integer expected");
   std::uint64_t v = Byte(raw, p);
   const bool negative = (v & 0x80) != 0;
   for (int i = 1; i < width; ++i) v = (v << 8) | Byte(raw, p);
