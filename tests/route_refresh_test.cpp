@@ -70,39 +70,20 @@ std::string PackageHex(const std::string& body_hex) {
 
 std::string OnRouteHex(std::int64_t id, int num_a, double x, double y, const std::string& p,
                        const std::string& s, int num_e, int num_f) {
-  return tables::With(tables::DefaultOnRouteReq(), {{0, Int(0, id)},
-                                                    {1, Int(1, num_a)},
-                                                    {4, Str(4, "T")},
-                                                    {5, Str(5, "IMEI1")},
-                                                    {7, Int(7, 1)},
-                                                    {8, Str(8, "F")},
-                                                    {9, Str(9, "2.0")},
-                                                    {10, Double(10, x)},
-                                                    {11, Double(11, y)},
-                                                    {12, Int(12, 1)},
-                                                    {13, Str(13, p)},
-                                                    {14, Str(14, s)},
-                                                    {16, Int(16, num_e)},
-                                                    {17, Int(17, num_f)}});
+  return tables::With(
+      tables::DefaultOnRouteReq(),
+      {Int(0, id), Int(1, num_a), Str(4, "T"), Str(5, "IMEI1"), Int(7, 1), Str(8, "F"), Str(9, "2.0"),
+       Double(10, x), Double(11, y), Int(12, 1), Str(13, p), Str(14, s), Int(16, num_e), Int(17, num_f)});
 }
 
 std::string TrafficTimeHex(std::int64_t id, int num_b, int num_a, double x, double y, int value, int num_d,
                            int num_c, const std::string& p, const std::string& s) {
-  return tables::With(tables::DefaultTrafficTimeReq(), {{0, Int(0, id)},
-                                                        {1, Int(1, num_b)},
-                                                        {2, Int(2, num_a)},
-                                                        {3, Double(3, x)},
-                                                        {4, Double(4, y)},
-                                                        {5, Int(5, value)},
-                                                        {6, Int(6, num_d)},
-                                                        {7, Int(7, num_c)},
-                                                        {8, Str(8, p)},
-                                                        {9, Str(9, s)}});
+  return tables::With(tables::DefaultTrafficTimeReq(),
+                      {Int(0, id), Int(1, num_b), Int(2, num_a), Double(3, x), Double(4, y), Int(5, value),
+                       Int(6, num_d), Int(7, num_c), Str(8, p), Str(9, s)});
 }
 
-std::string DynamicHex(int value) {
-  return tables::With(tables::DefaultDynamicReq(), {{25, Int(25, value)}});
-}
+std::string DynamicHex(int value) { return tables::With(tables::DefaultDynamicReq(), {Int(25, value)}); }
 
 std::string DefaultBucketHex() { return tables::DefaultGpsBucket(); }
 
@@ -355,11 +336,11 @@ TEST(RouteRefresh, SearchIsIncludedOnlyWithFlagAndNoPendingRequest) {
   EXPECT_EQ(tables::PointAt(116500000, 39750000), "02" "06f1a620" "12" "025e8970" "2c");
   // clang-format on
   const std::string filled_hex = tables::CarRouteReqWith(tables::SearchFieldsWith({
-      {0, Struct(0, tables::PoiAt(116500000, 39750000))},
-      {1, Struct(1, tables::PoiAt(121500000, 31250000))},
-      {5, Int(5, 1)},  // traffic preference
-      {26, Str(26, "&cond=0&noround=0&nohighway=0&notoll=0&traffic=1")},
-      {45, Str(45, "IMEI1")},
+      Struct(0, tables::PoiAt(116500000, 39750000)),
+      Struct(1, tables::PoiAt(121500000, 31250000)),
+      Int(5, 1),  // traffic preference
+      Str(26, "&cond=0&noround=0&nohighway=0&notoll=0&traffic=1"),
+      Str(45, "IMEI1"),
   }));
   const RouteRefreshReqParam on = WithSearch();
   ASSERT_EQ(drs::GetRouteRefreshReqData(on, Extra(), out), 0);

@@ -414,10 +414,9 @@ TEST(ExplainControl, CopiesEveryValueInKeyOrderAndKeepsExistingKeys) {
   target.controls["b"].code9 = 3;
   GetKSEExplainControl(target,
                        {{"c", Control(1, "third")}, {"a", Control(2, "first")}, {"b", Control(3, "")}});
-  EXPECT_EQ(Encoded(target),
-            Map(0, 3) + Str(0, "a") + Struct(1, ControlHex(2, "first")) + Str(0, "b") +
-                Struct(1, tables::With(tables::DefaultFollowExplainControl(), {{9, Int(9, 3)}})) +
-                Str(0, "c") + Struct(1, ControlHex(1, "third")));
+  EXPECT_EQ(Encoded(target), Map(0, 3) + Str(0, "a") + Struct(1, ControlHex(2, "first")) + Str(0, "b") +
+                                 Struct(1, tables::With(tables::DefaultFollowExplainControl(), {Int(9, 3)})) +
+                                 Str(0, "c") + Struct(1, ControlHex(1, "third")));
 }
 
 // ---- GetRouteReqData ----

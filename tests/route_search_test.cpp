@@ -44,24 +44,16 @@ using tables::With;
 std::string GpsHex(std::int64_t lon, std::int64_t lat, std::int64_t c, std::int64_t heading, std::int64_t a,
                    std::int64_t kmh, std::int64_t time, std::int64_t int_a, std::int64_t int_b,
                    std::int64_t src) {
-  return With(tables::DefaultGps(), {{0, Int(0, lon)},
-                                     {1, Int(1, lat)},
-                                     {2, Int(2, c)},
-                                     {3, Int(3, heading)},
-                                     {4, Int(4, a)},
-                                     {5, Int(5, kmh)},
-                                     {6, Int(6, time)},
-                                     {7, Int(7, int_a)},
-                                     {11, Int(11, int_b)},
-                                     {12, Int(12, src)}});
+  return With(tables::DefaultGps(), {Int(0, lon), Int(1, lat), Int(2, c), Int(3, heading), Int(4, a),
+                                     Int(5, kmh), Int(6, time), Int(7, int_a), Int(11, int_b), Int(12, src)});
 }
 
 std::string ClientParamHex(std::int64_t order_source, const std::string& order_id) {
-  return With(tables::DefaultClientParam(), {{31, Int(31, order_source)}, {32, Str(32, order_id)}});
+  return With(tables::DefaultClientParam(), {Int(31, order_source), Str(32, order_id)});
 }
 
 // The ranking side record holding 269.
-std::string RankHex() { return With(tables::DefaultToRankTransInfo(), {{2, List(2, 1) + Int(0, 269)}}); }
+std::string RankHex() { return With(tables::DefaultToRankTransInfo(), {List(2, 1) + Int(0, 269)}); }
 
 // ---- A default DriveRouteReqParam ----
 
@@ -188,72 +180,72 @@ TEST(GetCarRouteReq, EveryInputLandsInItsField) {
                             Int(11, 40000) + Int(12, 48) + Int(13, 52);
   EXPECT_EQ(Encoded(request),
             CarRouteReqWith({
-                {0, Struct(0, PoiAt(116500000, 39999999, "A", "a", 1))},
-                {1, Struct(1, PoiAt(-70750000, -33250000, "B", "b", 2))},
-                {3, Int(3, 0)},  // a via point: no doubled option
-                {5, Int(5, 1)},
-                {6, Int(6, 1)},
-                {8, Str(8, "routerefresh")},
-                {9, Int(9, 40)},
-                {10, Str(10, "45.0")},  // heading -1: the last fix's 45
-                {11, Str(11, "o11")},
-                {14, Str(14, "o14")},
-                {15, Bool(15, true)},
-                {16, List(16, 1) + Struct(0, PoiAt(2500000, 1500000, "V", "v", 3))},
-                {17, "fd1100000100"},  // one zero flag byte
-                {19, Int(19, 19)},
-                {21, Int(21, 1)},
-                {22, Str(22, "o22")},
-                {23, Int(23, 2)},
-                {24, List(24, 2) + Struct(0, GpsHex(2000000, 1000000, 3, 90, 1, 36, 1700000000, 11, 12, 1)) +
-                         Struct(0, GpsHex(-1250000, -500000, 7, 45, 2300, 9, 0, -1, 0, 2))},
-                {25, Str(25, "ia")},
-                {26, Str(26, "&cond=0&noround=0&nohighway=1&notoll=0&traffic=1")},
-                {27, Str(27, "12$$ib$$2.5")},  // speed -1: the last fix's 2.5
-                {28, Int(28, 28)},
-                {29, "f31d000000012a05f200"},  // 5000000000 needs eight bytes
-                {32, Struct(32, PointAt(20250000, 10500000))},
-                {33, Str(33, "o14")},
-                {34, Struct(34, PointAt(20250000, 10500000))},
-                {35, Str(35, "180.0")},
-                {36, Int(36, 9)},
-                {37, Int(37, 37)},
-                {38, Int(38, -38)},
-                {39, Int(39, 1)},
-                {40, Int(40, 0)},
-                {41, "f42940fccccd"},  // scalarC -1: the last fix's 7.9f
-                {42, Int(42, 42)},
-                {43, Bool(43, true)},
-                {45, Str(45, "IM")},
-                {46, Str(46, "nav")},
-                {47, Int(47, 47)},
-                {48, Bool(48, true)},
-                {49, List(49, 2) + Str(0, "x") + Str(0, "yz")},
-                {50, Str(50, "o14")},
-                {52, Str(52, "o52")},
-                {56, Int(56, 56)},
-                {57, Int(57, 57)},
-                {58, "f33a00000000ffffffff"},  // uint32 widened without sign
-                {59, Int(59, 301)},            // a truck
-                {60, Int(60, 60)},
-                {61, Int(61, 61)},
-                {62, Str(62, "ii")},
-                {64, Int(64, 0x8828)},
-                {65, Str(65, "o52")},  // empty option 65 falls back to 52
-                {66, Int(66, 66)},
-                {70, List(70, 2) +
-                         Struct(0, List(0, 2) + Struct(0, PointAt(120250000, 30500000)) +
-                                       Struct(0, PointAt(-179500000, -750000))) +
-                         Struct(0, List(0, 0))},
-                {72, Map(72, 2) + Str(0, "toGuidance") + Bytes(1, Unhex(GuidanceWithCode(201))) +
-                         Str(0, "toRank") + Bytes(1, Unhex(RankHex()))},
-                {73, Int(73, 73)},
-                {74, Int(74, 74)},
-                {75, Struct(75, ClientParamHex(5, "ord"))},
-                {77, Int(77, 1)},
-                {83, Struct(83, truck)},
-                {84, List(84, 1) + Struct(0, GpsHex(125000, 250000, -2, 359, -1, 0, 5000000000, 0, 0, 3))},
-                {86, Struct(86, Int(0, 1) + Int(1, 2) + Int(2, 150))},
+                Struct(0, PoiAt(116500000, 39999999, "A", "a", 1)),
+                Struct(1, PoiAt(-70750000, -33250000, "B", "b", 2)),
+                Int(3, 0),  // a via point: no doubled option
+                Int(5, 1),
+                Int(6, 1),
+                Str(8, "routerefresh"),
+                Int(9, 40),
+                Str(10, "45.0"),  // heading -1: the last fix's 45
+                Str(11, "o11"),
+                Str(14, "o14"),
+                Bool(15, true),
+                List(16, 1) + Struct(0, PoiAt(2500000, 1500000, "V", "v", 3)),
+                "fd1100000100",  // one zero flag byte
+                Int(19, 19),
+                Int(21, 1),
+                Str(22, "o22"),
+                Int(23, 2),
+                List(24, 2) + Struct(0, GpsHex(2000000, 1000000, 3, 90, 1, 36, 1700000000, 11, 12, 1)) +
+                    Struct(0, GpsHex(-1250000, -500000, 7, 45, 2300, 9, 0, -1, 0, 2)),
+                Str(25, "ia"),
+                Str(26, "&cond=0&noround=0&nohighway=1&notoll=0&traffic=1"),
+                Str(27, "12$$ib$$2.5"),  // speed -1: the last fix's 2.5
+                Int(28, 28),
+                "f31d000000012a05f200",  // 5000000000 needs eight bytes
+                Struct(32, PointAt(20250000, 10500000)),
+                Str(33, "o14"),
+                Struct(34, PointAt(20250000, 10500000)),
+                Str(35, "180.0"),
+                Int(36, 9),
+                Int(37, 37),
+                Int(38, -38),
+                Int(39, 1),
+                Int(40, 0),
+                "f42940fccccd",  // scalarC -1: the last fix's 7.9f
+                Int(42, 42),
+                Bool(43, true),
+                Str(45, "IM"),
+                Str(46, "nav"),
+                Int(47, 47),
+                Bool(48, true),
+                List(49, 2) + Str(0, "x") + Str(0, "yz"),
+                Str(50, "o14"),
+                Str(52, "o52"),
+                Int(56, 56),
+                Int(57, 57),
+                "f33a00000000ffffffff",  // uint32 widened without sign
+                Int(59, 301),            // a truck
+                Int(60, 60),
+                Int(61, 61),
+                Str(62, "ii"),
+                Int(64, 0x8828),
+                Str(65, "o52"),  // empty option 65 falls back to 52
+                Int(66, 66),
+                List(70, 2) +
+                    Struct(0, List(0, 2) + Struct(0, PointAt(120250000, 30500000)) +
+                                  Struct(0, PointAt(-179500000, -750000))) +
+                    Struct(0, List(0, 0)),
+                Map(72, 2) + Str(0, "toGuidance") + Bytes(1, Unhex(GuidanceWithCode(201))) +
+                    Str(0, "toRank") + Bytes(1, Unhex(RankHex())),
+                Int(73, 73),
+                Int(74, 74),
+                Struct(75, ClientParamHex(5, "ord")),
+                Int(77, 1),
+                Struct(83, truck),
+                List(84, 1) + Struct(0, GpsHex(125000, 250000, -2, 359, -1, 0, 5000000000, 0, 0, 3)),
+                Struct(86, Int(0, 1) + Int(1, 2) + Int(2, 150)),
             }));
   // Set in the client parameters but never written.
   EXPECT_EQ(request.cli_param.car_energy_type, 3);

@@ -170,108 +170,29 @@ inline std::string DefaultToRankLimitCityInfo() { return Int(0, 0) + List(1, 0) 
 
 inline std::string DefaultToRankTransInfo() { return List(0, 0) + Int(1, 0) + List(2, 0) + Int(3, 0); }
 
-// The route search body, tag by tag (there is no tag 12): one entry per field,
-// in wire order.
-inline std::vector<std::pair<int, std::string>> CarRouteReqFields() {
-  return {
-      {0, Struct(0, DefaultSimplePOI())},  // start
-      {1, Struct(1, DefaultSimplePOI())},  // destination
-      {2, Str(2, "")},
-      {3, Int(3, 0)},
-      {4, Int(4, 0)},
-      {5, Int(5, 0)},
-      {6, Int(6, 0)},
-      {7, Int(7, 0)},
-      {8, Str(8, "")},
-      {9, Int(9, 0)},
-      {10, Str(10, "")},
-      {11, Str(11, "")},
-      {13, Int(13, 0)},
-      {14, Str(14, "")},
-      {15, Bool(15, false)},
-      {16, List(16, 0)},
-      {17, Bytes(17, std::string())},
-      {18, List(18, 0)},
-      {19, Int(19, 0)},
-      {20, Int(20, 0)},
-      {21, Int(21, 0)},
-      {22, Str(22, "")},
-      {23, Int(23, -1)},
-      {24, List(24, 0)},
-      {25, Str(25, "")},
-      {26, Str(26, "")},
-      {27, Str(27, "")},
-      {28, Int(28, 0)},
-      {29, Int(29, 0)},
-      {30, Int(30, 0)},
-      {31, Str(31, "")},
-      {32, Struct(32, DefaultPoint())},
-      {33, Str(33, "")},
-      {34, Struct(34, DefaultPoint())},
-      {35, Str(35, "")},
-      {36, Int(36, -1)},
-      {37, Int(37, -1)},
-      {38, Int(38, -1)},
-      {39, Int(39, 0)},
-      {40, Int(40, -1)},
-      {41, Float(41, -1.0f)},
-      {42, Int(42, 0)},
-      {43, Bool(43, false)},
-      {44, Struct(44, DefaultPhExtraInfo())},
-      {45, Str(45, "")},
-      {46, Str(46, "")},
-      {47, Int(47, 0)},
-      {48, Bool(48, false)},
-      {49, List(49, 0)},
-      {50, Str(50, "")},
-      {51, Bool(51, false)},
-      {52, Str(52, "")},
-      {53, Str(53, "")},
-      {54, List(54, 0)},
-      {55, Int(55, 0)},
-      {56, Int(56, 0)},
-      {57, Int(57, 0)},
-      {58, Int(58, 0)},
-      {59, Int(59, 0)},
-      {60, Int(60, 0)},
-      {61, Int(61, 0)},
-      {62, Str(62, "")},
-      {63, Int(63, 0)},
-      {64, Int(64, 0)},
-      {65, Str(65, "")},
-      {66, Int(66, 0)},
-      {67, Struct(67, DefaultTruckParamsReq())},
-      {68, Bool(68, false)},
-      {69, List(69, 0)},
-      {70, List(70, 0)},
-      {71, Map(71, 0)},
-      {72, Map(72, 0)},
-      {73, Int(73, 0)},
-      {74, Int(74, 0)},
-      {75, Struct(75, DefaultClientParam())},
-      {76, Struct(76, DefaultElectricVehicleParams())},
-      {77, Int(77, 0)},
-      {78, Int(78, 0)},
-      {79, Struct(79, DefaultFavoriteRoute())},
-      {80, Struct(80, DefaultLinkingRouteMeta())},
-      {81, Struct(81, DefaultNavEnergyModelParams())},
-      {82, Struct(82, DefaultCarSyncInfo())},
-      {83, Struct(83, DefaultTruckParamsReqV2())},
-      {84, List(84, 0)},
-      {85, Int(85, 0)},
-      {86, Struct(86, DefaultMotoParamsReq())},
-      {87, Struct(87, DefaultMMRequest())},
-  };
-}
-
+// The route search body (there is no tag 12).
 inline std::string DefaultCarRouteReq() {
-  std::string out;
-  for (const auto& field : CarRouteReqFields()) out += field.second;
-  return out;
+  return Struct(0, DefaultSimplePOI()) + Struct(1, DefaultSimplePOI()) + Str(2, "") + Zeros(3, 7) +
+         Str(8, "") + Int(9, 0) + Str(10, "") + Str(11, "") + Int(13, 0) + Str(14, "") + Bool(15, false) +
+         List(16, 0) + Bytes(17, std::string()) + List(18, 0) + Zeros(19, 21) + Str(22, "") + Int(23, -1) +
+         List(24, 0) + EmptyStrs(25, 27) + Zeros(28, 30) + Str(31, "") + Struct(32, DefaultPoint()) +
+         Str(33, "") + Struct(34, DefaultPoint()) + Str(35, "") + Int(36, -1) + Int(37, -1) + Int(38, -1) +
+         Int(39, 0) + Int(40, -1) + Float(41, -1.0f) + Int(42, 0) + Bool(43, false) +
+         Struct(44, DefaultPhExtraInfo()) + Str(45, "") + Str(46, "") + Int(47, 0) + Bool(48, false) +
+         List(49, 0) + Str(50, "") + Bool(51, false) + Str(52, "") + Str(53, "") + List(54, 0) +
+         Zeros(55, 61) + Str(62, "") + Int(63, 0) + Int(64, 0) + Str(65, "") + Int(66, 0) +
+         Struct(67, DefaultTruckParamsReq()) + Bool(68, false) + List(69, 0) + List(70, 0) + Map(71, 0) +
+         Map(72, 0) + Int(73, 0) + Int(74, 0) + Struct(75, DefaultClientParam()) +
+         Struct(76, DefaultElectricVehicleParams()) + Int(77, 0) + Int(78, 0) +
+         Struct(79, DefaultFavoriteRoute()) + Struct(80, DefaultLinkingRouteMeta()) +
+         Struct(81, DefaultNavEnergyModelParams()) + Struct(82, DefaultCarSyncInfo()) +
+         Struct(83, DefaultTruckParamsReqV2()) + List(84, 0) + Int(85, 0) +
+         Struct(86, DefaultMotoParamsReq()) + Struct(87, DefaultMMRequest());
 }
 
+// Whole fields (head included) as hex; each replaces the field of its tag.
 // Defined with the head reader below.
-using Replaced = std::vector<std::pair<int, std::string>>;
+using Replaced = std::vector<std::string>;
 inline std::string With(const std::string& record_hex, const Replaced& replaced);
 
 // The default route search body with the fields of the given tags replaced by
@@ -478,18 +399,25 @@ inline std::vector<FieldHead> TopLevelHeads(const std::vector<char>& bytes) {
   return HeadReader(std::string(bytes.begin(), bytes.end())).topLevel();
 }
 
-// A record's expected fields (no frame), e.g. DefaultSimplePOI(), with the
-// fields of the given tags replaced by the given hex (head included): one
-// table per record, and a test states only what it changes. A tag the record
-// does not have is an error in the test.
+// A record's expected fields (no frame), e.g. DefaultSimplePOI(), with some
+// fields replaced by whole fields spelled with wire.h, each at its own tag:
+// one table per record, and a test states only what it changes. Of two
+// replacements of one tag the later wins. A replacement that is not one whole
+// field, or whose tag the record does not have, is an error in the test.
 inline std::string With(const std::string& record_hex, const Replaced& replaced) {
+  std::vector<int> tags;
+  for (const std::string& r : replaced) {
+    const auto parsed = HeadReader(wire::Unhex(r)).fields();
+    if (parsed.size() != 1) throw std::invalid_argument("a replacement must be one whole field: " + r);
+    tags.push_back(parsed.front().first.tag);
+  }
   std::string out;
   std::size_t used = 0;
   for (const auto& field : HeadReader(wire::Unhex(record_hex)).fields()) {
     std::string bytes = field.second;
-    for (const auto& r : replaced) {
-      if (r.first == field.first.tag) {
-        bytes = r.second;
+    for (std::size_t i = 0; i < replaced.size(); ++i) {
+      if (tags[i] == field.first.tag) {
+        bytes = replaced[i];
         ++used;
       }
     }
