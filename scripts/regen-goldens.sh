@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Regenerates the golden files of the navreq tool tests (tests/tool/golden/):
 # the bytes of every example request at a pinned clock, as hex, and the dump
-# of the route search. The tests compare against these byte for byte, so run
-# this only when a change of the request bytes is intended, and read the diff
-# before committing it.
+# of the route search. The tests compare against these byte for byte (a gzip
+# body by what it inflates to, so either compressor passes), so run this only
+# when a change of the request bytes is intended, and read the diff before
+# committing it.
 #
 #   scripts/regen-goldens.sh [BUILD_DIR]    (default: build/dev)
 #
