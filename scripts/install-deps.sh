@@ -8,6 +8,7 @@ set -euo pipefail
 build_pkgs=(
   cmake make g++ pkg-config   # toolchain
   zlib1g-dev                  # gzip of request bodies
+  libdeflate-dev              # the other compressor (make test-libdeflate)
   nanopb libnanopb-dev        # protocol-buffers stop event (generator + runtime)
   nlohmann-json3-dev          # the tool's parameter JSON
   libcli11-dev                # the tool's command line
