@@ -8,10 +8,12 @@
 #
 # Every target is one LLVMFuzzerTestOneInput; the reader and JSON targets need
 # the tool's library (navreq_tool_lib) and exist only when it is built.
-include_guard(GLOBAL)
 
+# Variables are per directory: set them for every includer (the test suite
+# and the fuzz build both include this file in one configure run).
 set(NAVREQ_FUZZ_DIR ${CMAKE_CURRENT_LIST_DIR})
 set(NAVREQ_FUZZ_KINDS route refresh location navstop plus slice)
+include_guard(GLOBAL)
 
 function(navreq_fuzz_target_list out)
   set(names kse_writer)
