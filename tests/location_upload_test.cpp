@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "navreq/engine/service_overrides.h"
-#include "navreq/envelope.h"
+#include "navreq/location_session.h"
 #include "navreq/records/locationReportDMQ.h"
 #include "navreq/requests.h"
 #include "support/capture.h"
@@ -270,6 +270,7 @@ TEST_F(LocationTest, EmptyFixListStillSendsExtraDataAndSession) {
   // stays at its defaults apart from the extra data; no sequence number is used.
   WriteState({"old", 5, 30});
   navreq::services::ScopedClock clock(kNow);
+  navreq::ScopedSessionDigits digits([] { return 7; });
   LocationUploadParam p;
   p.session_id = "new";
   p.linked_session_id = "link";
@@ -277,8 +278,7 @@ TEST_F(LocationTest, EmptyFixListStillSendsExtraDataAndSession) {
   ASSERT_EQ(drs::GetLocationUploadReqData(p, Extra(), out), 0);
   const LocationState after = ReadState();
   EXPECT_EQ(after.session, "new");
-  EXPECT_GE(after.loc_id, 1700000000123000);
-  EXPECT_LE(after.loc_id, 1700000000123999);
+  EXPECT_EQ(after.loc_id, 1700000000123007);
   EXPECT_EQ(after.sequence, 30u);
   const std::string header = Int(0, 0) + Int(1, 0) + Int(2, 0) + Int(3, 0) + Int(4, 0) + Int(5, 0) +
                              Bytes(6, Unhex(ExtraDataHex("new", "", "", {}, "link"))) + Int(7, 0) +
@@ -376,6 +376,8 @@ TEST_F(LocationTest, SequenceNumberIsUnsignedAndGoesOutAsInt32) {
 
 TEST_F(LocationTest, SessionsAcrossUploads) {
   WriteState({"A", 555, 10});
+  int draws = 0;
+  navreq::ScopedSessionDigits digits([&draws] { return ++draws == 1 ? 418 : 999; });
   ReqExtraParam e = Extra();
   LocationUploadParam p;
   p.locations = {Fix(1, 2, 3)};
@@ -396,8 +398,7 @@ TEST_F(LocationTest, SessionsAcrossUploads) {
     const LocationState s = ReadState();
     b_id = s.loc_id;
     EXPECT_EQ(s.session, "B");
-    EXPECT_GE(b_id, 1700000000123000);
-    EXPECT_LE(b_id, 1700000000123999);
+    EXPECT_EQ(b_id, 1700000000123418);
     EXPECT_EQ(s.sequence, 12u);  // runs on across sessions
     const std::string dmq = Hex(PayloadOf(out));
     EXPECT_NE(dmq.find(Int(7, b_id) + Int(8, kNow) + Int(9, 11)), std::string::npos);
@@ -414,14 +415,49 @@ TEST_F(LocationTest, SessionsAcrossUploads) {
     EXPECT_EQ(ReadState().loc_id, b_id);
     EXPECT_EQ(ReadState().sequence, 13u);
   }
+  EXPECT_EQ(draws, 1);  // digits are drawn only for a new session
   {
     navreq::services::ScopedClock clock(2000);
     p.session_id = "A";
     ASSERT_EQ(drs::GetLocationUploadReqData(p, e, out), 0);
-    EXPECT_GE(ReadState().loc_id, 2000000);
-    EXPECT_LE(ReadState().loc_id, 2000999);
+    EXPECT_EQ(ReadState().loc_id, 2000999);
     EXPECT_EQ(ReadState().sequence, 14u);
   }
+}
+
+TEST_F(LocationTest, WithoutADigitSourceTheDigitsAreRandom) {
+  // The engine's own draw: only its range can be checked.
+  WriteState({"A", 555, 0});
+  navreq::services::ScopedClock clock(2000);
+  LocationUploadParam p;
+  p.session_id = "B";
+  std::vector<char> out;
+  ASSERT_EQ(drs::GetLocationUploadReqData(p, Extra(), out), 0);
+  EXPECT_GE(ReadState().loc_id, 2000000);
+  EXPECT_LE(ReadState().loc_id, 2000999);
+}
+
+TEST(SeededSessionDigits, OutputsOfTheStandardGeneratorModulo1000) {
+  // The standard fixes std::mt19937_64 with its default seed 5489: the first
+  // output is 14514284786278117030 and the 10000th is 9981545732273789042.
+  navreq::SessionDigitSource digits = navreq::SeededSessionDigits(5489);
+  EXPECT_EQ(digits(), 30);
+  for (int i = 2; i < 10000; ++i) digits();
+  EXPECT_EQ(digits(), 42);
+  // The same seed gives the same digits; a source is a value of its own.
+  navreq::SessionDigitSource again = navreq::SeededSessionDigits(5489);
+  EXPECT_EQ(again(), 30);
+}
+
+TEST_F(LocationTest, SeededDigitsMakeTheSessionIdentifier) {
+  WriteState({"", 0, 0});
+  navreq::services::ScopedClock clock(kNow);
+  navreq::ScopedSessionDigits digits(navreq::SeededSessionDigits(5489));
+  LocationUploadParam p;
+  p.session_id = "first";
+  std::vector<char> out;
+  ASSERT_EQ(drs::GetLocationUploadReqData(p, Extra(), out), 0);
+  EXPECT_EQ(ReadState().loc_id, 1700000000123030);
 }
 
 TEST_F(LocationTest, EmptySessionOnFirstUploadKeepsInitialIdentifier) {

@@ -21,6 +21,11 @@ LogSink& logSink() {
   return current;
 }
 
+PrintSink& printSink() {
+  thread_local PrintSink current;
+  return current;
+}
+
 }  // namespace detail
 
 ScopedGzip::ScopedGzip(GzipFunction gzip) : previous_(std::move(detail::gzipOverride())) {
@@ -39,6 +44,11 @@ ScopedLogSink::ScopedLogSink(LogSink sink) : previous_(std::move(detail::logSink
   detail::logSink() = std::move(sink);
 }
 ScopedLogSink::~ScopedLogSink() { detail::logSink() = std::move(previous_); }
+
+ScopedPrintSink::ScopedPrintSink(PrintSink sink) : previous_(std::move(detail::printSink())) {
+  detail::printSink() = std::move(sink);
+}
+ScopedPrintSink::~ScopedPrintSink() { detail::printSink() = std::move(previous_); }
 
 }  // namespace services
 }  // namespace navreq

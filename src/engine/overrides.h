@@ -10,6 +10,7 @@ namespace detail {
 GzipFunction& gzipOverride();
 ClockFunction& clockOverride();
 LogSink& logSink();
+PrintSink& printSink();
 
 }  // namespace detail
 }  // namespace services

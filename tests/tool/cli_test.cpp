@@ -11,7 +11,7 @@
 #include "dump.h"
 #include "kinds.h"
 #include "navreq/engine/service_overrides.h"
-#include "navreq/envelope.h"
+#include "navreq/location_session.h"
 #include "navreq/requests.h"
 #include "param_json.h"
 #include "tool_run.h"

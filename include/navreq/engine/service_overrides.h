@@ -18,6 +18,8 @@ using GzipFunction = std::function<bool(std::vector<char>& in, std::vector<char>
 using ClockFunction = std::function<std::int64_t()>;
 // Receives every Log::record call with its message already formatted.
 using LogSink = std::function<void(int level, int event, const std::string& message)>;
+// Receives every line that platform::PutLine would print, without its newline.
+using PrintSink = std::function<void(const std::string& line)>;
 
 class ScopedGzip {
  public:
@@ -52,6 +54,18 @@ class ScopedLogSink {
 
  private:
   LogSink previous_;
+};
+
+// Without a sink, lines go to standard output.
+class ScopedPrintSink {
+ public:
+  explicit ScopedPrintSink(PrintSink sink);
+  ~ScopedPrintSink();
+  ScopedPrintSink(const ScopedPrintSink&) = delete;
+  ScopedPrintSink& operator=(const ScopedPrintSink&) = delete;
+
+ private:
+  PrintSink previous_;
 };
 
 // The default compressor (deflate level 6 with gzip framing, by zlib or, with
