@@ -583,10 +583,11 @@ TEST_F(LocationConcurrency, OverlappingUploadsKeepSessionAndSequenceWhole) {
   std::vector<std::thread> workers;
   for (int t = 0; t < kThreads; ++t) {
     workers.emplace_back([t, &seqs, &failures] {
-      // Each thread has its own clock, so an identifier it sees tells which
+      // Each thread has its own clock and digits, so an identifier it sees tells which
       // thread made it: a thread only ever meets identifiers of its own session.
       const std::int64_t now = 1700000000000 + t;
       navreq::services::ScopedClock clock(now);
+      navreq::ScopedSessionDigits digits([t] { return 100 + t; });
       LocationUploadParam p;
       p.session_id = "session-" + std::to_string(t);
       p.locations = {Fix(116.5, 39.75, 1700000000)};
@@ -596,8 +597,7 @@ TEST_F(LocationConcurrency, OverlappingUploadsKeepSessionAndSequenceWhole) {
         std::int64_t loc_id = 0;
         std::int64_t seq = 0;
         if (drs::GetLocationUploadReqData(p, e, out) != 0 ||
-            !HeaderNumbers(Hex(PayloadOf(out)), now, loc_id, seq) || loc_id < now * 1000 ||
-            loc_id > now * 1000 + 999) {
+            !HeaderNumbers(Hex(PayloadOf(out)), now, loc_id, seq) || loc_id != now * 1000 + 100 + t) {
           ++failures[t];
           continue;
         }
