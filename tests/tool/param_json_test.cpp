@@ -9,6 +9,8 @@
 #include <cstring>
 #include <limits>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "kinds.h"
 #include "navreq/engine/params.h"
@@ -249,6 +251,23 @@ TEST(Kinds, PrepareReadsExtraAndParam) {
     ADD_FAILURE() << "no error";
   } catch (const InputError& e) {
     EXPECT_STREQ(e.what(), "param.device: unknown key");
+  }
+}
+
+TEST(Kinds, OneTableForNamesFunctionsAndHelp) {
+  EXPECT_EQ(navreq::tool::KindNames(),
+            (std::vector<std::string>{"route", "refresh", "location", "navstop", "plus", "slice"}));
+  const std::pair<const char*, const char*> calls[] = {{"route", "GetRouteReqData"},
+                                                       {"refresh", "GetRouteRefreshReqData"},
+                                                       {"location", "GetLocationUploadReqData"},
+                                                       {"navstop", "GetNavStopActionReqData"},
+                                                       {"plus", "GetRoutePlus"},
+                                                       {"slice", "GetRouteSlice"}};
+  const std::string help = navreq::tool::KindsHelp();
+  for (const auto& call : calls) {
+    EXPECT_EQ(navreq::tool::Prepare(call.first, nullptr, nullptr).function, call.second);
+    EXPECT_NE(help.find(std::string("  ") + call.first + ": " + call.second + ", param "), std::string::npos)
+        << call.first;
   }
 }
 

@@ -57,19 +57,24 @@ std::function<int(std::vector<char>&)> NavStop(const json* extra, const json* pa
 
 }  // namespace
 
+// A kind whose entry function takes (param, extra, out), named once.
+#define NAVREQ_KIND_WITH_EXTRA(name, function, param) \
+  Kind { name, #function, param, &WithExtra<&entry::function> }
+
 const std::vector<Kind>& Kinds() {
   static const std::vector<Kind> kinds = {
-      {"route", "GetRouteReqData", "DriveRouteReqParam", &WithExtra<&entry::GetRouteReqData>},
-      {"refresh", "GetRouteRefreshReqData", "RouteRefreshReqParam",
-       &WithExtra<&entry::GetRouteRefreshReqData>},
-      {"location", "GetLocationUploadReqData", "LocationUploadParam",
-       &WithExtra<&entry::GetLocationUploadReqData>},
-      {"navstop", "GetNavStopActionReqData", "{\"text\", \"device_id\", \"client_key\"}, no extra", &NavStop},
-      {"plus", "GetRoutePlus", "PlusReq", &WithExtra<&entry::GetRoutePlus>},
-      {"slice", "GetRouteSlice", "SliceReq", &WithExtra<&entry::GetRouteSlice>},
+      NAVREQ_KIND_WITH_EXTRA("route", GetRouteReqData, "DriveRouteReqParam"),
+      NAVREQ_KIND_WITH_EXTRA("refresh", GetRouteRefreshReqData, "RouteRefreshReqParam"),
+      NAVREQ_KIND_WITH_EXTRA("location", GetLocationUploadReqData, "LocationUploadParam"),
+      Kind{"navstop", "GetNavStopActionReqData", "{\"text\", \"device_id\", \"client_key\"}, no extra",
+           &NavStop},
+      NAVREQ_KIND_WITH_EXTRA("plus", GetRoutePlus, "PlusReq"),
+      NAVREQ_KIND_WITH_EXTRA("slice", GetRouteSlice, "SliceReq"),
   };
   return kinds;
 }
+
+#undef NAVREQ_KIND_WITH_EXTRA
 
 std::vector<std::string> KindNames() {
   std::vector<std::string> names;

@@ -40,8 +40,8 @@ constexpr const char* kSeedHelp =
 // Standard output must not fail silently: the last buffered bytes are
 // written here, and a failure turns the exit status into 73.
 int FinishStandardOutput(int status) {
-  std::cout.flush();
   errno = 0;
+  std::cout.flush();
   if (std::cout && std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
   if (status != tool::kExitCannotWrite) {
     std::cerr << "navreq: cannot write standard output" << (errno != 0 ? ": " : "")
