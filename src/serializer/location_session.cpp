@@ -1,4 +1,4 @@
-// The location-report session state and its random digits.
+// The location-report session state and the random digits of its identifier.
 #include "location_session.h"
 
 #include <limits>
@@ -8,26 +8,11 @@
 #include "navreq/location_session.h"
 #include "navreq/numeric.h"
 
-namespace zv_navi_core {
-namespace drive_route_req_serializer {
-
-std::string g_session_id;
-std::int64_t loc_sesstion_id = 0;
-std::uint32_t report_sequence_num = 0;
-
-std::mutex& location_session_mutex() {
-  static std::mutex mutex;
-  return mutex;
-}
-
-}  // namespace drive_route_req_serializer
-}  // namespace zv_navi_core
-
 namespace navreq {
 
 namespace {
 
-navreq::SessionDigitSource& DigitOverride() {
+SessionDigitSource& DigitOverride() {
   thread_local SessionDigitSource current;
   return current;
 }
@@ -39,6 +24,11 @@ int RandomDigits() {
   std::mt19937 generator(device());
   std::uniform_int_distribution<int> digits(0, 999);
   return digits(generator);
+}
+
+int NewSessionDigits() {
+  const SessionDigitSource& source = DigitOverride();
+  return source ? source() : RandomDigits();
 }
 
 }  // namespace
@@ -63,12 +53,19 @@ SessionDigitSource SeededSessionDigits(std::uint64_t seed) {
 namespace zv_navi_core {
 namespace drive_route_req_serializer {
 
+std::string g_session_id;
+std::int64_t loc_sesstion_id = 0;
+std::uint32_t report_sequence_num = 0;
+
+std::mutex& location_session_mutex() {
+  static std::mutex mutex;
+  return mutex;
+}
+
 std::int64_t EnterLocationSessionLocked(const std::string& session, std::int64_t now_ms) {
   if (session != g_session_id) {
-    const auto& source = navreq::DigitOverride();
-    const int digits = source ? source() : navreq::RandomDigits();
-    const std::int64_t fresh = navreq::WrapTo<std::int64_t>(static_cast<std::uint64_t>(now_ms) * 1000u +
-                                                            static_cast<std::uint64_t>(digits));
+    const std::int64_t fresh = navreq::WrapTo<std::int64_t>(
+        static_cast<std::uint64_t>(now_ms) * 1000u + static_cast<std::uint64_t>(navreq::NewSessionDigits()));
     g_session_id = session;
     loc_sesstion_id = fresh;
   }
