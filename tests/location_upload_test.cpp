@@ -425,41 +425,6 @@ TEST_F(LocationTest, SessionsAcrossUploads) {
   }
 }
 
-TEST_F(LocationTest, WithoutADigitSourceTheDigitsAreRandom) {
-  // The engine's own draw: only its range can be checked.
-  WriteState({"A", 555, 0});
-  navreq::services::ScopedClock clock(2000);
-  LocationUploadParam p;
-  p.session_id = "B";
-  std::vector<char> out;
-  ASSERT_EQ(drs::GetLocationUploadReqData(p, Extra(), out), 0);
-  EXPECT_GE(ReadState().loc_id, 2000000);
-  EXPECT_LE(ReadState().loc_id, 2000999);
-}
-
-TEST(SeededSessionDigits, OutputsOfTheStandardGeneratorModulo1000) {
-  // The standard fixes std::mt19937_64 with its default seed 5489: the first
-  // output is 14514284786278117030 and the 10000th is 9981545732273789042.
-  navreq::SessionDigitSource digits = navreq::SeededSessionDigits(5489);
-  EXPECT_EQ(digits(), 30);
-  for (int i = 2; i < 10000; ++i) digits();
-  EXPECT_EQ(digits(), 42);
-  // The same seed gives the same digits; a source is a value of its own.
-  navreq::SessionDigitSource again = navreq::SeededSessionDigits(5489);
-  EXPECT_EQ(again(), 30);
-}
-
-TEST_F(LocationTest, SeededDigitsMakeTheSessionIdentifier) {
-  WriteState({"", 0, 0});
-  navreq::services::ScopedClock clock(kNow);
-  navreq::ScopedSessionDigits digits(navreq::SeededSessionDigits(5489));
-  LocationUploadParam p;
-  p.session_id = "first";
-  std::vector<char> out;
-  ASSERT_EQ(drs::GetLocationUploadReqData(p, Extra(), out), 0);
-  EXPECT_EQ(ReadState().loc_id, 1700000000123030);
-}
-
 TEST_F(LocationTest, EmptySessionOnFirstUploadKeepsInitialIdentifier) {
   WriteState({"", 0, 0});  // the state of a fresh process
   navreq::services::ScopedClock clock(kNow);
