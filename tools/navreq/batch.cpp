@@ -1,7 +1,6 @@
 // `navreq batch`: many requests in one process, one answer line per input line.
 #include <cerrno>
 #include <cstdint>
-#include <cstring>
 #include <fstream>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -111,7 +110,7 @@ int RunBatch(const BatchOptions& options, std::ostream& out, std::ostream& err) 
   if (!options.output.empty()) {
     file.open(options.output, std::ios::binary | std::ios::trunc);
     if (!file) {
-      err << "navreq batch: cannot write " << options.output << ": " << std::strerror(errno) << "\n";
+      err << "navreq batch: " << CannotWrite(options.output, errno) << "\n";
       return kExitCannotWrite;
     }
   }
@@ -126,19 +125,22 @@ int RunBatch(const BatchOptions& options, std::ostream& out, std::ostream& err) 
   // one line, and an interrupted batch leaves only complete answers.
   std::string line;
   while (input.Next(line, error)) {
-    answers << RunLine(line, tally) << '\n';
+    const std::string answer = RunLine(line, tally);
+    errno = 0;
+    answers << answer << '\n';
     answers.flush();
     if (!answers) {
-      error = "cannot write " + answers_name + ": " + std::strerror(errno);
+      error = CannotWrite(answers_name, errno);
       status = kExitCannotWrite;
       break;
     }
   }
   if (status == 0 && !error.empty()) status = kExitBadInput;  // the input failed part way
   if (status == 0 && file.is_open()) {
+    errno = 0;
     file.close();
     if (!file) {
-      error = "cannot write " + answers_name + ": " + std::strerror(errno);
+      error = CannotWrite(answers_name, errno);
       status = kExitCannotWrite;
     }
   }

@@ -1,6 +1,5 @@
 // `navreq encode`: one request from its parameter JSON.
 #include <cerrno>
-#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -77,6 +76,7 @@ int RunEncode(const EncodeOptions& options, std::ostream& out, std::ostream& err
     }
     return outcome.rc;
   }
+  errno = 0;
   if (options.output == "-") {
     out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   } else {
@@ -84,7 +84,7 @@ int RunEncode(const EncodeOptions& options, std::ostream& out, std::ostream& err
   }
   out.flush();
   if (!out) {
-    err << "navreq encode: cannot write standard output: " << std::strerror(errno) << "\n";
+    err << "navreq encode: " << CannotWrite("standard output", errno) << "\n";
     return kExitCannotWrite;
   }
   return outcome.rc;

@@ -4,7 +4,6 @@
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <iostream>
 #include <string>
 
@@ -43,10 +42,8 @@ int FinishStandardOutput(int status) {
   errno = 0;
   std::cout.flush();
   if (std::cout && std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
-  if (status != tool::kExitCannotWrite) {
-    std::cerr << "navreq: cannot write standard output" << (errno != 0 ? ": " : "")
-              << (errno != 0 ? std::strerror(errno) : "") << "\n";
-  }
+  if (status != tool::kExitCannotWrite)
+    std::cerr << "navreq: " << tool::CannotWrite("standard output", errno) << "\n";
   return tool::kExitCannotWrite;
 }
 

@@ -50,10 +50,14 @@ bool ReadAll(const std::string& path, std::string& data, std::string& error) {
   return true;
 }
 
+std::string CannotWrite(const std::string& name, int error_number) {
+  return "cannot write " + name + (error_number != 0 ? ": " + Reason(error_number) : std::string());
+}
+
 bool WriteFileBytes(const std::string& path, const char* data, std::size_t size, std::string& error) {
   std::FILE* file = std::fopen(path.c_str(), "wb");
   if (file == nullptr) {
-    error = "cannot write " + path + ": " + Reason(errno);
+    error = CannotWrite(path, errno);
     return false;
   }
   // Buffered bytes may only fail at the flush inside fclose (a full disk).
@@ -62,7 +66,7 @@ bool WriteFileBytes(const std::string& path, const char* data, std::size_t size,
   const bool closed = std::fclose(file) == 0;
   if (written && !closed) saved_errno = errno;
   if (!written || !closed) {
-    error = "cannot write " + path + ": " + Reason(saved_errno);
+    error = CannotWrite(path, saved_errno);
     return false;
   }
   return true;

@@ -47,6 +47,10 @@ class LineReader {
   std::size_t capacity_ = 0;
 };
 
+// "cannot write NAME: reason" for a write that failed with `error_number`
+// (0: the stream gave no reason).
+[[nodiscard]] std::string CannotWrite(const std::string& name, int error_number);
+
 // Decimal integers of the command line: an optional '-' (signed only) and
 // digits, nothing else, within the type's range.
 [[nodiscard]] std::optional<std::int64_t> ParseInt64(const std::string& text);
