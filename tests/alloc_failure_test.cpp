@@ -33,6 +33,7 @@
 
 #include "navreq/engine/service_overrides.h"
 #include "navreq/envelope.h"
+#include "navreq/location_session.h"
 #include "navreq/records/CarRankTrans.h"
 #include "navreq/records/NavSDKGateway.h"
 #include "navreq/records/duromap.h"

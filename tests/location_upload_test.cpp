@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "navreq/engine/service_overrides.h"
-#include "navreq/envelope.h"
+#include "navreq/location_session.h"
 #include "navreq/records/locationReportDMQ.h"
 #include "navreq/requests.h"
 #include "support/capture.h"
@@ -251,6 +251,7 @@ TEST_F(LocationTest, EmptyFixListStillSendsExtraDataAndSession) {
   // stays at its defaults apart from the extra data; no sequence number is used.
   WriteState({"old", 5, 30});
   navreq::services::ScopedClock clock(kNow);
+  navreq::ScopedSessionDigits digits([] { return 7; });
   LocationUploadParam p;
   p.session_id = "new";
   p.linked_session_id = "link";
@@ -258,8 +259,7 @@ TEST_F(LocationTest, EmptyFixListStillSendsExtraDataAndSession) {
   ASSERT_EQ(drs::GetLocationUploadReqData(p, Extra(), out), 0);
   const LocationState after = ReadState();
   EXPECT_EQ(after.session, "new");
-  EXPECT_GE(after.loc_id, 1700000000123000);
-  EXPECT_LE(after.loc_id, 1700000000123999);
+  EXPECT_EQ(after.loc_id, 1700000000123007);
   EXPECT_EQ(after.sequence, 30u);
   const std::string header = Int(0, 0) + Int(1, 0) + Int(2, 0) + Int(3, 0) + Int(4, 0) + Int(5, 0) +
                              Bytes(6, Unhex(ExtraDataHex("new", "", "", {}, "link"))) + Int(7, 0) +
@@ -357,6 +357,8 @@ TEST_F(LocationTest, SequenceNumberIsUnsignedAndGoesOutAsInt32) {
 
 TEST_F(LocationTest, SessionsAcrossUploads) {
   WriteState({"A", 555, 10});
+  int draws = 0;
+  navreq::ScopedSessionDigits digits([&draws] { return ++draws == 1 ? 418 : 999; });
   ReqExtraParam e = Extra();
   LocationUploadParam p;
   p.locations = {Fix(1, 2, 3)};
@@ -377,8 +379,7 @@ TEST_F(LocationTest, SessionsAcrossUploads) {
     const LocationState s = ReadState();
     b_id = s.loc_id;
     EXPECT_EQ(s.session, "B");
-    EXPECT_GE(b_id, 1700000000123000);
-    EXPECT_LE(b_id, 1700000000123999);
+    EXPECT_EQ(b_id, 1700000000123418);
     EXPECT_EQ(s.sequence, 12u);  // runs on across sessions
     const std::string dmq = Hex(PayloadOf(out));
     EXPECT_NE(dmq.find(Int(7, b_id) + Int(8, kNow) + Int(9, 11)), std::string::npos);
@@ -395,12 +396,12 @@ TEST_F(LocationTest, SessionsAcrossUploads) {
     EXPECT_EQ(ReadState().loc_id, b_id);
     EXPECT_EQ(ReadState().sequence, 13u);
   }
+  EXPECT_EQ(draws, 1);  // digits are drawn only for a new session
   {
     navreq::services::ScopedClock clock(2000);
     p.session_id = "A";
     ASSERT_EQ(drs::GetLocationUploadReqData(p, e, out), 0);
-    EXPECT_GE(ReadState().loc_id, 2000000);
-    EXPECT_LE(ReadState().loc_id, 2000999);
+    EXPECT_EQ(ReadState().loc_id, 2000999);
     EXPECT_EQ(ReadState().sequence, 14u);
   }
 }
@@ -528,10 +529,11 @@ TEST_F(LocationConcurrency, OverlappingUploadsKeepSessionAndSequenceWhole) {
   std::vector<std::thread> workers;
   for (int t = 0; t < kThreads; ++t) {
     workers.emplace_back([t, &seqs, &failures] {
-      // Each thread has its own clock, so an identifier it sees tells which
+      // Each thread has its own clock and digits, so an identifier it sees tells which
       // thread made it: a thread only ever meets identifiers of its own session.
       const std::int64_t now = 1700000000000 + t;
       navreq::services::ScopedClock clock(now);
+      navreq::ScopedSessionDigits digits([t] { return 100 + t; });
       LocationUploadParam p;
       p.session_id = "session-" + std::to_string(t);
       p.locations = {Fix(116.5, 39.75, 1700000000)};
@@ -541,8 +543,7 @@ TEST_F(LocationConcurrency, OverlappingUploadsKeepSessionAndSequenceWhole) {
         std::int64_t loc_id = 0;
         std::int64_t seq = 0;
         if (drs::GetLocationUploadReqData(p, e, out) != 0 ||
-            !HeaderNumbers(Hex(PayloadOf(out)), now, loc_id, seq) || loc_id < now * 1000 ||
-            loc_id > now * 1000 + 999) {
+            !HeaderNumbers(Hex(PayloadOf(out)), now, loc_id, seq) || loc_id != now * 1000 + 100 + t) {
           ++failures[t];
           continue;
         }

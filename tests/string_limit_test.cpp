@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "navreq/engine/service_overrides.h"
-#include "navreq/envelope.h"
+#include "navreq/location_session.h"
 #include "navreq/requests.h"
 #include "reliability/realistic_inputs.h"
 #include "support/capture.h"

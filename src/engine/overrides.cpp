@@ -26,6 +26,11 @@ DistanceFunction& distanceOverride() {
   return current;
 }
 
+PrintSink& printSink() {
+  thread_local PrintSink current;
+  return current;
+}
+
 }  // namespace detail
 
 ScopedGzip::ScopedGzip(GzipFunction gzip) : previous_(std::move(detail::gzipOverride())) {
@@ -49,6 +54,10 @@ ScopedDistance::ScopedDistance(DistanceFunction distance) : previous_(std::move(
   detail::distanceOverride() = std::move(distance);
 }
 ScopedDistance::~ScopedDistance() { detail::distanceOverride() = std::move(previous_); }
+ScopedPrintSink::ScopedPrintSink(PrintSink sink) : previous_(std::move(detail::printSink())) {
+  detail::printSink() = std::move(sink);
+}
+ScopedPrintSink::~ScopedPrintSink() { detail::printSink() = std::move(previous_); }
 
 }  // namespace services
 }  // namespace navreq

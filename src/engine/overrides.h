@@ -11,6 +11,7 @@ GzipFunction& gzipOverride();
 ClockFunction& clockOverride();
 LogSink& logSink();
 DistanceFunction& distanceOverride();
+PrintSink& printSink();
 
 }  // namespace detail
 }  // namespace services

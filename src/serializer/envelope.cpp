@@ -1,26 +1,11 @@
-// Envelope building and the process-wide request state.
+// Envelope building and the request constant.
 #include "navreq/envelope.h"
-
-#include <cstdio>
 
 #include "navreq/engine/services.h"
 
 namespace zv_navi_core {
 
 const std::string VNaviReqConstant::p = "sdk_navreq";
-
-namespace drive_route_req_serializer {
-
-std::string g_session_id;
-std::int64_t loc_sesstion_id = 0;
-std::uint32_t report_sequence_num = 0;
-
-std::mutex& location_session_mutex() {
-  static std::mutex mutex;
-  return mutex;
-}
-
-}  // namespace drive_route_req_serializer
 
 namespace route_req_serializer {
 
@@ -48,7 +33,7 @@ int GetPackage(navkse::duromap::Package& package, const ReqExtraParam& extra, co
 
   std::vector<char> header_bytes;
   if (!SerializeKSE(header, header_bytes)) {
-    std::puts("SerializeKSE_header_fail");
+    platform::PutLine("SerializeKSE_header_fail");
     return 1;
   }
 

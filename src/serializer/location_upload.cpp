@@ -1,14 +1,14 @@
 // The location upload: the latest fixes as a delta-encoded location report in
 // a Packet, and the trajectory bucket that the traffic refresh carries.
 #include <cstdint>
-#include <cstdio>
 #include <mutex>
-#include <random>
 #include <string>
 #include <vector>
 
+#include "location_session.h"
 #include "navreq/engine/services.h"
 #include "navreq/envelope.h"
+#include "navreq/location_session.h"
 #include "navreq/numeric.h"
 #include "navreq/records/MapSession.h"
 #include "navreq/records/NavSDKGateway.h"
@@ -114,22 +114,6 @@ void FillLocationReport(LocationReportRequest& target, const std::vector<KSLocat
   }
 }
 
-// Takes the next report sequence number. The caller holds
-// location_session_mutex().
-std::uint32_t TakeSequenceNumberLocked() {
-  return report_sequence_num++;  // unsigned: wraps at 2^32
-}
-
-// A new location session identifier: the creation time in milliseconds
-// followed by three random decimal digits.
-std::int64_t NewLocationSessionId(std::int64_t now_ms) {
-  std::random_device device("/dev/urandom");
-  std::mt19937 generator(device());
-  std::uniform_int_distribution<int> digits(0, 999);
-  const int r = digits(generator);
-  return WrapTo<std::int64_t>(static_cast<std::uint64_t>(now_ms) * 1000u + static_cast<std::uint64_t>(r));
-}
-
 }  // namespace
 
 void GetLocationReportRequest(navkse::locationReportDMQ::LocationReportRequest& target,
@@ -201,12 +185,7 @@ int GetLocationUploadReqData(const LocationUploadParam& param, const ReqExtraPar
   std::uint32_t sequence = 0;
   {
     std::lock_guard<std::mutex> lock(location_session_mutex());
-    if (param.session_id != g_session_id) {
-      const std::int64_t fresh = NewLocationSessionId(now_ms);
-      g_session_id = param.session_id;
-      loc_sesstion_id = fresh;
-    }
-    session_id = loc_sesstion_id;
+    session_id = EnterLocationSessionLocked(param.session_id, now_ms);
     if (!param.locations.empty()) sequence = TakeSequenceNumberLocked();
   }
   if (!param.locations.empty()) {
@@ -239,12 +218,12 @@ int GetLocationUploadReqData(const LocationUploadParam& param, const ReqExtraPar
   std::vector<char> body;
   if (param.gzip) {
     if (!SerializeKSE(dmq, body)) {
-      std::puts("SerializeKSE_location_buf_fail");
+      platform::PutLine("SerializeKSE_location_buf_fail");
       return 1;
     }
     std::vector<char> compressed;
     if (!GZipCompress(body, compressed)) {
-      std::puts("GZipCompress_location_buf_fail");
+      platform::PutLine("GZipCompress_location_buf_fail");
       return 1;
     }
     packet.payload.assign(compressed.begin(), compressed.end());

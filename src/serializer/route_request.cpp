@@ -1,6 +1,5 @@
 // The route search request: CarRouteReq -> Kse -> gzip -> Package -> bytes.
 #include <cstdint>
-#include <cstdio>
 #include <vector>
 
 #include "navreq/engine/services.h"
@@ -31,25 +30,25 @@ unsigned GetRouteReqData(const DriveRouteReqParam& param, const ReqExtraParam& e
 
   std::vector<char> body;
   if (!SerializeKSE(request, body)) {
-    std::puts("SerializeKSE_route_req_fail");
+    platform::PutLine("SerializeKSE_route_req_fail");
     return 1;
   }
 
   std::vector<char> compressed;
   if (!GZipCompress(body, compressed)) {
-    std::puts("GZipCompress_route_req_buf_fail");
+    platform::PutLine("GZipCompress_route_req_buf_fail");
     return 1;
   }
 
   navkse::duromap::Package package;
   if (route_req_serializer::GetPackage(package, extra, navkse::duromap::CMD{kRouteSearchCmd},
                                        navkse::common::etos(kRouteSearchCommonCmd), compressed, true) != 0) {
-    std::puts("ret_pkg_fail");
+    platform::PutLine("ret_pkg_fail");
     return 1;
   }
 
   if (!SerializeKSE(package, out)) {
-    std::puts("SerializeKSE_pkg_fail");
+    platform::PutLine("SerializeKSE_pkg_fail");
     return 1;
   }
   return 0;

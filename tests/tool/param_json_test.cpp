@@ -9,6 +9,8 @@
 #include <cstring>
 #include <limits>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "kinds.h"
 #include "navreq/engine/params.h"
@@ -204,6 +206,18 @@ TEST(ParamJson, ExplainControlsAreArraysInTagOrder) {
 
 TEST(ParamJson, MalformedDocuments) {
   EXPECT_EQ(ErrorOf<DriveRouteReqParam>(R"({"reason": 1, "reason": 2})"), "duplicate key \"reason\"");
+  // Deeper down, the message names the object that holds the key twice.
+  EXPECT_EQ(ErrorOf<DriveRouteReqParam>(
+                R"({"viaPoints": [{}, {"pointType": 1, "latitude": 2, "pointType": 3}], "reason": 1})"),
+            "viaPoints[1]: duplicate key \"pointType\"");
+  EXPECT_EQ(ErrorOf<DriveRouteReqParam>(R"({"start": {"latitude": 1, "x": {"a": [[{"b": 1, "b": 1}]]}}})"),
+            "start.x.a[0][0]: duplicate key \"b\"");
+  // The same key in sibling objects, or as a key and a string value, is no duplicate.
+  EXPECT_EQ(
+      ErrorOf<DriveRouteReqParam>(R"({"viaPoints": [{"pointType": 1}, {"pointType": 2}], "reason": 1})"),
+      "(no error)");
+  EXPECT_EQ(ErrorOf<DriveRouteReqParam>(R"({"start": {"primaryText": "primaryText"}, "primaryText": 1})"),
+            "param.primaryText: unknown key");
   const std::string truncated = ErrorOf<DriveRouteReqParam>(R"({"start": {"latitude": 39.8)");
   EXPECT_EQ(truncated.rfind("invalid JSON: parse error at line 1, column 28:", 0), 0u) << truncated;
   EXPECT_EQ(ErrorOf<DriveRouteReqParam>("[]"), "param: expected an object");
@@ -237,6 +251,23 @@ TEST(Kinds, PrepareReadsExtraAndParam) {
     ADD_FAILURE() << "no error";
   } catch (const InputError& e) {
     EXPECT_STREQ(e.what(), "param.device: unknown key");
+  }
+}
+
+TEST(Kinds, OneTableForNamesFunctionsAndHelp) {
+  EXPECT_EQ(navreq::tool::KindNames(),
+            (std::vector<std::string>{"route", "refresh", "location", "navstop", "plus", "slice"}));
+  const std::pair<const char*, const char*> calls[] = {{"route", "GetRouteReqData"},
+                                                       {"refresh", "GetRouteRefreshReqData"},
+                                                       {"location", "GetLocationUploadReqData"},
+                                                       {"navstop", "GetNavStopActionReqData"},
+                                                       {"plus", "GetRoutePlus"},
+                                                       {"slice", "GetRouteSlice"}};
+  const std::string help = navreq::tool::KindsHelp();
+  for (const auto& call : calls) {
+    EXPECT_EQ(navreq::tool::Prepare(call.first, nullptr, nullptr).function, call.second);
+    EXPECT_NE(help.find(std::string("  ") + call.first + ": " + call.second + ", param "), std::string::npos)
+        << call.first;
   }
 }
 

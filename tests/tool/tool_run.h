@@ -56,25 +56,37 @@ struct ToolResult {
   std::string err;
 };
 
+// `s` as one word of a shell command.
+inline std::string ShellQuote(const std::string& s) {
+  std::string q = "'";
+  for (char c : s) q += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return q + "'";
+}
+
+// The shell command that runs `navreq ARGS...`, without redirections.
+inline std::string ToolCommand(const std::vector<std::string>& args) {
+  // NAVREQ_TOOL_LAUNCHER: the emulator of a cross build, empty otherwise.
+  std::string command = std::string(NAVREQ_TOOL_LAUNCHER);
+  if (!command.empty()) command += " ";
+  command += ShellQuote(NAVREQ_TOOL_BINARY);
+  for (const std::string& a : args) command += " " + ShellQuote(a);
+  return command;
+}
+
+// The exit status of a shell command; -1 when it did not exit normally.
+inline int RunShell(const std::string& command) {
+  const int raw = std::system(command.c_str());
+  return raw != -1 && WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
+}
+
 // Runs `navreq ARGS...` with `input` on its standard input.
 inline ToolResult RunTool(const std::vector<std::string>& args, const std::string& input = "") {
   ScratchDir dir;
   WriteFile(dir.file("stdin"), input);
-  auto quote = [](const std::string& s) {
-    std::string q = "'";
-    for (char c : s) q += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return q + "'";
-  };
-  // NAVREQ_TOOL_LAUNCHER: the emulator of a cross build, empty otherwise.
-  std::string command = std::string(NAVREQ_TOOL_LAUNCHER);
-  if (!command.empty()) command += " ";
-  command += quote(NAVREQ_TOOL_BINARY);
-  for (const std::string& a : args) command += " " + quote(a);
-  command +=
-      " <" + quote(dir.file("stdin")) + " >" + quote(dir.file("stdout")) + " 2>" + quote(dir.file("stderr"));
-  const int raw = std::system(command.c_str());
+  const std::string command = ToolCommand(args) + " <" + ShellQuote(dir.file("stdin")) + " >" +
+                              ShellQuote(dir.file("stdout")) + " 2>" + ShellQuote(dir.file("stderr"));
   ToolResult result;
-  if (raw != -1 && WIFEXITED(raw)) result.status = WEXITSTATUS(raw);
+  result.status = RunShell(command);
   result.out = ReadFile(dir.file("stdout"));
   result.err = ReadFile(dir.file("stderr"));
   return result;

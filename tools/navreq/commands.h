@@ -1,8 +1,8 @@
 // The subcommands of `navreq`, callable without the command line.
 //
 // Each returns the process exit status. Results go to `out`, messages to
-// `err`; the entry functions' own failure lines still go to the C standard
-// output, as they do in the engine.
+// `err`. What an entry function prints on standard output is captured:
+// `encode` copies it to `err`, `batch` into the request's answer.
 #pragma once
 
 #include <cstdint>
@@ -18,19 +18,21 @@ constexpr int kExitThrew = 3;           // the entry function threw
 constexpr int kExitDumpIncomplete = 1;  // dump: some bytes did not decode
 constexpr int kExitUsage = 64;          // bad command line
 constexpr int kExitBadInput = 65;       // input that cannot be read or is not valid
-constexpr int kExitCannotWrite = 73;    // the output file cannot be written
+constexpr int kExitCannotWrite = 73;    // an output (a file or standard output) cannot be written
 
 struct EncodeOptions {
   std::string kind;
   std::string input = "-";  // "-": standard input
-  std::string output;       // empty: one line of lowercase hex on `out`
+  std::string output;       // empty: one line of lowercase hex on `out`; "-": raw bytes on `out`
   std::optional<std::int64_t> now_ms;
-  bool log = false;  // every Log::record call on `err`
+  std::optional<std::uint64_t> seed;  // digits of a new location session identifier
+  bool log = false;                   // every Log::record call on `err`
 };
 
 struct BatchOptions {
-  std::string input;
+  std::string input;   // "-": standard input
   std::string output;  // empty: `out`
+  std::optional<std::uint64_t> seed;
 };
 
 struct DumpOptions {

@@ -30,47 +30,72 @@ std::shared_ptr<Param> ReadParam(const json* param) {
   return out;
 }
 
-std::shared_ptr<ReqExtraParam> ReadExtra(const json* extra) {
-  auto out = std::make_shared<ReqExtraParam>();
-  if (extra != nullptr) FromJson(*extra, *out, "extra");
-  return out;
-}
+template <class Fn>
+struct WithExtraTraits;
+template <class Param, class Result>
+struct WithExtraTraits<Result (*)(const Param&, const ReqExtraParam&, std::vector<char>&)> {
+  using ParamType = Param;
+};
 
 // Kinds whose entry function takes (param, extra, out).
-template <class Param, class Result>
-PreparedRequest WithExtra(const char* function,
-                          Result (*fn)(const Param&, const ReqExtraParam&, std::vector<char>&),
-                          const json* extra, const json* param) {
+template <auto fn>
+std::function<int(std::vector<char>&)> WithExtra(const json* extra, const json* param) {
+  using Param = typename WithExtraTraits<decltype(fn)>::ParamType;
   auto p = ReadParam<Param>(param);
-  auto e = ReadExtra(extra);
-  return {function, [fn, p, e](std::vector<char>& out) { return static_cast<int>(fn(*p, *e, out)); }};
+  auto e = std::make_shared<ReqExtraParam>();
+  if (extra != nullptr) FromJson(*extra, *e, "extra");
+  return [p, e](std::vector<char>& out) { return static_cast<int>(fn(*p, *e, out)); };
+}
+
+std::function<int(std::vector<char>&)> NavStop(const json* extra, const json* param) {
+  if (extra != nullptr) throw InputError("extra: unknown key (the stop event takes no client identity)");
+  auto p = ReadParam<NavStopParam>(param);
+  return [p](std::vector<char>& out) {
+    return entry::GetNavStopActionReqData(p->text, p->device_id, p->client_key, out);
+  };
 }
 
 }  // namespace
 
-const std::vector<std::string>& KindNames() {
-  static const std::vector<std::string> names = {"route", "refresh", "location", "navstop", "plus", "slice"};
+// A kind whose entry function takes (param, extra, out), named once.
+#define NAVREQ_KIND_WITH_EXTRA(name, function, param) \
+  Kind { name, #function, param, &WithExtra<&entry::function> }
+
+const std::vector<Kind>& Kinds() {
+  static const std::vector<Kind> kinds = {
+      NAVREQ_KIND_WITH_EXTRA("route", GetRouteReqData, "DriveRouteReqParam"),
+      NAVREQ_KIND_WITH_EXTRA("refresh", GetRouteRefreshReqData, "RouteRefreshReqParam"),
+      NAVREQ_KIND_WITH_EXTRA("location", GetLocationUploadReqData, "LocationUploadParam"),
+      Kind{"navstop", "GetNavStopActionReqData", "{\"text\", \"device_id\", \"client_key\"}, no extra",
+           &NavStop},
+      NAVREQ_KIND_WITH_EXTRA("plus", GetRoutePlus, "PlusReq"),
+      NAVREQ_KIND_WITH_EXTRA("slice", GetRouteSlice, "SliceReq"),
+  };
+  return kinds;
+}
+
+#undef NAVREQ_KIND_WITH_EXTRA
+
+std::vector<std::string> KindNames() {
+  std::vector<std::string> names;
+  for (const Kind& kind : Kinds()) names.emplace_back(kind.name);
   return names;
 }
 
-PreparedRequest Prepare(const std::string& kind, const json* extra, const json* param) {
-  if (kind == "route") return WithExtra("GetRouteReqData", &entry::GetRouteReqData, extra, param);
-  if (kind == "refresh")
-    return WithExtra("GetRouteRefreshReqData", &entry::GetRouteRefreshReqData, extra, param);
-  if (kind == "location") {
-    return WithExtra("GetLocationUploadReqData", &entry::GetLocationUploadReqData, extra, param);
+std::string KindsHelp() {
+  std::string help;
+  for (const Kind& kind : Kinds()) {
+    help += std::string("  ") + kind.name + ": " + kind.function + ", param " + kind.param + "\n";
   }
-  if (kind == "plus") return WithExtra("GetRoutePlus", &entry::GetRoutePlus, extra, param);
-  if (kind == "slice") return WithExtra("GetRouteSlice", &entry::GetRouteSlice, extra, param);
-  if (kind == "navstop") {
-    if (extra != nullptr) throw InputError("extra: unknown key (the stop event takes no client identity)");
-    auto p = ReadParam<NavStopParam>(param);
-    return {"GetNavStopActionReqData", [p](std::vector<char>& out) {
-              return entry::GetNavStopActionReqData(p->text, p->device_id, p->client_key, out);
-            }};
+  return help;
+}
+
+PreparedRequest Prepare(const std::string& kind, const json* extra, const json* param) {
+  for (const Kind& k : Kinds()) {
+    if (kind == k.name) return {k.function, k.bind(extra, param)};
   }
   std::string known;
-  for (const std::string& name : KindNames()) known += (known.empty() ? "" : ", ") + name;
+  for (const Kind& k : Kinds()) known += (known.empty() ? "" : ", ") + std::string(k.name);
   throw InputError("unknown kind \"" + kind + "\" (one of " + known + ")");
 }
 
@@ -91,6 +116,20 @@ PreparedRequest PrepareFromObject(const json& doc, const std::string& kind,
     }
   }
   return Prepare(kind, extra, param);
+}
+
+CallOutcome Call(const PreparedRequest& request, std::vector<char>& out) {
+  CallOutcome outcome;
+  try {
+    outcome.rc = request.call(out);
+  } catch (const std::exception& e) {
+    outcome.threw = true;
+    outcome.what = request.function + " threw: " + e.what();
+  } catch (...) {
+    outcome.threw = true;
+    outcome.what = request.function + " threw a non-standard exception";
+  }
+  return outcome;
 }
 
 }  // namespace tool

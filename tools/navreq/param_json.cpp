@@ -1,38 +1,61 @@
 #include "param_json.h"
 
 #include <limits>
-#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace navreq {
 namespace tool {
 
-json ParseJsonDocument(const std::string& text) {
-  // One set of keys per object being parsed, to refuse a key given twice
-  // (the parser alone would keep the last value silently).
-  std::vector<std::set<std::string>> open_objects;
-  const json::parser_callback_t check_keys = [&open_objects](int, json::parse_event_t event, json& parsed) {
-    switch (event) {
-      case json::parse_event_t::object_start:
-        open_objects.emplace_back();
-        break;
-      case json::parse_event_t::object_end:
-        if (!open_objects.empty()) open_objects.pop_back();
-        break;
-      case json::parse_event_t::key:
-        if (!open_objects.empty() && !open_objects.back().insert(parsed.get<std::string>()).second) {
-          throw InputError("duplicate key " + parsed.dump());
-        }
-        break;
-      default:
-        break;
-    }
+namespace {
+
+// Builds the document from the parser's events, as the library's own DOM
+// builder does, and refuses a key given twice in one object (the library
+// would keep the last value silently). The check is the insertion itself:
+// each key costs one map insertion, whatever the size of the document.
+class StrictDocumentBuilder {
+ public:
+  explicit StrictDocumentBuilder(json& root) : root_(root) {}
+
+  bool null() { return Put(nullptr); }
+  bool boolean(bool value) { return Put(value); }
+  bool number_integer(json::number_integer_t value) { return Put(value); }
+  bool number_unsigned(json::number_unsigned_t value) { return Put(value); }
+  bool number_float(json::number_float_t value, const json::string_t&) { return Put(value); }
+  bool string(json::string_t& value) { return Put(std::move(value)); }
+  bool binary(json::binary_t& value) { return Put(json::binary(std::move(value))); }
+
+  bool start_object(std::size_t) {
+    open_.push_back({Slot(json::value_t::object), nullptr});
     return true;
-  };
-  try {
-    return json::parse(text, check_keys);
-  } catch (const json::exception& e) {
+  }
+  bool key(json::string_t& key) {
+    Open& object = open_.back();
+    auto placed = object.value->get_ref<json::object_t&>().emplace(std::move(key), nullptr);
+    if (!placed.second) {
+      const std::string path = Path();
+      throw InputError((path.empty() ? "" : path + ": ") + "duplicate key " +
+                       json(placed.first->first).dump());
+    }
+    object.key = &placed.first->first;
+    next_ = &placed.first->second;
+    return true;
+  }
+  bool end_object() {
+    open_.pop_back();
+    return true;
+  }
+  bool start_array(std::size_t) {
+    open_.push_back({Slot(json::value_t::array), nullptr});
+    return true;
+  }
+  bool end_array() {
+    open_.pop_back();
+    return true;
+  }
+
+  bool parse_error(std::size_t, const std::string&, const json::exception& e) {
     // "[json.exception.parse_error.101] parse error at line 1, column 9: ...", or
     // "[json.exception.out_of_range.406] number overflow parsing '1e400'"
     std::string message = e.what();
@@ -41,6 +64,60 @@ json ParseJsonDocument(const std::string& text) {
       message.erase(0, bracket + 2);
     throw InputError("invalid JSON: " + message);
   }
+
+ private:
+  struct Open {
+    json* value;
+    const std::string* key;  // an object's key being read
+  };
+
+  // Where the next value goes: the root, the next element of the open array,
+  // or the member whose key was just read.
+  json* Slot(json value) {
+    json* slot = &root_;
+    if (!open_.empty()) {
+      json& container = *open_.back().value;
+      if (container.is_array()) {
+        container.get_ref<json::array_t&>().push_back(std::move(value));
+        return &container.get_ref<json::array_t&>().back();
+      }
+      slot = next_;
+    }
+    *slot = std::move(value);
+    return slot;
+  }
+
+  template <class T>
+  bool Put(T&& value) {
+    Slot(json(std::forward<T>(value)));
+    return true;
+  }
+
+  // The path of the innermost open object, e.g. "param.viaPoints[3]".
+  std::string Path() const {
+    std::string path;
+    for (std::size_t i = 0; i + 1 < open_.size(); ++i) {
+      if (open_[i].value->is_array()) {
+        path += "[" + std::to_string(open_[i].value->size() - 1) + "]";
+      } else {
+        path += (path.empty() ? "" : ".") + *open_[i].key;
+      }
+    }
+    return path;
+  }
+
+  json& root_;
+  std::vector<Open> open_;
+  json* next_ = nullptr;
+};
+
+}  // namespace
+
+json ParseJsonDocument(const std::string& text) {
+  json document;
+  StrictDocumentBuilder builder(document);
+  json::sax_parse(text, &builder);
+  return document;
 }
 
 namespace detail {

@@ -20,6 +20,8 @@ using ClockFunction = std::function<std::int64_t()>;
 using LogSink = std::function<void(int level, int event, const std::string& message)>;
 // Metres between two positions in degrees (lat1, lon1, lat2, lon2).
 using DistanceFunction = std::function<double(double, double, double, double)>;
+// Receives every line that platform::PutLine would print, without its newline.
+using PrintSink = std::function<void(const std::string& line)>;
 
 class ScopedGzip {
  public:
@@ -67,6 +69,18 @@ class ScopedDistance {
 
  private:
   DistanceFunction previous_;
+};
+
+// Without a sink, lines go to standard output.
+class ScopedPrintSink {
+ public:
+  explicit ScopedPrintSink(PrintSink sink);
+  ~ScopedPrintSink();
+  ScopedPrintSink(const ScopedPrintSink&) = delete;
+  ScopedPrintSink& operator=(const ScopedPrintSink&) = delete;
+
+ private:
+  PrintSink previous_;
 };
 
 // The default compressor (deflate level 6 with gzip framing, by zlib or, with

@@ -1,6 +1,6 @@
 // Engine services the serializer calls but does not own: compression, logging,
-// the wall clock and geodesic distance. The navreq::services library provides
-// default implementations; an engine may link its own instead.
+// the wall clock, geodesic distance and the standard output of failure lines. The navreq::services library
+// provides default implementations; an engine may link its own instead.
 #pragma once
 
 #include <cstdint>
@@ -38,6 +38,11 @@ bool GZipCompress(std::vector<char>& in, std::vector<char>& out);
 namespace platform {
 // Wall-clock time in milliseconds since the Unix epoch.
 std::int64_t GetTimestampMilliseconds();
+
+// Prints `line` and a newline on standard output, as std::puts does. Every
+// fixed failure line of the serializers ("SerializeKSE_route_req_fail", ...)
+// goes through here; never fails.
+void PutLine(const char* line) noexcept;
 }  // namespace platform
 
 namespace math {
