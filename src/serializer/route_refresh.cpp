@@ -25,10 +25,10 @@ constexpr double kMetresPerDegree = 111319.49077777778;
 constexpr double kHalfDegreeRadians = 0.008726646259971648;  // pi / 360
 constexpr double kDegreeRadians = 0.017453292519943295;      // pi / 180
 
-// Rounds halves away from zero and cuts to 32 bits. std::round keeps NaN,
-// infinities and huge values as they are; TruncToInt32 then gives them a
-// defined result (0 or the int32 limits), where a plain cast would not.
-double WholeMetres(double metres) { return static_cast<double>(navreq::TruncToInt32(std::round(metres))); }
+// Whole metres, stored as a double: rounded, saturated to 64 bits, then cut to
+// 32. Far outside the int32 range the position wraps around rather than
+// sticking at a limit: a longitude of 1e10 degrees gives -485803278.
+double WholeMetres(double metres) { return static_cast<double>(navreq::RoundedMetresLow32(metres)); }
 
 // Spherical Mercator x of a longitude, in whole metres.
 double MercatorX(double longitude) { return WholeMetres(longitude * kMetresPerDegree); }

@@ -59,13 +59,8 @@ constexpr std::int32_t kTruckRouteOption59 = 301;
 // Highest truck option 6 the service accepts.
 constexpr std::int32_t kTruckOption6Max = 6;
 
-std::int32_t MicroDegrees(double degrees) { return navreq::TruncToInt32(degrees * 1000000.0); }
-
-// Truck measure -> integer thousandths; the product is formed in float.
-std::int32_t Thousandths(float measure) {
-  const float product = measure * 1000.0f;
-  return navreq::TruncToInt32(static_cast<double>(product));
-}
+using navreq::MicroDegrees;
+using navreq::Thousandths;
 
 // Heading opposite to the yaw angle, in [0, 360] for finite angles.
 std::string ReverseHeadingText(float yaw_angle) {
@@ -165,7 +160,7 @@ std::int32_t AsyncGuidanceCode(const DriveRouteReqParam& param) {
 
 // "<measure>$$<identity_b>$$<speed with one decimal>".
 std::string StatusText(float scalar_a, const std::string& identity_b, float speed) {
-  std::int32_t measure = navreq::TruncToInt32(static_cast<double>(scalar_a));
+  std::int32_t measure = navreq::WholeUnits(scalar_a);
   if (measure < 5) measure = 4;  // deliberate floor: the server reads anything below 5 as 4
   return std::to_string(measure) + "$$" + identity_b + "$$" + FixedText(static_cast<double>(speed), 1);
 }
