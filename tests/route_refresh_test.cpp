@@ -240,6 +240,8 @@ TEST(RouteRefreshMercator, BeyondTheInt32RangeKeepsTheLow32BitsOfTheRoundedMetre
       // and its logarithm NaN).
       {nan, nan, "0000000000000000", "0000000000000000"},
       {0.0, 91.0, "0000000000000000", "0000000000000000"},
+      // An infinite latitude: the tangent of infinity is NaN, so 0.
+      {0.0, inf, "0000000000000000", "0000000000000000"},
       // -0.0 x R is -0.0, rounded to the integer 0: stored as +0.0.
       {-0.0, 0.0, "0000000000000000", "0000000000000000"},
       // Inside the int32 range nothing is cut: 180 x R = 20037508.34 ->
