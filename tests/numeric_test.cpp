@@ -1,4 +1,5 @@
-// The one conversion from floating point to integer, and integer narrowing.
+// The three conversion rules: truncate and saturate, round and saturate, keep
+// the low bits.
 #include "navreq/numeric.h"
 
 #include <gtest/gtest.h>
@@ -8,6 +9,7 @@
 
 namespace {
 
+using navreq::RoundToInt64;
 using navreq::TruncToInt32;
 using navreq::WrapTo;
 
@@ -33,6 +35,32 @@ TEST(TruncToInt32, SaturatesLikeTheArmConversion) {
   EXPECT_EQ(TruncToInt32(-2147483649.0), -2147483647 - 1);
   EXPECT_EQ(TruncToInt32(-1e300), -2147483647 - 1);
   EXPECT_EQ(TruncToInt32(static_cast<double>(std::numeric_limits<float>::max())), 2147483647);
+}
+
+TEST(RoundToInt64, RoundsHalvesAwayFromZero) {
+  EXPECT_EQ(RoundToInt64(0.5), 1);
+  EXPECT_EQ(RoundToInt64(-0.5), -1);
+  EXPECT_EQ(RoundToInt64(2.5), 3);
+  EXPECT_EQ(RoundToInt64(-2.5), -3);
+  EXPECT_EQ(RoundToInt64(0.49999999999999994), 0);  // the double just below 0.5
+  EXPECT_EQ(RoundToInt64(-0.0), 0);
+  EXPECT_EQ(RoundToInt64(std::numeric_limits<double>::denorm_min()), 0);
+  EXPECT_EQ(RoundToInt64(4503599627370497.0), 4503599627370497);  // 2^52 + 1: already whole
+}
+
+TEST(RoundToInt64, SaturatesLikeTheArmConversion) {
+  const double inf = std::numeric_limits<double>::infinity();
+  const std::int64_t max = std::numeric_limits<std::int64_t>::max();
+  const std::int64_t min = std::numeric_limits<std::int64_t>::min();
+  EXPECT_EQ(RoundToInt64(std::nan("")), 0);
+  EXPECT_EQ(RoundToInt64(inf), max);
+  EXPECT_EQ(RoundToInt64(-inf), min);
+  EXPECT_EQ(RoundToInt64(1e300), max);
+  EXPECT_EQ(RoundToInt64(-1e300), min);
+  EXPECT_EQ(RoundToInt64(9223372036854774784.0), 9223372036854774784);  // 2^63 - 1024, the last double inside
+  EXPECT_EQ(RoundToInt64(9223372036854775808.0), max);                  // 2^63
+  EXPECT_EQ(RoundToInt64(-9223372036854775808.0), min);                 // -2^63 itself, inside
+  EXPECT_EQ(RoundToInt64(-9223372036854777856.0), min);                 // the next double below
 }
 
 TEST(WrapTo, KeepsLowBits) {

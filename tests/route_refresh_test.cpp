@@ -169,22 +169,83 @@ TEST(RouteRefreshMercator, MercatorOfLatitude399) {
   EXPECT_NE(Encoded(on).find("b5415281b740000000"), std::string::npos);
 }
 
-TEST(RouteRefreshMercator, NonFiniteAndHugeValuesAreCutSafely) {
-  OneRouteTrafficReqParam r = Route1();
-  TrafficTimeReq t;
-  r.longitude = std::nan("");
-  r.latitude = 91.0;  // tan of an angle past 90 degrees is negative: ln gives NaN
-  drs::GetTrafficTimeReq(t, r, Param(), Extra(), 2);
-  EXPECT_EQ(t.mercator_x, 0.0);
-  EXPECT_EQ(t.mercator_y, 0.0);
-  r.longitude = 1e300;
-  r.latitude = -90.0;  // tan(0) = 0: ln gives -infinity
-  drs::GetTrafficTimeReq(t, r, Param(), Extra(), 2);
-  EXPECT_EQ(t.mercator_x, 2147483647.0);
-  EXPECT_EQ(t.mercator_y, -2147483648.0);
-  r.longitude = -std::numeric_limits<double>::infinity();
-  drs::GetTrafficTimeReq(t, r, Param(), Extra(), 2);
-  EXPECT_EQ(t.mercator_x, -2147483648.0);
+// Whole metres are rounded to a 64-bit integer (saturating, NaN 0) and then
+// cut to their low 32 bits: far positions wrap around, they do not stick at
+// the int32 limits. Each case gives the x and y bytes of both questions:
+// head a5 / b5 (tags 10, 11 of OnRouteReq) and 35 / 45 (tags 3, 4 of
+// TrafficTimeReq), then the big-endian double.
+struct MercatorCase {
+  double longitude;
+  double latitude;
+  const char* x_bits;
+  const char* y_bits;
+};
+
+// OnRouteReq of Route1() and Param() with the given x and y bytes.
+std::string OnRouteRoute1(const std::string& x_bits, const std::string& y_bits) {
+  return Int(0, 12) + Int(1, 5) + Int(2, 0) + Int(3, 0) + Str(4, "T") + Str(5, "IMEI1") + Int(6, 0) +
+         Int(7, 1) + Str(8, "F") + Str(9, "2.0") + "a5" + x_bits + "b5" + y_bits + Int(12, 1) + Str(13, "P") +
+         Str(14, "P") + Int(15, 0) + Int(16, 9) + Int(17, 10);
+}
+
+// TrafficTimeReq of Route1() and Param(), value 2, with the given x and y bytes.
+std::string TrafficTimeRoute1(const std::string& x_bits, const std::string& y_bits) {
+  return Int(0, 12) + Int(1, 6) + Int(2, 5) + "35" + x_bits + "45" + y_bits + Int(5, 2) + Int(6, 8) +
+         Int(7, 7) + Str(8, "P") + Str(9, "P") + Int(10, 0) + Int(11, 0);
+}
+
+TEST(RouteRefreshMercator, BeyondTheInt32RangeKeepsTheLow32BitsOfTheRoundedMetres) {
+  const double nan = std::nan("");
+  const double inf = std::numeric_limits<double>::infinity();
+  const MercatorCase cases[] = {
+      // 1e10 x R = 1113194907777777.9 -> 1113194907777778 = 0x3f471e30b3af2;
+      // low 32 bits 0xe30b3af2 = -485803278 = -0x1cf4c50e = -1.cf4c50e x 2^28.
+      {1e10, 0.0, "c1bcf4c50e000000", "0000000000000000"},
+      // 123456789.123 x R = 13743146898231.855 -> 13743146898232 = 0xc7fd3639338;
+      // low 32 bits 0xd3639338 = -748448968 = -0x2c9c6cc8 = -1.64e3664 x 2^29.
+      {123456789.123, 0.0, "c1c64e3664000000", "0000000000000000"},
+      // 1e300 x R saturates to INT64_MAX, whose low 32 bits are all ones: -1.
+      {1e300, 0.0, "bff0000000000000", "0000000000000000"},
+      // +infinity saturates to INT64_MAX too: -1.
+      {inf, 0.0, "bff0000000000000", "0000000000000000"},
+      // -1e300 and -infinity saturate to INT64_MIN, whose low 32 bits are 0.
+      {-1e300, 0.0, "0000000000000000", "0000000000000000"},
+      {-inf, 0.0, "0000000000000000", "0000000000000000"},
+      // Latitude -90: tan(0) = 0, ln(0) = -infinity, so y is INT64_MIN: 0.
+      {0.0, -90.0, "0000000000000000", "0000000000000000"},
+      // NaN gives 0 (latitude 91: tan of an angle past 90 degrees is negative,
+      // and its logarithm NaN).
+      {nan, nan, "0000000000000000", "0000000000000000"},
+      {0.0, 91.0, "0000000000000000", "0000000000000000"},
+      // An infinite latitude: the tangent of infinity is NaN, so 0.
+      {0.0, inf, "0000000000000000", "0000000000000000"},
+      // -0.0 x R is -0.0, rounded to the integer 0: stored as +0.0.
+      {-0.0, 0.0, "0000000000000000", "0000000000000000"},
+      // Inside the int32 range nothing is cut: 180 x R = 20037508.34 ->
+      // 20037508 = 0x131bf84 = 1.31bf84 x 2^24.
+      {180.0, 0.0, "41731bf840000000", "0000000000000000"},
+      // The last longitudes inside the int32 range and the first outside:
+      // 19291.17383 x R = 2147483647.26 -> 2147483647 = 0x7fffffff (INT32_MAX);
+      // 19291.17384 x R = 2147483648.37 -> 2^31, cut to INT32_MIN;
+      // -19291.17384 x R = -2147483648.37 -> -2^31 = INT32_MIN, inside;
+      // -19291.17385 x R = -2147483649.49 -> -2^31 - 1, cut to INT32_MAX.
+      {19291.17383, 0.0, "41dfffffffc00000", "0000000000000000"},
+      {19291.17384, 0.0, "c1e0000000000000", "0000000000000000"},
+      {-19291.17384, 0.0, "c1e0000000000000", "0000000000000000"},
+      {-19291.17385, 0.0, "41dfffffffc00000", "0000000000000000"},
+  };
+  for (const MercatorCase& c : cases) {
+    SCOPED_TRACE(testing::Message() << "longitude " << c.longitude << ", latitude " << c.latitude);
+    OneRouteTrafficReqParam r = Route1();
+    r.longitude = c.longitude;
+    r.latitude = c.latitude;
+    OnRouteReq on;
+    drs::GetOnRouteReq(on, r, Param(), Extra());
+    EXPECT_EQ(Encoded(on), OnRouteRoute1(c.x_bits, c.y_bits));
+    TrafficTimeReq t;
+    drs::GetTrafficTimeReq(t, r, Param(), Extra(), 2);
+    EXPECT_EQ(Encoded(t), TrafficTimeRoute1(c.x_bits, c.y_bits));
+  }
 }
 
 // ---- Route identifiers

@@ -72,8 +72,6 @@ void GetCarRouteReq(navkse::routesearch::CarRouteReq& request, const DriveRouteR
 void GetRankInfo(navkse::routesearch::CarRouteReq& request, const DriveRouteReqParam& param);
 void GetMotoParam(navkse::routesearch::CarRouteReq& request, const KSMotoParam& moto);
 void GetTruckParam(navkse::routesearch::CarRouteReq& request, const KSTruckParam& truck);
-void GetKSEExplainControl(navkse::routesearch::RouteCloudControl& target,
-                          const std::map<std::string, KSFollowExplainControl>& controls);
 
 // The complete route search request: a Package (command 10101,
 // "CMD_ROUTE_CAR_SNS") around the gzip-compressed CarRouteReq.
@@ -88,6 +86,10 @@ void GetTrafficTimeReq(navkse::dynamicroute::TrafficTimeReq& target, const OneRo
                        const RouteRefreshReqParam& param, const ReqExtraParam& extra, int value);
 void GetAllOnRouteReq(navkse::dynamicroute::AllOnRouteReq& target, const OneRouteTrafficReqParam& route,
                       const RouteRefreshReqParam& param, const ReqExtraParam& extra, int value);
+// Copies the engine's follow-explain controls into the cloud control map; a
+// key already there keeps its control.
+void GetKSEExplainControl(navkse::routesearch::RouteCloudControl& target,
+                          const std::map<std::string, KSFollowExplainControl>& controls);
 
 // The traffic refresh request: a Package (command 10102,
 // "CMD_TRAFFIC_ALL_ON_ROUTE_BATCH_SDK"). A route `id_text` that is not a

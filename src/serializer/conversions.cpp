@@ -1,11 +1,11 @@
 // Engine positions and fixes into the protocol's integer records.
 //
 // The engine keeps degrees and SI units in floating point; the wire wants
-// integer micro-degrees, whole degrees, thousandths and km/h. Every conversion
-// truncates toward zero (never rounds) through navreq::TruncToInt32, which also
-// pins what NaN, infinities and out-of-range values become (0, INT32_MAX,
-// INT32_MIN), so a bad fix from the positioning layer can never make the
-// request depend on the host.
+// integer micro-degrees, whole degrees, thousandths and km/h. The numbers go
+// through the named conversions of navreq/numeric.h, which truncate toward zero
+// (never round) and pin what NaN, infinities and out-of-range values become (0,
+// INT32_MAX, INT32_MIN), so a bad fix from the positioning layer can never make
+// the request depend on the host.
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -22,22 +22,16 @@ namespace zv_navi_core {
 
 namespace {
 
-// Degrees -> micro-degrees, product in double, truncated.
-std::int32_t MicroDegrees(double degrees) { return navreq::TruncToInt32(degrees * 1000000.0); }
+using navreq::MicroDegrees;
 
 // The ten converted fields of a fix, shared by the single and list forms.
 void FillGps(navkse::common::Gps& gps, const KSLocation& fix) {
   gps.longitude = MicroDegrees(fix.longitude);
   gps.latitude = MicroDegrees(fix.latitude);
-  gps.scalarC = navreq::TruncToInt32(static_cast<double>(fix.scalarC));
-  gps.heading = navreq::TruncToInt32(static_cast<double>(fix.heading));
-  // The product is rounded to float before truncation: 2.3f gives 2300, where
-  // the exact product (2299.99995...) would give 2299.
-  const float scalar_a_x1000 = fix.scalarA * 1000.0f;
-  gps.scalarA_x1000 = navreq::TruncToInt32(static_cast<double>(scalar_a_x1000));
-  // m/s -> km/h with the double constant: 2.5 m/s is 9 km/h here; the float
-  // constant 3.6f (3.59999990...) would make it 8.99999976... and so 8.
-  gps.speed_kmh = navreq::TruncToInt32(static_cast<double>(fix.speed) * 3.6);
+  gps.scalarC = navreq::WholeUnits(fix.scalarC);
+  gps.heading = navreq::WholeUnits(fix.heading);
+  gps.scalarA_x1000 = navreq::Thousandths(fix.scalarA);
+  gps.speed_kmh = navreq::KmhFromMetresPerSecond(fix.speed);
   gps.timeSeconds = fix.timeSeconds;
   gps.intValueA = fix.intValueA;
   gps.intValueB = fix.intValueB;

@@ -64,8 +64,7 @@ std::mutex& location_session_mutex() {
 
 std::int64_t EnterLocationSessionLocked(const std::string& session, std::int64_t now_ms) {
   if (session != g_session_id) {
-    const std::int64_t fresh = navreq::WrapTo<std::int64_t>(
-        static_cast<std::uint64_t>(now_ms) * 1000u + static_cast<std::uint64_t>(navreq::NewSessionDigits()));
+    const std::int64_t fresh = navreq::TimesThousandPlus(now_ms, navreq::NewSessionDigits());
     g_session_id = session;
     loc_sesstion_id = fresh;
   }

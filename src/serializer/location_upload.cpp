@@ -27,27 +27,14 @@ using navkse::locationReportDMQ::LocationPoint;
 using navkse::locationReportDMQ::LocationReportRequest;
 using navkse::ugcUnit::gpsBucket;
 using navkse::ugcUnit::gpsSpot;
-using navreq::TruncToInt32;
-using navreq::WrapTo;
-
-// Degrees -> integer micro-degrees, truncated toward zero.
-std::int32_t MicroDegrees(double degrees) { return TruncToInt32(degrees * 1000000.0); }
-
-// The x10 and x100 measures are multiplied in single precision, as the fix
-// stores them, before the truncation.
-std::int32_t Times10(float v) { return TruncToInt32(static_cast<double>(v * 10.0f)); }
-std::int32_t Times100(float v) { return TruncToInt32(static_cast<double>(v * 100.0f)); }
-
-// Seconds -> milliseconds. Wraps like the device's 64-bit multiply instead of
-// overflowing for absurd times.
-std::int64_t Milliseconds(std::int64_t seconds) {
-  return WrapTo<std::int64_t>(static_cast<std::uint64_t>(seconds) * 1000u);
-}
-
-// a - b of two int32 values, modulo 2^32 (the wire fields keep low bits only).
-std::uint32_t Diff32(std::int32_t a, std::int32_t b) {
-  return static_cast<std::uint32_t>(a) - static_cast<std::uint32_t>(b);
-}
+using navreq::Difference32;
+using navreq::DifferenceLow16;
+using navreq::Low32;
+using navreq::MicroDegrees;
+using navreq::MillisecondsOf;
+using navreq::Times10;
+using navreq::Times100Low16;
+using navreq::WholeUnitsLow16;
 
 // The report's reference values: those of the last fix that went out.
 struct ReportReference {
@@ -60,12 +47,14 @@ struct ReportReference {
 };
 
 ReportReference ReportReferenceOf(const KSLocation& fix) {
-  return ReportReference{MicroDegrees(fix.longitude),
-                         MicroDegrees(fix.latitude),
-                         Times10(fix.scalarD),
-                         Milliseconds(fix.timeSeconds),
-                         WrapTo<std::int16_t>(Times100(fix.speed)),
-                         WrapTo<std::int16_t>(TruncToInt32(static_cast<double>(fix.heading)))};
+  ReportReference ref;
+  ref.longitude = MicroDegrees(fix.longitude);
+  ref.latitude = MicroDegrees(fix.latitude);
+  ref.scalarD_x10 = Times10(fix.scalarD);
+  ref.time_ms = MillisecondsOf(fix.timeSeconds);
+  ref.speed_x100 = Times100Low16(fix.speed);
+  ref.heading = WholeUnitsLow16(fix.heading);
+  return ref;
 }
 
 // Fills a report whose sequence number the caller has already taken. Touches
@@ -75,7 +64,7 @@ void FillLocationReport(LocationReportRequest& target, const std::vector<KSLocat
   const KSLocation& first = fixes.front();
   LocationHeader& header = target.header;
   // Unsigned counter into an int32 field: from 2^31 on it goes out negative.
-  header.sequence_number = WrapTo<std::int32_t>(sequence);
+  header.sequence_number = Low32(sequence);
   header.loc_session_id = session_id;
   header.request_time_ms = request_time_ms;
   header.field5 = 1;
@@ -83,7 +72,7 @@ void FillLocationReport(LocationReportRequest& target, const std::vector<KSLocat
   header.longitude = MicroDegrees(first.longitude);
   header.latitude = MicroDegrees(first.latitude);
   header.scalarD_x10 = Times10(first.scalarD);
-  header.time_ms = Milliseconds(first.timeSeconds);
+  header.time_ms = MillisecondsOf(first.timeSeconds);
   header.time_ms_again = header.time_ms;
 
   ReportReference ref = ReportReferenceOf(first);
@@ -95,15 +84,14 @@ void FillLocationReport(LocationReportRequest& target, const std::vector<KSLocat
 
     LocationPoint point;
     point.field0 = 1;
-    point.d_longitude = WrapTo<std::int16_t>(Diff32(cur.longitude, ref.longitude));
-    point.d_latitude = WrapTo<std::int16_t>(Diff32(cur.latitude, ref.latitude));
-    point.d_scalarD_x10 = WrapTo<std::int16_t>(Diff32(cur.scalarD_x10, ref.scalarD_x10));
+    point.d_longitude = DifferenceLow16(cur.longitude, ref.longitude);
+    point.d_latitude = DifferenceLow16(cur.latitude, ref.latitude);
+    point.d_scalarD_x10 = DifferenceLow16(cur.scalarD_x10, ref.scalarD_x10);
     point.heading = cur.heading;
     point.speed_x100 = cur.speed_x100;
-    point.scalarA_x10 = WrapTo<std::int16_t>(Times10(fix.scalarA));
+    point.scalarA_x10 = navreq::Times10Low16(fix.scalarA);
     // Milliseconds as 32-bit values: only the low halves of the two times count.
-    point.d_time_ms = WrapTo<std::int32_t>(static_cast<std::uint32_t>(cur.time_ms) -
-                                           static_cast<std::uint32_t>(ref.time_ms));
+    point.d_time_ms = navreq::Low32Difference(cur.time_ms, ref.time_ms);
     point.d_time_ms_again = point.d_time_ms;
     point.intValueA = fix.intValueA;
     point.d_heading = static_cast<std::int32_t>(cur.heading) - ref.heading;
@@ -138,7 +126,7 @@ void GetGPSBuket(navkse::ugcUnit::gpsBucket& target, const std::string& number_t
   target.head.longitude = MicroDegrees(first.longitude);
   target.head.latitude = MicroDegrees(first.latitude);
   target.head.scalarD_x10 = Times10(first.scalarD);
-  target.head.time_s = WrapTo<std::int32_t>(first.timeSeconds);
+  target.head.time_s = Low32(first.timeSeconds);
 
   std::int32_t ref_longitude = target.head.longitude;
   std::int32_t ref_latitude = target.head.latitude;
@@ -147,21 +135,20 @@ void GetGPSBuket(navkse::ugcUnit::gpsBucket& target, const std::string& number_t
   // The first fix opens the list with zero differences. Times are not checked
   // for order here, only for fitting 32 bits upward.
   for (const KSLocation& fix : fixes) {
-    if (WrapTo<std::int32_t>(fix.timeSeconds) < fix.timeSeconds) continue;
+    if (Low32(fix.timeSeconds) < fix.timeSeconds) continue;
 
     const std::int32_t longitude = MicroDegrees(fix.longitude);
     const std::int32_t latitude = MicroDegrees(fix.latitude);
     const std::int32_t scalarD_x10 = Times10(fix.scalarD);
     gpsSpot spot;
-    spot.d_longitude = WrapTo<std::int32_t>(Diff32(longitude, ref_longitude));
-    spot.d_latitude = WrapTo<std::int32_t>(Diff32(latitude, ref_latitude));
-    spot.heading = WrapTo<std::int16_t>(TruncToInt32(static_cast<double>(fix.heading)));
+    spot.d_longitude = Difference32(longitude, ref_longitude);
+    spot.d_latitude = Difference32(latitude, ref_latitude);
+    spot.heading = WholeUnitsLow16(fix.heading);
     // Whole seconds kept to 8 bits: 300 s goes out as 44.
-    spot.d_time_s = WrapTo<std::int8_t>(static_cast<std::uint64_t>(fix.timeSeconds) -
-                                        static_cast<std::uint64_t>(ref_seconds));
-    spot.speed_x100 = WrapTo<std::int16_t>(Times100(fix.speed));
-    spot.scalarA_x10 = WrapTo<std::int16_t>(Times10(fix.scalarA));
-    spot.d_scalarD_x10 = WrapTo<std::int16_t>(Diff32(scalarD_x10, ref_scalarD_x10));
+    spot.d_time_s = navreq::DifferenceLow8(fix.timeSeconds, ref_seconds);
+    spot.speed_x100 = Times100Low16(fix.speed);
+    spot.scalarA_x10 = navreq::Times10Low16(fix.scalarA);
+    spot.d_scalarD_x10 = DifferenceLow16(scalarD_x10, ref_scalarD_x10);
     target.spots.push_back(spot);
     ref_longitude = longitude;
     ref_latitude = latitude;
@@ -210,7 +197,7 @@ int GetLocationUploadReqData(const LocationUploadParam& param, const ReqExtraPar
   session.identity_g = extra.identity_g;
   session.identity_f = extra.identity_f;
   session.identity_h = extra.identity_h;
-  session.request_time_s = WrapTo<std::int32_t>(now_ms / 1000);
+  session.request_time_s = Low32(navreq::WholeSecondsOf(now_ms));
   session.identity_c = extra.identity_c;
   session.device_id2 = extra.alt_device_id2.empty() ? extra.imei : extra.alt_device_id2;
 

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "navreq/engine/services.h"
+#include "navreq/numeric.h"
 #include "navreq/records/NavSDKGateway.h"
 #include "navreq/requests.h"
 #include "navreq/serialize.h"
@@ -75,7 +76,7 @@ int GetNavStopActionReqData(std::string text, std::string device_id, std::string
   event.value.arg = text.data();  // NUL-terminated; the callback stops at the first NUL
 
   // Whole seconds, truncated toward zero (also for a clock before 1970).
-  event.timestamp = platform::GetTimestampMilliseconds() / 1000;
+  event.timestamp = navreq::WholeSecondsOf(platform::GetTimestampMilliseconds());
   event.duration = 0;  // zero: proto3 leaves it off the wire
 
   pb_byte_t buffer[kEventBufferSize];

@@ -48,7 +48,7 @@ int GetSliceRequestData(const Request& param, const ReqExtraParam& extra, const 
   Log::record(kLevelInfo, kEventRequest, "%s request serialize slice_session_id %s", kind.log_prefix,
               request.slice_session_id.c_str());
   Log::record(kLevelInfo, kEventRequest, "%s request serialize slice_size %d", kind.log_prefix,
-              navreq::WrapTo<int>(request.slices.size()));
+              navreq::IntForLog(request.slices.size()));
 
   // A field the encoding cannot carry (a string over 100 MiB) fails the
   // request with 2, silently.
@@ -68,7 +68,7 @@ int GetSliceRequestData(const Request& param, const ReqExtraParam& extra, const 
   if (!SerializeKSE(package, out)) return 1;
 
   Log::record(kLevelInfo, kEventRequest, "%s request serialize succ size=%ld plus=%ld", kind.log_prefix,
-              navreq::WrapTo<long>(out.size()), navreq::WrapTo<long>(plain_body.size()));
+              navreq::LongForLog(out.size()), navreq::LongForLog(plain_body.size()));
   return 0;
 }
 

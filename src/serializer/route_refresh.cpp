@@ -2,6 +2,7 @@
 // every route the engine holds, in one batch inside a Package.
 #include <cmath>
 #include <cstdint>
+#include <map>
 #include <string>
 #include <utility>
 #include <vector>
@@ -25,10 +26,10 @@ constexpr double kMetresPerDegree = 111319.49077777778;
 constexpr double kHalfDegreeRadians = 0.008726646259971648;  // pi / 360
 constexpr double kDegreeRadians = 0.017453292519943295;      // pi / 180
 
-// Rounds halves away from zero and cuts to 32 bits. std::round keeps NaN,
-// infinities and huge values as they are; TruncToInt32 then gives them a
-// defined result (0 or the int32 limits), where a plain cast would not.
-double WholeMetres(double metres) { return static_cast<double>(navreq::TruncToInt32(std::round(metres))); }
+// Whole metres, stored as a double: rounded, saturated to 64 bits, then cut to
+// 32. Far outside the int32 range the position wraps around rather than
+// sticking at a limit: a longitude of 1e10 degrees gives -485803278.
+double WholeMetres(double metres) { return static_cast<double>(navreq::RoundedMetresLow32(metres)); }
 
 // Spherical Mercator x of a longitude, in whole metres.
 double MercatorX(double longitude) { return WholeMetres(longitude * kMetresPerDegree); }
@@ -91,6 +92,32 @@ void GetAllOnRouteReq(navkse::dynamicroute::AllOnRouteReq& target, const OneRout
   target.dynamic.refresh_value = value;
   GetOnRouteReq(target.on_route, route, param, extra);
   GetTrafficTimeReq(target.traffic_time, route, param, extra, value);
+}
+
+void GetKSEExplainControl(navkse::routesearch::RouteCloudControl& target,
+                          const std::map<std::string, KSFollowExplainControl>& controls) {
+  if (controls.empty()) return;
+  for (const auto& entry : controls) {
+    const KSFollowExplainControl& in = entry.second;
+    navkse::routesearch::FollowExplainControl control;
+    control.id0 = in.id0;
+    control.id1 = in.id1;
+    control.id2 = in.id2;
+    control.id3 = in.id3;
+    control.code4 = in.code4;
+    control.text5 = in.text5;
+    control.text6 = in.text6;
+    control.texts7 = in.texts7;
+    control.road_links8.reserve(in.road_links8.size());
+    for (const navcore::KSRoadLinkName& link : in.road_links8) {
+      navkse::routesearch::RoadLinkName name;
+      name.link_id = link.link_id;
+      name.name = link.name;
+      control.road_links8.push_back(name);
+    }
+    control.code9 = in.code9;
+    target.controls.emplace(entry.first, std::move(control));  // an existing key keeps its control
+  }
 }
 
 int GetRouteRefreshReqData(const RouteRefreshReqParam& param, const ReqExtraParam& extra,

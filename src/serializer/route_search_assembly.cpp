@@ -59,13 +59,8 @@ constexpr std::int32_t kTruckRouteOption59 = 301;
 // Highest truck option 6 the service accepts.
 constexpr std::int32_t kTruckOption6Max = 6;
 
-std::int32_t MicroDegrees(double degrees) { return navreq::TruncToInt32(degrees * 1000000.0); }
-
-// Truck measure -> integer thousandths; the product is formed in float.
-std::int32_t Thousandths(float measure) {
-  const float product = measure * 1000.0f;
-  return navreq::TruncToInt32(static_cast<double>(product));
-}
+using navreq::MicroDegrees;
+using navreq::Thousandths;
 
 // Heading opposite to the yaw angle, in [0, 360] for finite angles.
 std::string ReverseHeadingText(float yaw_angle) {
@@ -165,24 +160,22 @@ std::int32_t AsyncGuidanceCode(const DriveRouteReqParam& param) {
 
 // "<measure>$$<identity_b>$$<speed with one decimal>".
 std::string StatusText(float scalar_a, const std::string& identity_b, float speed) {
-  std::int32_t measure = navreq::TruncToInt32(static_cast<double>(scalar_a));
+  std::int32_t measure = navreq::WholeUnits(scalar_a);
   if (measure < 5) measure = 4;  // deliberate floor: the server reads anything below 5 as 4
   return std::to_string(measure) + "$$" + identity_b + "$$" + FixedText(static_cast<double>(speed), 1);
 }
 
-}  // namespace
-
-void GetCarRouteReq(CarRouteReq& request, const DriveRouteReqParam& param, const ReqExtraParam& extra) {
-  // Option 65 falls back to option 52.
+// Option 65 (falling back to option 52), start, destination and via points.
+void SetRouteEnds(CarRouteReq& request, const DriveRouteReqParam& param) {
   request.routeOption52 = param.routeOption52;
   request.routeOption65 = param.routeOption65.empty() ? param.routeOption52 : param.routeOption65;
-
-  // Start, destination, via points.
   route_req_serializer::GetSimplePOIRequestInfo(request.start, param.start);
   route_req_serializer::GetSimplePOIRequestInfo(request.destination, param.destination);
   GetViaPoints(request, param.viaPoints);
+}
 
-  // Preferences and plain copies.
+// Preferences copied as they are, and two fixed values.
+void CopyPreferences(CarRouteReq& request, const DriveRouteReqParam& param) {
   request.routeOption61 = param.routeOption61;
   request.routeOption47 = param.routeOption47;
   request.routeOption60 = param.routeOption60;
@@ -196,8 +189,10 @@ void GetCarRouteReq(CarRouteReq& request, const DriveRouteReqParam& param, const
   request.prefer_shortdist = param.prefer_shortdist;
   request.field23 = 2;
   request.field40 = 0;
+}
 
-  // The preference query repeats tags 6, 7 and 5 as text.
+// The preference query repeats tags 6, 7 and 5 as text.
+void AppendPreferenceQuery(CarRouteReq& request, const DriveRouteReqParam& param) {
   Log::record(kLevelInfo, kEventSearchPreference, "zelto SetupSearchPreference prefer_shortdist=%d",
               param.prefer_shortdist);
   request.preference_query += "&cond=0";
@@ -205,7 +200,11 @@ void GetCarRouteReq(CarRouteReq& request, const DriveRouteReqParam& param, const
   request.preference_query += "&nohighway=" + std::to_string(request.noHighway);
   request.preference_query += "&notoll=" + std::to_string(request.noToll);
   request.preference_query += "&traffic=" + std::to_string(request.trafficPref);
+}
 
+// Client identity, the options that depend on the via points, fixed values
+// and plain copies.
+void SetClientOptions(CarRouteReq& request, const DriveRouteReqParam& param, const ReqExtraParam& extra) {
   if (!extra.identity_i.empty()) request.identity_i = extra.identity_i;
   // The doubled option 3 is only for a search without via points.
   request.routeOption3 = param.viaPoints.empty() ? 2 * param.routeOption3 : 0;
@@ -223,59 +222,60 @@ void GetCarRouteReq(CarRouteReq& request, const DriveRouteReqParam& param, const
   request.identity_number = extra.identity_number;
   request.routeOption58 = param.routeOption58;
   request.routeOption66 = param.routeOption66;
+}
 
-  // Unknown current values come from the last recent fix. The measure
-  // takes the fix's scalarA when the current scalarA is unknown, whatever
-  // scalarC says: the server expects exactly this.
-  float heading = param.curHeading;
-  float measure = param.curScalarC;
-  float speed = param.curSpeed;
+// Heading, measure and speed of the car, unknown ones taken from the last
+// recent fix.
+struct CurrentValues {
+  float heading;
+  float measure;
+  float speed;
+};
+
+// The measure takes the fix's scalarA when the current scalarA is unknown,
+// whatever scalarC says: the server expects exactly this.
+CurrentValues CurrentValuesOf(const DriveRouteReqParam& param) {
+  CurrentValues cur{param.curHeading, param.curScalarC, param.curSpeed};
   if (!param.recentFixes.empty()) {
     const KSLocation& last = param.recentFixes.back();
-    if (heading < 0.0f) heading = last.heading;
-    if (param.curScalarC < 0.0f) measure = last.scalarC;
-    if (param.curScalarA <= 0.0f) measure = last.scalarA;
-    if (speed <= 0.0f) speed = last.speed;
+    if (cur.heading < 0.0f) cur.heading = last.heading;
+    if (param.curScalarC < 0.0f) cur.measure = last.scalarC;
+    if (param.curScalarA <= 0.0f) cur.measure = last.scalarA;
+    if (cur.speed <= 0.0f) cur.speed = last.speed;
   }
-  request.heading_text = AngleToStr(heading);
-  request.current_measure = measure;
+  return cur;
+}
 
-  ApplyReason(request, param);
-  if (param.reason == kReasonFork || param.reason == kReasonRouteRefresh) ApplyRerouteExtras(request, param);
-
+// Always sent: the device, two options, the energy type and the yaw position.
+void SetDeviceAndYaw(CarRouteReq& request, const DriveRouteReqParam& param, const ReqExtraParam& extra) {
   request.imei = extra.imei;
   request.routeOption22 = param.routeOption22;
   request.routeOption48 = param.routeOption48;
   request.cli_param.car_energy_type = param.car_energy_type;
   SetPoint(request.yaw_position, param.yawLatitude, param.yawLongitude);
+}
 
-  // One log line per fix, recent fixes first.
+// One log line per fix, recent fixes first.
+void ConvertFixes(CarRouteReq& request, const DriveRouteReqParam& param) {
   std::vector<navkse::common::Gps> recent;
   ConvertLocationsToCommGPS(recent, param.recentFixes);
   request.recent_fixes = std::move(recent);
   std::vector<navkse::common::Gps> trajectory;
   ConvertLocationsToCommGPS(trajectory, param.trajectoryFixes);
   request.trajectory_fixes = std::move(trajectory);
+}
 
+// The ride order, the feature bits and the yaw-cut flag.
+void SetOrderAndFeatures(CarRouteReq& request, const DriveRouteReqParam& param) {
   request.cli_param.order_source = param.order_source;
   request.cli_param.order_id_ = param.order_id_;
   request.feature_bits |= navkse::routesearch::kRouteSearchFeatureBits;
   // A first search and a reroute have yaw-cut flags of their own.
   request.cli_param.coords_cut_for_yaw = param.reason == kReasonSearch ? param.is_search_coords_cut_for_yaw
                                                                        : param.is_reroute_coords_cut_for_yaw;
+}
 
-  // The status text reads the current scalarA itself, not the fallback.
-  request.status_text = StatusText(param.curScalarA, extra.identity_b, speed);
-
-  // Limit areas, motorcycle, truck (only for a positive measure B).
-  GetLimitAreaList(request.limit_areas, param.limitAreas);
-  GetMotoParam(request, param.moto);
-  GetTruckParam(request, param.truck);
-  request.routeOption56 = param.routeOption56;
-  request.routeOption57 = param.routeOption57;
-  request.routeOption19 = param.routeOption19;
-
-  const std::int32_t async_code = AsyncGuidanceCode(param);
+void LogSearchSummary(const CarRouteReq& request, const DriveRouteReqParam& param, std::int32_t async_code) {
   Log::record(kLevelInfo, kEventRequest, "RoutePlus::RequestPlus reason=%d isAsync=%d", param.reason,
               async_code);
   Log::record(kLevelInfo, kEventRequest,
@@ -288,9 +288,11 @@ void GetCarRouteReq(CarRouteReq& request, const DriveRouteReqParam& param, const
               request.cli_param.order_source);
   Log::record(kLevelInfo, kEventRequest, "RoutePlus::RequestPlus route_req.cli_param.order_id_=%s",
               request.cli_param.order_id_.c_str());
+}
 
-  // The guidance side record travels as its own serialized bytes; an
-  // entry already under the key is kept.
+// The guidance side record travels as its own serialized bytes; an entry
+// already under the key is kept.
+void AttachGuidanceRecord(CarRouteReq& request, std::int32_t async_code) {
   navkse::navicore::nav::ugs_cloud_info guidance;
   guidance.async_guidance_code = async_code;
   std::vector<char> guidance_bytes;
@@ -299,7 +301,40 @@ void GetCarRouteReq(CarRouteReq& request, const DriveRouteReqParam& param, const
   } else {
     Log::record(kLevelInfo, kEventFailure, "toGuidance_failed");
   }
+}
 
+}  // namespace
+
+void GetCarRouteReq(CarRouteReq& request, const DriveRouteReqParam& param, const ReqExtraParam& extra) {
+  SetRouteEnds(request, param);
+  CopyPreferences(request, param);
+  AppendPreferenceQuery(request, param);
+  SetClientOptions(request, param, extra);
+
+  const CurrentValues cur = CurrentValuesOf(param);
+  request.heading_text = AngleToStr(cur.heading);
+  request.current_measure = cur.measure;
+
+  ApplyReason(request, param);
+  if (param.reason == kReasonFork || param.reason == kReasonRouteRefresh) ApplyRerouteExtras(request, param);
+
+  SetDeviceAndYaw(request, param, extra);
+  ConvertFixes(request, param);
+  SetOrderAndFeatures(request, param);
+  // The status text reads the current scalarA itself, not the fallback.
+  request.status_text = StatusText(param.curScalarA, extra.identity_b, cur.speed);
+
+  // Limit areas, motorcycle, truck (only for a positive measure B).
+  GetLimitAreaList(request.limit_areas, param.limitAreas);
+  GetMotoParam(request, param.moto);
+  GetTruckParam(request, param.truck);
+  request.routeOption56 = param.routeOption56;
+  request.routeOption57 = param.routeOption57;
+  request.routeOption19 = param.routeOption19;
+
+  const std::int32_t async_code = AsyncGuidanceCode(param);
+  LogSearchSummary(request, param, async_code);
+  AttachGuidanceRecord(request, async_code);
   GetRankInfo(request, param);
 }
 
@@ -349,32 +384,6 @@ void GetTruckParam(CarRouteReq& request, const KSTruckParam& truck) {
   out.truckOption48 = truck.truckOption48;
   out.truckOption52 = truck.truckOption52;
   request.cli_param.truck_flag = truck.truckClientFlag;
-}
-
-void GetKSEExplainControl(navkse::routesearch::RouteCloudControl& target,
-                          const std::map<std::string, KSFollowExplainControl>& controls) {
-  if (controls.empty()) return;
-  for (const auto& entry : controls) {
-    const KSFollowExplainControl& in = entry.second;
-    navkse::routesearch::FollowExplainControl control;
-    control.id0 = in.id0;
-    control.id1 = in.id1;
-    control.id2 = in.id2;
-    control.id3 = in.id3;
-    control.code4 = in.code4;
-    control.text5 = in.text5;
-    control.text6 = in.text6;
-    control.texts7 = in.texts7;
-    control.road_links8.reserve(in.road_links8.size());
-    for (const navcore::KSRoadLinkName& link : in.road_links8) {
-      navkse::routesearch::RoadLinkName name;
-      name.link_id = link.link_id;
-      name.name = link.name;
-      control.road_links8.push_back(name);
-    }
-    control.code9 = in.code9;
-    target.controls.emplace(entry.first, std::move(control));  // an existing key keeps its control
-  }
 }
 
 }  // namespace drive_route_req_serializer
