@@ -30,15 +30,27 @@ inline std::string Hex(const std::vector<unsigned char>& v) { return Hex(v.data(
 inline std::string Hex(const std::string& s) { return Hex(s.data(), s.size()); }
 
 // Raw bytes of lowercase or uppercase hex digits ("0c10ff"); test data is
-// spelled this way. An odd last digit is ignored.
-inline std::string Unhex(const std::string& hex) {
+// spelled this way. Blanks between digits are ignored, and so is an odd last
+// digit.
+inline std::string Unhex(const std::string& spelled) {
   auto nibble = [](char c) { return c <= '9' ? c - '0' : c >= 'a' ? c - 'a' + 10 : c - 'A' + 10; };
+  std::string hex;
+  hex.reserve(spelled.size());
+  for (char c : spelled) {
+    if (c != ' ') hex.push_back(c);
+  }
   std::string out;
   out.reserve(hex.size() / 2);
   for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
     out.push_back(static_cast<char>(nibble(hex[i]) * 16 + nibble(hex[i + 1])));
   }
   return out;
+}
+
+// The same bytes in the library's buffer type.
+inline std::vector<char> UnhexBytes(const std::string& spelled) {
+  const std::string bytes = Unhex(spelled);
+  return std::vector<char>(bytes.begin(), bytes.end());
 }
 
 // Big-endian hex of the low `bytes` bytes of v.

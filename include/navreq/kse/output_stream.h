@@ -1,30 +1,6 @@
 // The Kse output stream: writes values as tag/type-prefixed fields.
 //
-// Every value on the wire is preceded by a head that carries the field's tag and
-// a four-bit type code:
-//
-//   tag 0..14    one byte    [ tag (high 4 bits) | type (low 4 bits) ]
-//   tag 15..255  two bytes   [ 0xF0 | type ] [ tag ]
-//
-//   type  payload after the head
-//   0     8-bit integer (bool, char): 1 byte
-//   1     16-bit integer: 2 bytes big-endian
-//   2     32-bit integer: 4 bytes big-endian
-//   3     64-bit integer: 8 bytes big-endian
-//   4     float: IEEE-754 single bits, 4 bytes big-endian
-//   5     double: IEEE-754 double bits, 8 bytes big-endian
-//   6     short string: 1 length byte, then the bytes
-//   7     long string: 4-byte big-endian length, then the bytes
-//   8     map: count (int, tag 0), then key (tag 0) / value (tag 1) pairs
-//   9     list: count (int, tag 0), then the elements (tag 0)
-//   10    start of a nested record; its fields follow
-//   11    end of a nested record (always written as the byte 0x0B)
-//   12    integer zero: nothing follows
-//   13    simple list (byte array): 0x00, count (int, tag 0), the raw bytes
-//
-// Integers take the smallest form that holds the value; floating-point values
-// always go out at full width, zero included. All multi-byte numbers are
-// big-endian whatever the host's order.
+// The head layout and the type codes are in wire_types.h.
 //
 // Speed: a request writes about a thousand fields, so the per-field path is
 // what costs. Every write is inlined into the record writer that calls it (the
@@ -44,17 +20,8 @@
 #include <vector>
 
 #include "navreq/kse/buffer_writer.h"
+#include "navreq/kse/wire_types.h"
 #include "navreq/numeric.h"
-
-#if defined(__GNUC__)
-#define NAVKSE_INLINE inline __attribute__((always_inline))
-#define NAVKSE_NOINLINE __attribute__((noinline))
-#define NAVKSE_LIKELY(x) __builtin_expect(!!(x), 1)
-#else
-#define NAVKSE_INLINE inline
-#define NAVKSE_NOINLINE
-#define NAVKSE_LIKELY(x) (x)
-#endif
 
 namespace navcore {
 namespace ryn {
@@ -62,27 +29,6 @@ namespace ryn {
 // Base of every wire record. A record writes its own fields, in ascending tag
 // order, with `void writeTo(KseOutputStream<BufferWriter>&) const`.
 struct KseStructBase {};
-
-// Type codes of the head's low four bits.
-enum KseType : std::uint8_t {
-  kKseInt8 = 0,
-  kKseInt16 = 1,
-  kKseInt32 = 2,
-  kKseInt64 = 3,
-  kKseFloat = 4,
-  kKseDouble = 5,
-  kKseString1 = 6,
-  kKseString4 = 7,
-  kKseMap = 8,
-  kKseList = 9,
-  kKseStructBegin = 10,
-  kKseStructEnd = 11,
-  kKseZero = 12,
-  kKseSimpleList = 13,
-};
-
-// Longest string the encoding carries: 100 MiB.
-constexpr std::size_t kKseMaxStringLength = 104857600;
 
 template <class Writer>
 class KseOutputStream;
@@ -130,34 +76,6 @@ NAVKSE_INLINE std::size_t storeHead(char* out, std::uint8_t type, std::uint8_t t
   out[0] = static_cast<char>(0xF0 | (type & 0x0F));
   out[1] = static_cast<char>(tag);
   return 2;
-}
-
-// The smallest form of an integer whose declared width is `Bits`: its type
-// code and payload (big-endian, payload size returned; 0 for the zero head).
-template <int Bits>
-NAVKSE_INLINE std::size_t encodeInteger(std::int64_t v, std::uint8_t& type, char* payload) noexcept {
-  if (v == 0) {
-    type = kKseZero;
-    return 0;
-  }
-  if (Bits == 8 || (v >= -128 && v <= 127)) {
-    type = kKseInt8;
-    payload[0] = static_cast<char>(static_cast<std::uint8_t>(v));
-    return 1;
-  }
-  if (Bits == 16 || (v >= -32768 && v <= 32767)) {
-    type = kKseInt16;
-    storeBigEndian(payload, static_cast<std::uint16_t>(v));
-    return 2;
-  }
-  if (Bits == 32 || (v >= INT32_MIN && v <= INT32_MAX)) {
-    type = kKseInt32;
-    storeBigEndian(payload, static_cast<std::uint32_t>(v));
-    return 4;
-  }
-  type = kKseInt64;
-  storeBigEndian(payload, static_cast<std::uint64_t>(v));
-  return 8;
 }
 
 }  // namespace kse_detail
@@ -304,7 +222,10 @@ class KseOutputStream {
   static std::int32_t countOf(std::size_t n) noexcept { return navreq::WrapTo<std::int32_t>(n); }
 
   // Stores an integer field (head and smallest form) at `p`; returns its size.
-  // Each form stores its own constant-size payload: no variable-length copy.
+  // This is the integer-form ladder, the one place that states it: the
+  // declared width only sets where the chain starts (64 -> 32 -> 16 -> 8 bits
+  // -> zero head), each step taken while the value fits the next smaller
+  // signed width. Each form stores its own constant-size payload.
   template <int Bits>
   static NAVKSE_INLINE std::size_t storeIntegerAt(char* p, std::int64_t v, std::uint8_t tag) noexcept {
     using kse_detail::storeBigEndian;
@@ -355,13 +276,14 @@ class KseOutputStream {
     putIntegerPieces(v, tag);
   }
 
-  // The head, then the payload (if any): two pieces, two growth checks.
+  // The head, then the payload (if any): two pieces, two growth checks. The
+  // field is first stored whole with tag 0 (a one-byte head whose low bits
+  // are the form), then appended piece by piece under the real tag.
   NAVKSE_NOINLINE void putIntegerPieces(std::int64_t v, std::uint8_t tag) {
-    std::uint8_t type = kKseZero;
-    char payload[8];
-    const std::size_t n = kse_detail::encodeInteger<64>(v, type, payload);
-    putHeadPiece(type, tag);
-    if (n != 0) buf_.append(payload, n);
+    char field[9];
+    const std::size_t n = storeIntegerAt<64>(field, v, 0);
+    putHeadPiece(static_cast<std::uint8_t>(field[0] & 0x0F), tag);
+    if (n > 1) buf_.append(field + 1, n - 1);
   }
 
   // Head, then the big-endian bits of a float or double.
