@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Regenerates the golden files of the navreq tool tests (tests/tool/golden/):
-# the bytes of every example request at a pinned clock, as hex, and the dump
-# of the route search. The tests compare against these byte for byte, so run
+# the bytes of every example request at a pinned clock, as hex, and both
+# views of its dump (text and JSON). The tests compare against these byte for byte, so run
 # this only when a change of the request bytes is intended, and read the diff
 # before committing it.
 #
@@ -28,7 +28,10 @@ done
 
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
-"$tool" encode route "$root/examples/route.json" --now-ms "$now_ms" -o "$scratch/route.bin"
-"$tool" dump "$scratch/route.bin" >"$golden/route.dump.txt"
+for kind in route refresh location navstop plus slice; do
+  "$tool" encode "$kind" "$root/examples/$kind.json" --now-ms "$now_ms" -o "$scratch/$kind.bin"
+  "$tool" dump "$scratch/$kind.bin" >"$golden/$kind.dump.txt"
+  "$tool" dump --json "$scratch/$kind.bin" >"$golden/$kind.dump.json"
+done
 
 echo "regenerated $(ls "$golden" | wc -l) golden files in $golden; review them with git diff"

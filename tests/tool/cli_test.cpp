@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "dump.h"
+#include "diff.h"
 #include "kinds.h"
 #include "navreq/engine/service_overrides.h"
 #include "navreq/envelope.h"
@@ -165,19 +165,11 @@ struct SessionOf {
 };
 
 SessionOf ReadSession(const std::string& hex) {
-  const std::string bytes = FromHex(hex);
-  const auto dump = navreq::tool::Dump(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());
   SessionOf out;
-  const auto& packet = dump.kse.fields;
-  if (packet.size() != 4 || packet[2].embedded == nullptr) return out;
-  for (const auto& field : packet[2].embedded->kse.fields) {
-    if (field.tag == 1 && !field.items.empty()) {  // report -> header
-      for (const auto& h : field.items[0].items) {
-        if (h.tag == 7) out.session = h.integer;
-        if (h.tag == 9) out.sequence = h.integer;
-      }
-    }
-    if (field.tag == 100 && !field.items.empty()) out.session_info = field.items[0].integer;
+  for (const auto& [path, value] : navreq::tool::FlattenRequest(FromHex(hex))) {
+    if (path == "payload.report.header.loc_session_id") out.session = std::stoll(value);
+    if (path == "payload.report.header.sequence_number") out.sequence = std::stoll(value);
+    if (path == "payload.session.loc_session_id") out.session_info = std::stoll(value);
   }
   return out;
 }
@@ -399,53 +391,6 @@ TEST(CommandLine, HelpAndVersion) {
   const auto version = RunTool({"--version"});
   EXPECT_EQ(version.status, 0);
   EXPECT_EQ(version.out.rfind("navreq ", 0), 0u);
-}
-
-// ---- Dump of anything ----
-
-TEST(DumpCommand, EmptyInput) {
-  const auto run = RunTool({"dump"});
-  EXPECT_EQ(run.status, 0);
-  EXPECT_EQ(run.out, "empty input: nothing to decode\n");
-}
-
-TEST(DumpCommand, TruncatedRequest) {
-  ScratchDir dir;
-  ASSERT_EQ(
-      RunTool({"encode", "route", SourcePath("examples/route.json"), "-o", dir.file("route.bin")}).status, 0);
-  const std::string whole = ReadFile(dir.file("route.bin"));
-  for (std::size_t cut : {std::size_t{2}, std::size_t{40}, whole.size() / 2, whole.size() - 1}) {
-    WriteFile(dir.file("cut.bin"), whole.substr(0, cut));
-    const auto run = RunTool({"dump", dir.file("cut.bin")});
-    EXPECT_EQ(run.status, 1) << cut;
-    EXPECT_NE(run.out.find("! decoding stopped at offset "), std::string::npos) << run.out;
-    const auto json = RunTool({"dump", "--json", dir.file("cut.bin")});
-    EXPECT_EQ(json.status, 1);
-    EXPECT_EQ(nlohmann::json::parse(json.out)["complete"], false);
-  }
-}
-
-TEST(DumpCommand, RandomBytes) {
-  ScratchDir dir;
-  std::mt19937 rng(42);
-  for (int round = 0; round < 8; ++round) {
-    std::string bytes(static_cast<std::size_t>(1) << (round + 3), '\0');
-    for (char& c : bytes) c = static_cast<char>(rng() & 0xFF);
-    if (round % 2 == 1) bytes[0] = '\x0c';  // looks like a Package's first field
-    WriteFile(dir.file("random.bin"), bytes);
-    const auto run = RunTool({"dump", dir.file("random.bin")});
-    EXPECT_TRUE(run.status == 0 || run.status == 1) << run.status << " " << run.err;
-    EXPECT_FALSE(run.out.empty());
-    const auto json = RunTool({"dump", "--json", "-"}, bytes);
-    EXPECT_TRUE(json.status == 0 || json.status == 1) << json.status << " " << json.err;
-    EXPECT_TRUE(nlohmann::json::accept(json.out));
-  }
-}
-
-TEST(DumpCommand, MissingFile) {
-  const auto run = RunTool({"dump", "/nonexistent/x.bin"});
-  EXPECT_EQ(run.status, 65);
-  EXPECT_EQ(run.err, "navreq dump: cannot read /nonexistent/x.bin: No such file or directory\n");
 }
 
 }  // namespace

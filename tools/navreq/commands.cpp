@@ -9,7 +9,6 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
-#include "dump.h"
 #include "kinds.h"
 #include "navreq/engine/service_overrides.h"
 #include "param_json.h"
@@ -195,19 +194,6 @@ int RunBatch(const BatchOptions& options, std::ostream& out, std::ostream& err) 
     return kExitCannotWrite;
   }
   return 0;
-}
-
-int RunDump(const DumpOptions& options, std::ostream& out, std::ostream& err) {
-  std::string data;
-  std::string error;
-  if (!ReadAll(options.input, data, error)) {
-    err << "navreq dump: " << error << "\n";
-    return kExitBadInput;
-  }
-  const DumpResult result = Dump(reinterpret_cast<const unsigned char*>(data.data()), data.size());
-  out << (options.json ? RenderJson(result) : RenderText(result));
-  out.flush();
-  return DumpComplete(result) ? 0 : kExitDumpIncomplete;
 }
 
 }  // namespace tool

@@ -14,11 +14,10 @@ namespace navreq {
 namespace tool {
 
 // Exit statuses besides the entry functions' own 0, 1 and 2.
-constexpr int kExitThrew = 3;           // the entry function threw
-constexpr int kExitDumpIncomplete = 1;  // dump: some bytes did not decode
-constexpr int kExitUsage = 64;          // bad command line
-constexpr int kExitBadInput = 65;       // input that cannot be read or is not valid
-constexpr int kExitCannotWrite = 73;    // the output file cannot be written
+constexpr int kExitThrew = 3;         // the entry function threw
+constexpr int kExitUsage = 64;        // bad command line
+constexpr int kExitBadInput = 65;     // input that cannot be read or is not valid
+constexpr int kExitCannotWrite = 73;  // the output file cannot be written
 
 struct EncodeOptions {
   std::string kind;
@@ -33,14 +32,8 @@ struct BatchOptions {
   std::string output;  // empty: `out`
 };
 
-struct DumpOptions {
-  std::string input = "-";
-  bool json = false;
-};
-
 [[nodiscard]] int RunEncode(const EncodeOptions& options, std::ostream& out, std::ostream& err);
 [[nodiscard]] int RunBatch(const BatchOptions& options, std::ostream& out, std::ostream& err);
-[[nodiscard]] int RunDump(const DumpOptions& options, std::ostream& out, std::ostream& err);
 
 }  // namespace tool
 }  // namespace navreq

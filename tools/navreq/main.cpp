@@ -6,6 +6,7 @@
 
 #include "commands.h"
 #include "kinds.h"
+#include "readback_cli.h"
 
 #ifndef NAVREQ_VERSION
 #define NAVREQ_VERSION "unknown"
@@ -61,11 +62,9 @@ int main(int argc, char** argv) {
       "Exit status: 0 when the file was read; 65 when it cannot be read.");
 
   tool::DumpOptions dump_options;
-  CLI::App* dump = app.add_subcommand("dump", "Show Kse bytes as a tree (envelopes and bodies by name)");
-  dump->add_option("FILE", dump_options.input, "Bytes to decode; - for stdin")->capture_default_str();
-  dump->add_flag("--json", dump_options.json, "Print the tree as JSON");
-  dump->footer(
-      "Exit status: 0 all bytes decoded; 1 some bytes did not decode (shown as hex); 65 unreadable input.");
+  tool::PackOptions pack_options;
+  tool::DiffOptions diff_options;
+  tool::AddReadbackCommands(app, dump_options, pack_options, diff_options);
 
   try {
     app.parse(argc, argv);
@@ -80,5 +79,5 @@ int main(int argc, char** argv) {
     return tool::RunEncode(encode_options, std::cout, std::cerr);
   }
   if (batch->parsed()) return tool::RunBatch(batch_options, std::cout, std::cerr);
-  return tool::RunDump(dump_options, std::cout, std::cerr);
+  return tool::RunReadback(app, dump_options, pack_options, diff_options, std::cout, std::cerr);
 }

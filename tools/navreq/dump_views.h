@@ -1,0 +1,26 @@
+// The two views of `navreq dump`, printed while the walk goes: the indented
+// text tree and the JSON tree that `navreq pack` reads back.
+#pragma once
+
+#include <memory>
+#include <ostream>
+
+#include "walk.h"
+
+namespace navreq {
+namespace tool {
+
+// Undecoded runs show this many bytes unless the view is told to show all.
+constexpr std::size_t kUndecodedShown = 64;
+
+// Writes to `out` in large pieces; `out` is checked by the caller.
+[[nodiscard]] std::unique_ptr<TreeSink> MakeTextView(std::ostream& out, bool full);
+[[nodiscard]] std::unique_ptr<TreeSink> MakeJsonView(std::ostream& out);
+
+// Text of a float or double as the views print it: the shortest decimal that
+// reads back as the same value, always with a '.' or an exponent, or
+// NaN / Infinity / -Infinity.
+[[nodiscard]] std::string RealText(const Item& item, const Scalar& value);
+
+}  // namespace tool
+}  // namespace navreq
