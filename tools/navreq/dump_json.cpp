@@ -49,51 +49,52 @@ class JsonView final : public TreeSink {
   }
 
   void scalar(const Item& item, const Scalar& v) override {
-    std::string text = start(item);
+    start(item);
     switch (item.wire) {
       case kWireFloat:
       case kWireDouble: {
         const std::string real = RealText(item, v);
         if (real == "NaN" || real == "Infinity" || real == "-Infinity") {
-          text += ", \"value\": \"" + real + "\"";
+          buf_ += ", \"value\": \"" + real + "\"";
           if (real == "NaN") {
             char bits[20];
             std::snprintf(bits, sizeof bits, item.wire == kWireFloat ? "%08llx" : "%016llx",
                           static_cast<unsigned long long>(v.bits));
-            text += ", \"bits\": \"" + std::string(bits) + "\"";
+            buf_ += ", \"bits\": \"" + std::string(bits) + "\"";
           }
         } else {
-          text += ", \"value\": " + real;
+          buf_ += ", \"value\": " + real;
         }
         break;
       }
       case kWireString1:
-      case kWireString4: {
-        const std::string bytes(v.text);
-        if (ValidUtf8(bytes)) {
-          text += ", \"value\": " + JsonString(bytes);
+      case kWireString4:
+        if (ValidUtf8(v.text)) {
+          buf_ += ", \"value\": ";
+          AppendJsonString(buf_, v.text);
         } else {
-          text += ", \"hex\": \"" + HexOf(bytes) + "\"";
+          buf_ += ", \"hex\": \"";
+          AppendHex(buf_, v.text.data(), v.text.size());
+          buf_ += '"';
         }
         break;
-      }
       default:
-        text += ", \"value\": " + std::to_string(v.integer);
+        buf_ += ", \"value\": ";
+        AppendInt(buf_, v.integer);
     }
-    buf_ += text;
     finish(item);
   }
 
   void bytes(const Item& item, std::string_view data) override {
-    buf_ += start(item);
+    start(item);
     buf_ += ", \"hex\": \"";
-    buf_ += HexOf(data.data(), data.size());
+    AppendHex(buf_, data.data(), data.size());
     buf_ += "\"";
     finish(item);
   }
 
   void open(const Item& item, std::int64_t count) override {
-    buf_ += start(item);
+    start(item);
     if (item.wire == kWireStructBegin) {
       buf_ += ", \"fields\": [";
     } else {
@@ -110,7 +111,7 @@ class JsonView final : public TreeSink {
   }
 
   void openEmbedded(const Item& item, std::string_view data, const Embedding& e) override {
-    buf_ += start(item);
+    start(item);
     if (e.gzip) buf_ += ", \"gzip\": \"" + HexOf(e.compressed.data(), e.compressed.size()) + "\"";
     if (e.gzip && !e.inflate_error.empty()) {
       levels_.push_back(Level::Object());
@@ -186,38 +187,49 @@ class JsonView final : public TreeSink {
     buf_.append(2 * levels_.size(), ' ');
   }
 
-  std::string start(const Item& item) {
-    std::string text;
+  // Opens the object of a value and writes its head: tag, type, name,
+  // declared type, position and the flags of unusual forms.
+  void start(const Item& item) {
     if (item.role == Role::kValue) {
-      text = ", \"value\": {";
+      buf_ += ", \"value\": {";
     } else {
       newLine();
-      text = item.role == Role::kKey ? "{\"key\": {" : "{";
+      buf_ += item.role == Role::kKey ? "{\"key\": {" : "{";
     }
-    text += "\"tag\": " + std::to_string(item.tag) + ", \"type\": " + std::to_string(item.wire);
+    buf_ += "\"tag\": ";
+    AppendInt(buf_, item.tag);
+    buf_ += ", \"type\": ";
+    AppendInt(buf_, item.wire);
     if (item.role == Role::kField && item.field != nullptr) {
-      text += ", \"name\": " + JsonString(item.field->name);
-      text += ", \"declared\": " + JsonString(item.declared->text);
+      buf_ += ", \"name\": ";
+      AppendJsonString(buf_, item.field->name);
+      buf_ += ", \"declared\": ";
+      AppendJsonString(buf_, item.declared->text);
     }
-    text += ", \"at\": " + std::to_string(item.offset) + ", \"len\": " + std::to_string(item.length);
-    if (item.long_head) text += ", \"long_head\": true";
-    if (item.count_wire >= 0) text += ", \"count_type\": " + std::to_string(item.count_wire);
-    if (item.incomplete) text += ", \"incomplete\": true";
+    buf_ += ", \"at\": ";
+    AppendInt(buf_, static_cast<std::int64_t>(item.offset));
+    buf_ += ", \"len\": ";
+    AppendInt(buf_, static_cast<std::int64_t>(item.length));
+    if (item.long_head) buf_ += ", \"long_head\": true";
+    if (item.count_wire >= 0) {
+      buf_ += ", \"count_type\": ";
+      AppendInt(buf_, item.count_wire);
+    }
+    if (item.incomplete) buf_ += ", \"incomplete\": true";
     switch (item.problem) {
       case Problem::kNone:
         break;
       case Problem::kUnknownTag:
-        text += ", \"problem\": \"unknown tag\"";
+        buf_ += ", \"problem\": \"unknown tag\"";
         break;
       case Problem::kDuplicateTag:
-        text += ", \"problem\": \"repeated tag\"";
+        buf_ += ", \"problem\": \"repeated tag\"";
         break;
       case Problem::kTypeMismatch:
       case Problem::kOutOfRange:
-        text += ", \"problem\": \"type mismatch\"";
+        buf_ += ", \"problem\": \"type mismatch\"";
         break;
     }
-    return text;
   }
 
   void finish(const Item& item) {

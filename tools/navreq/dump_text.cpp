@@ -22,6 +22,43 @@ std::string RealText(const Item& item, const Scalar& value) {
   return text;
 }
 
+void AppendInt(std::string& out, std::int64_t v) {
+  char buf[24];
+  const auto r = std::to_chars(buf, buf + sizeof buf, v);
+  out.append(buf, r.ptr);
+}
+
+void AppendHex(std::string& out, const char* data, std::size_t size) {
+  static const char digits[] = "0123456789abcdef";
+  const std::size_t at = out.size();
+  out.resize(at + 2 * size);
+  char* p = out.data() + at;
+  for (std::size_t i = 0; i < size; ++i) {
+    const auto b = static_cast<unsigned char>(data[i]);
+    *p++ = digits[b >> 4];
+    *p++ = digits[b & 15];
+  }
+}
+
+void AppendJsonString(std::string& out, std::string_view text) {
+  static const char digits[] = "0123456789abcdef";
+  out += '"';
+  for (char c : text) {
+    const auto b = static_cast<unsigned char>(c);
+    if (b == '"' || b == '\\') {
+      out += '\\';
+      out += c;
+    } else if (b < 0x20) {
+      out += "\\u00";
+      out += digits[b >> 4];
+      out += digits[b & 15];
+    } else {
+      out += c;
+    }
+  }
+  out += '"';
+}
+
 namespace {
 
 constexpr std::size_t kHexBytesPerLine = 32;
@@ -53,68 +90,83 @@ class TextView final : public TreeSink {
   void end() override { flush(); }
 
   void scalar(const Item& item, const Scalar& v) override {
-    std::string text = head(item) + ": ";
+    head(item);
+    buf_ += ": ";
     switch (item.wire) {
       case kWireFloat:
       case kWireDouble:
-        text += RealText(item, v);
+        buf_ += RealText(item, v);
         break;
       case kWireString1:
       case kWireString4:
-        text += Quote(std::string(v.text));
+        if (IsPlain(v.text)) {
+          buf_ += '"';
+          buf_ += v.text;
+          buf_ += '"';
+        } else {
+          buf_ += Quote(v.text);
+        }
         break;
       default:
-        text += std::to_string(v.integer);
+        AppendInt(buf_, v.integer);
     }
-    line(text + problem(item));
+    endLine(item);
   }
 
   void bytes(const Item& item, std::string_view data) override {
-    const std::string h = head(item);
+    head(item);
     if (data.size() <= kInlineBytes) {
-      line(h + ": " + Inline(data) + problem(item));
+      buf_ += ": ";
+      Inline(data);
+      endLine(item);
       return;
     }
-    line(h + ":" + problem(item));
+    buf_ += ":";
+    endLine(item);
     hexLines(data, data.size());
   }
 
   void open(const Item& item, std::int64_t) override {
-    line(head(item) + problem(item));
+    head(item);
+    endLine(item);
     ++indent_;
   }
   void close(const Item&) override { --indent_; }
 
   void openEmbedded(const Item& item, std::string_view data, const Embedding& e) override {
-    std::string text = head(item) + ": ";
+    head(item);
+    buf_ += ": ";
     if (e.gzip) {
       if (!e.inflate_error.empty()) {
-        text += "gzip stream that does not inflate";
+        buf_ += "gzip stream that does not inflate";
       } else {
-        text += "gzip, " + std::to_string(data.size()) + " bytes inflated (offsets below count in them) -> ";
+        buf_ += "gzip, " + std::to_string(data.size()) + " bytes inflated (offsets below count in them) -> ";
       }
     } else {
-      text += "-> ";
+      buf_ += "-> ";
     }
     if (e.inflate_error.empty()) {
-      text += e.protobuf         ? "protocol-buffers message"
+      buf_ += e.protobuf         ? "protocol-buffers message"
               : e.record.empty() ? "Kse fields"
                                  : std::string(e.record);
     }
-    line(text + problem(item));
+    endLine(item);
     ++indent_;
   }
   void closeEmbedded(const Item&) override { --indent_; }
 
   void protobufField(std::size_t offset, std::size_t length, std::uint64_t number, int wire,
                      std::uint64_t value, std::string_view data) override {
-    std::string text = At(offset, length) + "#" + std::to_string(number) + " ";
+    startLine();
+    At(offset, length);
+    buf_ += "#" + std::to_string(number) + " ";
     if (wire == 2) {
-      text += "bytes[" + std::to_string(data.size()) + "]: " + Inline(data);
+      buf_ += "bytes[" + std::to_string(data.size()) + "]: ";
+      Inline(data);
     } else {
-      text += (wire == 0 ? "varint: " : wire == 1 ? "fixed64: " : "fixed32: ") + std::to_string(value);
+      buf_ += (wire == 0 ? "varint: " : wire == 1 ? "fixed64: " : "fixed32: ") + std::to_string(value);
     }
-    line(text);
+    newline();
   }
 
   void missing(const FieldInfo& field, const TypeDesc& declared) override {
@@ -131,85 +183,119 @@ class TextView final : public TreeSink {
   }
 
  private:
-  static std::string At(std::size_t offset, std::size_t length) {
-    return "@" + std::to_string(offset) + "+" + std::to_string(length) + " ";
+  // Text that prints as it is between quotes.
+  static bool IsPlain(std::string_view text) {
+    for (char c : text) {
+      const auto b = static_cast<unsigned char>(c);
+      if (b < 0x20 || b >= 0x7F || b == '"' || b == '\\') return false;
+    }
+    return true;
   }
 
-  static std::string Inline(std::string_view data) {
-    if (data.empty()) return "(empty)";
-    const std::string bytes(data);
-    std::string text = HexOf(bytes);
-    if (IsPrintableText(bytes)) text += " " + Quote(bytes);
-    return text;
+  void At(std::size_t offset, std::size_t length) {
+    buf_ += '@';
+    AppendInt(buf_, static_cast<std::int64_t>(offset));
+    buf_ += '+';
+    AppendInt(buf_, static_cast<std::int64_t>(length));
+    buf_ += ' ';
   }
 
-  static std::string head(const Item& item) {
-    std::string text = At(item.offset, item.length);
+  void Inline(std::string_view data) {
+    if (data.empty()) {
+      buf_ += "(empty)";
+      return;
+    }
+    AppendHex(buf_, data.data(), data.size());
+    if (IsPrintableText(data)) {
+      buf_ += ' ';
+      buf_ += Quote(data);
+    }
+  }
+
+  void head(const Item& item) {
+    startLine();
+    At(item.offset, item.length);
     switch (item.role) {
       case Role::kField:
-        text += std::to_string(item.tag);
-        if (item.field != nullptr) text += std::string(" ") + item.field->name;
+        AppendInt(buf_, item.tag);
+        if (item.field != nullptr) {
+          buf_ += ' ';
+          buf_ += item.field->name;
+        }
         break;
       case Role::kElement:
-        text += "[" + std::to_string(item.index) + "]";
+        buf_ += '[';
+        AppendInt(buf_, static_cast<std::int64_t>(item.index));
+        buf_ += ']';
         break;
       case Role::kKey:
-        text += "[" + std::to_string(item.index) + "] key";
-        break;
       case Role::kValue:
-        text += "[" + std::to_string(item.index) + "] value";
+        buf_ += '[';
+        AppendInt(buf_, static_cast<std::int64_t>(item.index));
+        buf_ += item.role == Role::kKey ? "] key" : "] value";
         break;
     }
     if (item.role != Role::kField && item.tag != (item.role == Role::kValue ? 1 : 0)) {
-      text += " (tag " + std::to_string(item.tag) + ")";
+      buf_ += " (tag " + std::to_string(item.tag) + ")";
     }
-    text += " ";
+    buf_ += ' ';
     if (Known(item)) {
-      text += item.declared->text;
+      buf_ += item.declared->text;
     } else if (item.wire == kWireStructBegin && item.record != nullptr) {
-      text += item.record->name;
+      buf_ += item.record->name;
     } else {
-      text += WireName(item.wire);
+      buf_ += WireName(item.wire);
     }
     if (item.wire == kWireList || item.wire == kWireMap || item.wire == kWireSimpleList) {
-      text += "[" + std::to_string(CountOf(item)) + "]";
+      buf_ += '[';
+      AppendInt(buf_, item.count);
+      buf_ += ']';
     }
-    if (item.incomplete) text += " (incomplete)";
-    return text;
+    if (item.incomplete) buf_ += " (incomplete)";
   }
 
-  // The element count, read again from the bytes' own framing is not at hand
-  // here: lists and maps pass it to open(), byte arrays give their size.
-  static std::int64_t CountOf(const Item& item) { return item.count; }
-
-  std::string problem(const Item& item) const {
+  // Ends a value's line with what is wrong with it, if anything.
+  void endLine(const Item& item) {
     switch (item.problem) {
       case Problem::kNone:
-        return {};
+        break;
       case Problem::kUnknownTag:
-        return "  ! unknown tag";
+        buf_ += "  ! unknown tag";
+        break;
       case Problem::kDuplicateTag:
-        return "  ! repeated or out-of-order tag";
+        buf_ += "  ! repeated or out-of-order tag";
+        break;
       case Problem::kTypeMismatch:
-        return std::string("  ! type mismatch: declared ") + item.declared->text + ", head " +
-               WireName(item.wire);
+        buf_ += std::string("  ! type mismatch: declared ") + item.declared->text + ", head " +
+                WireName(item.wire);
+        break;
       case Problem::kOutOfRange:
-        return "  ! type mismatch: value outside " + item.declared->text;
+        buf_ += "  ! type mismatch: value outside " + item.declared->text;
+        break;
     }
-    return {};
+    newline();
+  }
+
+  void startLine() { buf_.append(static_cast<std::size_t>(2 * indent_), ' '); }
+
+  void newline() {
+    buf_ += '\n';
+    if (buf_.size() >= kFlushAt) flush();
   }
 
   void line(const std::string& text) {
-    buf_.append(static_cast<std::size_t>(2 * indent_), ' ');
+    startLine();
     buf_ += text;
-    buf_ += '\n';
-    if (buf_.size() >= kFlushAt) flush();
+    newline();
   }
 
   void hexLines(std::string_view data, std::size_t shown) {
     for (std::size_t i = 0; i < shown; i += kHexBytesPerLine) {
       const std::size_t n = shown - i < kHexBytesPerLine ? shown - i : kHexBytesPerLine;
-      line("  " + HexOf(data.data() + i, n));
+      startLine();
+      buf_ += "  ";
+      AppendHex(buf_, data.data() + i, n);
+      newline();
     }
   }
 

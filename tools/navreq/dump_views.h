@@ -4,6 +4,8 @@
 
 #include <memory>
 #include <ostream>
+#include <string>
+#include <string_view>
 
 #include "walk.h"
 
@@ -21,6 +23,12 @@ constexpr std::size_t kUndecodedShown = 64;
 // reads back as the same value, always with a '.' or an exponent, or
 // NaN / Infinity / -Infinity.
 [[nodiscard]] std::string RealText(const Item& item, const Scalar& value);
+
+// Appending to an output buffer without temporaries.
+void AppendInt(std::string& out, std::int64_t v);
+void AppendHex(std::string& out, const char* data, std::size_t size);
+// A JSON string literal of well-formed UTF-8 text.
+void AppendJsonString(std::string& out, std::string_view text);
 
 }  // namespace tool
 }  // namespace navreq

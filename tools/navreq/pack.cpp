@@ -37,7 +37,8 @@ std::int64_t IntegerAt(const json& node, const char* key, const std::string& pat
   const json& v = Member(node, key, path);
   const std::string where = path + "." + key;
   if (v.is_number_unsigned()) {
-    if (v.get<std::uint64_t>() > static_cast<std::uint64_t>(max)) Fail(where, "out of range");
+    if (v.get<std::uint64_t>() > static_cast<std::uint64_t>(max))
+      Fail(where, "expected an integer from " + std::to_string(min) + " to " + std::to_string(max));
     return static_cast<std::int64_t>(v.get<std::uint64_t>());
   }
   if (!v.is_number_integer()) Fail(where, "expected an integer");

@@ -5,6 +5,7 @@
 #include <limits>
 #include <map>
 #include <memory>
+#include <unordered_map>
 #include <vector>
 
 #include "gzip_util.h"
@@ -182,7 +183,13 @@ class Walker {
   }
 
  private:
-  const TypeDesc* describe(const FieldInfo& f) { return types_.get(f.typeName(), f.record()); }
+  const TypeDesc* describe(const FieldInfo& f) {
+    const auto it = described_.find(&f);
+    if (it != described_.end()) return it->second;
+    const TypeDesc* d = types_.get(f.typeName(), f.record());
+    described_.emplace(&f, d);
+    return d;
+  }
 
   // The envelope whose declaration the first fields follow furthest: tags
   // ascending, each declared, each head able to carry its declared type.
@@ -584,6 +591,7 @@ class Walker {
   TreeSink& sink_;
   WalkSummary& summary_;
   TypeTable types_;
+  std::unordered_map<const FieldInfo*, const TypeDesc*> described_;
   std::vector<Item> open_;
   bool follow_ = true;
   bool inner_stop_ = false;  // the stop being thrown already names the value that failed
