@@ -7,6 +7,7 @@
 #include "navreq/engine/services.h"
 #include "navreq/envelope.h"
 #include "navreq/numeric.h"
+#include "navreq/records/commands.h"
 #include "navreq/records/duromap.h"
 #include "navreq/records/navicore.h"
 #include "navreq/requests.h"
@@ -17,17 +18,15 @@ namespace drive_route_req_serializer {
 
 namespace {
 
-// Both requests use command 84; the command name alone tells them apart.
-constexpr std::int32_t kSliceRequestCmd = 84;
-
-// What differs between the two requests.
+// What differs between the two requests. Both use the same command number;
+// the command name alone tells them apart.
 struct SliceRequestKind {
   const char* log_prefix;
-  const char* cmd_name;
+  navkse::RequestKind command;
 };
 
-constexpr SliceRequestKind kRoutePlus{"RoutePlus::RequestPlus", "REQ_ROUTE_PLUS"};
-constexpr SliceRequestKind kRouteSlice{"RoutePlus::RequestSlice", "REQ_GUIDANCE_SLICE"};
+constexpr SliceRequestKind kRoutePlus{"RoutePlus::RequestPlus", navkse::RequestKind::kRoutePlus};
+constexpr SliceRequestKind kRouteSlice{"RoutePlus::RequestSlice", navkse::RequestKind::kGuidanceSlice};
 
 // The one implementation of both requests. PlusReq and SliceReq are distinct
 // engine types of the same shape.
@@ -60,8 +59,9 @@ int GetSliceRequestData(const Request& param, const ReqExtraParam& extra, const 
   std::vector<char> compressed_body;
   if (!GZipCompress(plain_body, compressed_body)) return 1;
 
+  const navkse::CommandInfo& command = navkse::commandOf(kind.command);
   navkse::duromap::Package package;
-  if (route_req_serializer::GetPackage(package, extra, navkse::duromap::CMD{kSliceRequestCmd}, kind.cmd_name,
+  if (route_req_serializer::GetPackage(package, extra, navkse::duromap::CMD{command.number}, command.name,
                                        plain_body, true) != 0) {
     return 1;
   }

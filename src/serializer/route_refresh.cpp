@@ -8,6 +8,7 @@
 
 #include "navreq/envelope.h"
 #include "navreq/numeric.h"
+#include "navreq/records/commands.h"
 #include "navreq/records/dynamicroute.h"
 #include "navreq/records/routesearch.h"
 #include "navreq/records/traffic.h"
@@ -46,8 +47,6 @@ std::int64_t RouteId(const std::string& id_text) { return std::stoll(id_text, nu
 const std::string& SecondaryOrPrimary(const RouteRefreshReqParam& param) {
   return param.secondary_text.empty() ? param.primary_text : param.secondary_text;
 }
-
-constexpr navkse::duromap::CMD kRefreshCmd{10102};
 
 }  // namespace
 
@@ -115,9 +114,10 @@ int GetRouteRefreshReqData(const RouteRefreshReqParam& param, const ReqExtraPara
   std::vector<char> body;
   if (!SerializeKSE(batch, body)) return 1;
 
+  const navkse::CommandInfo& command = navkse::commandOf(navkse::RequestKind::kTrafficRefresh);
   navkse::duromap::Package package;
   // Flagged as compressed although the body goes out plain: the server expects it.
-  if (route_req_serializer::GetPackage(package, extra, kRefreshCmd, "CMD_TRAFFIC_ALL_ON_ROUTE_BATCH_SDK",
+  if (route_req_serializer::GetPackage(package, extra, navkse::duromap::CMD{command.number}, command.name,
                                        body, true) != 0) {
     return 1;
   }

@@ -5,7 +5,7 @@
 
 #include "navreq/engine/services.h"
 #include "navreq/envelope.h"
-#include "navreq/records/common_cmd.h"
+#include "navreq/records/commands.h"
 #include "navreq/records/duromap.h"
 #include "navreq/records/routesearch.h"
 #include "navreq/requests.h"
@@ -13,15 +13,6 @@
 
 namespace zv_navi_core {
 namespace drive_route_req_serializer {
-
-namespace {
-
-// Envelope command of a route search; its name comes from the common command
-// table.
-constexpr std::int32_t kRouteSearchCmd = 10101;
-constexpr navkse::common::MAP_COMMON_CMD kRouteSearchCommonCmd = navkse::common::CMD_ROUTE_CAR_SNS;
-
-}  // namespace
 
 unsigned GetRouteReqData(const DriveRouteReqParam& param, const ReqExtraParam& extra,
                          std::vector<char>& out) {
@@ -41,9 +32,10 @@ unsigned GetRouteReqData(const DriveRouteReqParam& param, const ReqExtraParam& e
     return 1;
   }
 
+  const navkse::CommandInfo& command = navkse::commandOf(navkse::RequestKind::kRouteSearch);
   navkse::duromap::Package package;
-  if (route_req_serializer::GetPackage(package, extra, navkse::duromap::CMD{kRouteSearchCmd},
-                                       navkse::common::etos(kRouteSearchCommonCmd), compressed, true) != 0) {
+  if (route_req_serializer::GetPackage(package, extra, navkse::duromap::CMD{command.number}, command.name,
+                                       compressed, true) != 0) {
     std::puts("ret_pkg_fail");
     return 1;
   }

@@ -29,6 +29,24 @@ inline std::string Hex(const std::vector<char>& v) { return Hex(v.data(), v.size
 inline std::string Hex(const std::vector<unsigned char>& v) { return Hex(v.data(), v.size()); }
 inline std::string Hex(const std::string& s) { return Hex(s.data(), s.size()); }
 
+// The bytes a hex string spells; blanks between digits are ignored.
+inline std::vector<char> Unhex(const std::string& spelled) {
+  std::string hex;
+  for (char c : spelled) {
+    if (c != ' ') hex.push_back(c);
+  }
+  auto nibble = [](char c) -> int {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    return c - 'A' + 10;
+  };
+  std::vector<char> out;
+  for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
+    out.push_back(static_cast<char>((nibble(hex[i]) << 4) | nibble(hex[i + 1])));
+  }
+  return out;
+}
+
 // Big-endian hex of the low `bytes` bytes of v.
 inline std::string Be(std::uint64_t v, int bytes) {
   std::string out;

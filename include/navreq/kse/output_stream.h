@@ -1,30 +1,6 @@
 // The Kse output stream: writes values as tag/type-prefixed fields.
 //
-// Every value on the wire is preceded by a head that carries the field's tag and
-// a four-bit type code:
-//
-//   tag 0..14    one byte    [ tag (high 4 bits) | type (low 4 bits) ]
-//   tag 15..255  two bytes   [ 0xF0 | type ] [ tag ]
-//
-//   type  payload after the head
-//   0     8-bit integer (bool, char): 1 byte
-//   1     16-bit integer: 2 bytes big-endian
-//   2     32-bit integer: 4 bytes big-endian
-//   3     64-bit integer: 8 bytes big-endian
-//   4     float: IEEE-754 single bits, 4 bytes big-endian
-//   5     double: IEEE-754 double bits, 8 bytes big-endian
-//   6     short string: 1 length byte, then the bytes
-//   7     long string: 4-byte big-endian length, then the bytes
-//   8     map: count (int, tag 0), then key (tag 0) / value (tag 1) pairs
-//   9     list: count (int, tag 0), then the elements (tag 0)
-//   10    start of a nested record; its fields follow
-//   11    end of a nested record (always written as the byte 0x0B)
-//   12    integer zero: nothing follows
-//   13    simple list (byte array): 0x00, count (int, tag 0), the raw bytes
-//
-// Integers take the smallest form that holds the value; floating-point values
-// always go out at full width, zero included. All multi-byte numbers are
-// big-endian whatever the host's order.
+// The head layout and the type codes are in wire_types.h.
 //
 // Speed: a request writes about a thousand fields, so the per-field path is
 // what costs. Every write is inlined into the record writer that calls it (the
@@ -44,17 +20,8 @@
 #include <vector>
 
 #include "navreq/kse/buffer_writer.h"
+#include "navreq/kse/wire_types.h"
 #include "navreq/numeric.h"
-
-#if defined(__GNUC__)
-#define NAVKSE_INLINE inline __attribute__((always_inline))
-#define NAVKSE_NOINLINE __attribute__((noinline))
-#define NAVKSE_LIKELY(x) __builtin_expect(!!(x), 1)
-#else
-#define NAVKSE_INLINE inline
-#define NAVKSE_NOINLINE
-#define NAVKSE_LIKELY(x) (x)
-#endif
 
 namespace navcore {
 namespace ryn {
@@ -62,27 +29,6 @@ namespace ryn {
 // Base of every wire record. A record writes its own fields, in ascending tag
 // order, with `void writeTo(KseOutputStream<BufferWriter>&) const`.
 struct KseStructBase {};
-
-// Type codes of the head's low four bits.
-enum KseType : std::uint8_t {
-  kKseInt8 = 0,
-  kKseInt16 = 1,
-  kKseInt32 = 2,
-  kKseInt64 = 3,
-  kKseFloat = 4,
-  kKseDouble = 5,
-  kKseString1 = 6,
-  kKseString4 = 7,
-  kKseMap = 8,
-  kKseList = 9,
-  kKseStructBegin = 10,
-  kKseStructEnd = 11,
-  kKseZero = 12,
-  kKseSimpleList = 13,
-};
-
-// Longest string the encoding carries: 100 MiB.
-constexpr std::size_t kKseMaxStringLength = 104857600;
 
 template <class Writer>
 class KseOutputStream;
@@ -132,32 +78,29 @@ NAVKSE_INLINE std::size_t storeHead(char* out, std::uint8_t type, std::uint8_t t
   return 2;
 }
 
-// The smallest form of an integer whose declared width is `Bits`: its type
-// code and payload (big-endian, payload size returned; 0 for the zero head).
+// The smallest form of an integer whose declared width is `Bits` (the ladder
+// of wire_types.h): its type code and payload (big-endian, payload size
+// returned; 0 for the zero head). Each form stores its own constant-size
+// payload: no variable-length copy.
 template <int Bits>
 NAVKSE_INLINE std::size_t encodeInteger(std::int64_t v, std::uint8_t& type, char* payload) noexcept {
-  if (v == 0) {
-    type = kKseZero;
-    return 0;
+  type = kseIntegerForm<Bits>(v);
+  switch (type) {
+    case kKseInt8:
+      payload[0] = static_cast<char>(static_cast<std::uint8_t>(v));
+      return 1;
+    case kKseInt16:
+      storeBigEndian(payload, static_cast<std::uint16_t>(v));
+      return 2;
+    case kKseInt32:
+      storeBigEndian(payload, static_cast<std::uint32_t>(v));
+      return 4;
+    case kKseInt64:
+      storeBigEndian(payload, static_cast<std::uint64_t>(v));
+      return 8;
+    default:
+      return 0;
   }
-  if (Bits == 8 || (v >= -128 && v <= 127)) {
-    type = kKseInt8;
-    payload[0] = static_cast<char>(static_cast<std::uint8_t>(v));
-    return 1;
-  }
-  if (Bits == 16 || (v >= -32768 && v <= 32767)) {
-    type = kKseInt16;
-    storeBigEndian(payload, static_cast<std::uint16_t>(v));
-    return 2;
-  }
-  if (Bits == 32 || (v >= INT32_MIN && v <= INT32_MAX)) {
-    type = kKseInt32;
-    storeBigEndian(payload, static_cast<std::uint32_t>(v));
-    return 4;
-  }
-  type = kKseInt64;
-  storeBigEndian(payload, static_cast<std::uint64_t>(v));
-  return 8;
 }
 
 }  // namespace kse_detail
@@ -304,30 +247,14 @@ class KseOutputStream {
   static std::int32_t countOf(std::size_t n) noexcept { return navreq::WrapTo<std::int32_t>(n); }
 
   // Stores an integer field (head and smallest form) at `p`; returns its size.
-  // Each form stores its own constant-size payload: no variable-length copy.
+  // The head's size depends on the tag alone, so the payload goes in first.
   template <int Bits>
   static NAVKSE_INLINE std::size_t storeIntegerAt(char* p, std::int64_t v, std::uint8_t tag) noexcept {
-    using kse_detail::storeBigEndian;
-    using kse_detail::storeHead;
-    if (v == 0) return storeHead(p, kKseZero, tag);
-    if (Bits == 8 || (v >= -128 && v <= 127)) {
-      const std::size_t h = storeHead(p, kKseInt8, tag);
-      p[h] = static_cast<char>(static_cast<std::uint8_t>(v));
-      return h + 1;
-    }
-    if (Bits == 16 || (v >= -32768 && v <= 32767)) {
-      const std::size_t h = storeHead(p, kKseInt16, tag);
-      storeBigEndian(p + h, static_cast<std::uint16_t>(v));
-      return h + 2;
-    }
-    if (Bits == 32 || (v >= INT32_MIN && v <= INT32_MAX)) {
-      const std::size_t h = storeHead(p, kKseInt32, tag);
-      storeBigEndian(p + h, static_cast<std::uint32_t>(v));
-      return h + 4;
-    }
-    const std::size_t h = storeHead(p, kKseInt64, tag);
-    storeBigEndian(p + h, static_cast<std::uint64_t>(v));
-    return h + 8;
+    const std::size_t h = kseHeadSize(tag);
+    std::uint8_t type = kKseZero;
+    const std::size_t n = kse_detail::encodeInteger<Bits>(v, type, p + h);
+    kse_detail::storeHead(p, type, tag);
+    return h + n;
   }
 
   NAVKSE_INLINE void putHead(std::uint8_t type, std::uint8_t tag) {

@@ -6,117 +6,40 @@
 //     X(2, int32_t, altitude, 0)
 //   NAVKSE_RECORD(Point, NAVKSE_FIELDS_Point);
 //
-// Each X(tag, type, name, default) line is the single source of the field: the
-// record's member (with its default), its `writeTo` (every field, in the order
-// listed, which must be ascending tag order), its reflection entry (name, tag,
-// declared type, nested record) used by the decoder's field names, and the
-// generic field visitor. Types containing commas use the aliases below.
+// Each X(tag, type, name, default) line is the single source of the field:
+//   - the record's member (with its default);
+//   - `writeTo`: every field, in the order listed;
+//   - `readFrom`: the same fields read back (record_reader.h);
+//   - `Point::FieldTag::latitude`, the tag as a named constant;
+//   - its reflection entry in `kseInfo()` (name, tag, typed descriptor;
+//     reflection.h) and the generic field visitor `forEachField`.
+// The tags must be strictly ascending (the order the writer writes them) and
+// within 0-255; a record that breaks this does not compile. Types containing
+// commas use the aliases of reflection.h.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
-#include <string>
-#include <type_traits>
-#include <vector>
 
 #include "navreq/kse/output_stream.h"
-
-namespace navcore {
-namespace ryn {
-
-using Bytes = std::vector<char>;            // simple list on the wire
-using UBytes = std::vector<unsigned char>;  // list of 16-bit-path elements
-template <class T>
-using List = std::vector<T>;
-template <class V>
-using StringMapOf = std::map<std::string, V>;
-using StringMap = std::map<std::string, std::string>;
-using BytesMap = std::map<std::string, std::vector<char>>;
-using LongMap = std::map<std::int64_t, std::int64_t>;
-
-struct RecordInfo;
-
-// Reflection entry of one field.
-struct FieldInfo {
-  std::uint8_t tag;
-  const char* name;
-  const char* (*typeName)();      // declared type: "int32", "list<Point>", ...
-  const RecordInfo* (*record)();  // record written at this field (itself, or as
-                                  // the elements of a list or map), else null
-};
-
-// Reflection of one record: its name and fields in tag order.
-struct RecordInfo {
-  const char* name;
-  const FieldInfo* fields;
-  std::size_t count;
-
-  const FieldInfo* find(std::uint8_t tag) const noexcept {
-    for (std::size_t i = 0; i < count; ++i) {
-      if (fields[i].tag == tag) return &fields[i];
-    }
-    return nullptr;
-  }
-};
-
-template <class T, class Enable = void>
-struct FieldType;
-
-#define NAVKSE_SCALAR_FIELD_TYPE(CPP, NAME)               \
-  template <>                                             \
-  struct FieldType<CPP> {                                 \
-    static const char* typeName() { return NAME; }        \
-    static const RecordInfo* record() { return nullptr; } \
-  }
-NAVKSE_SCALAR_FIELD_TYPE(bool, "bool");
-NAVKSE_SCALAR_FIELD_TYPE(char, "char");
-NAVKSE_SCALAR_FIELD_TYPE(signed char, "int8");
-NAVKSE_SCALAR_FIELD_TYPE(std::int16_t, "int16");
-NAVKSE_SCALAR_FIELD_TYPE(std::int32_t, "int32");
-NAVKSE_SCALAR_FIELD_TYPE(std::int64_t, "int64");
-NAVKSE_SCALAR_FIELD_TYPE(std::uint32_t, "uint32");
-NAVKSE_SCALAR_FIELD_TYPE(float, "float");
-NAVKSE_SCALAR_FIELD_TYPE(double, "double");
-NAVKSE_SCALAR_FIELD_TYPE(std::string, "string");
-NAVKSE_SCALAR_FIELD_TYPE(Bytes, "bytes");
-NAVKSE_SCALAR_FIELD_TYPE(UBytes, "ubytes");
-#undef NAVKSE_SCALAR_FIELD_TYPE
-
-template <class T>
-struct FieldType<std::vector<T>> {
-  static const char* typeName() {
-    static const std::string name = std::string("list<") + FieldType<T>::typeName() + ">";
-    return name.c_str();
-  }
-  static const RecordInfo* record() { return FieldType<T>::record(); }
-};
-
-template <class K, class V>
-struct FieldType<std::map<K, V>> {
-  static const char* typeName() {
-    static const std::string name =
-        std::string("map<") + FieldType<K>::typeName() + "," + FieldType<V>::typeName() + ">";
-    return name.c_str();
-  }
-  static const RecordInfo* record() { return FieldType<V>::record(); }
-};
-
-template <class R>
-struct FieldType<R, typename std::enable_if<std::is_base_of<KseStructBase, R>::value>::type> {
-  static const char* typeName() { return R::kseInfo().name; }
-  static const RecordInfo* record() { return &R::kseInfo(); }
-};
-
-}  // namespace ryn
-}  // namespace navcore
+#include "navreq/kse/record_reader.h"
+#include "navreq/kse/reflection.h"
 
 #define NAVKSE_FIELD_MEMBER_(TAG, TYPE, NAME, INIT) TYPE NAME = INIT;
+#define NAVKSE_FIELD_TAG_CONSTANT_(TAG, TYPE, NAME, INIT) static constexpr std::uint8_t NAME = TAG;
+#define NAVKSE_FIELD_TAG_VALUE_(TAG, TYPE, NAME, INIT) TAG,
+#define NAVKSE_FIELD_COUNT_(TAG, TYPE, NAME, INIT) +1
 #define NAVKSE_FIELD_WRITE_(TAG, TYPE, NAME, INIT) kse_os_.write(NAME, static_cast<std::uint8_t>(TAG));
+#define NAVKSE_FIELD_READ_(TAG, TYPE, NAME, INIT)                         \
+  case TAG:                                                               \
+    kse_in_.field(kse_h_, NAME, #NAME, kse_seen_, kse_last_, kse_count_); \
+    break;
+#define NAVKSE_FIELD_CHECK_(TAG, TYPE, NAME, INIT) \
+  if (!kse_seen_.has(TAG)) kse_in_.missingField(#NAME);
 #define NAVKSE_FIELD_VISIT_(TAG, TYPE, NAME, INIT) kse_visit_(static_cast<std::uint8_t>(TAG), #NAME, NAME);
-#define NAVKSE_FIELD_INFO_(TAG, TYPE, NAME, INIT)                       \
-  ::navcore::ryn::FieldInfo{static_cast<std::uint8_t>(TAG), #NAME,      \
-                            &::navcore::ryn::FieldType<TYPE>::typeName, \
+#define NAVKSE_FIELD_INFO_(TAG, TYPE, NAME, INIT)                                                       \
+  ::navcore::ryn::FieldInfo{static_cast<std::uint8_t>(TAG), #NAME, &::navcore::ryn::TypeOf<TYPE>::info, \
+                            &::navcore::ryn::FieldType<TYPE>::typeName,                                 \
                             &::navcore::ryn::FieldType<TYPE>::record},
 
 #define NAVKSE_MEMORY_MEMBER_(TYPE, NAME, INIT) TYPE NAME = INIT;
@@ -129,10 +52,35 @@ struct FieldType<R, typename std::enable_if<std::is_base_of<KseStructBase, R>::v
 // M(type, name, default) lines.
 #define NAVKSE_RECORD_WITH_MEMORY(NAME, FIELDS, MEMORY)                                                \
   struct NAME : ::navcore::ryn::KseStructBase {                                                        \
+    static_assert(::navcore::ryn::kse_detail::tagsAscending({FIELDS(NAVKSE_FIELD_TAG_VALUE_)}),        \
+                  #NAME ": field tags must be strictly ascending and within 0-255");                   \
+    /* The tag of every field: NAME::FieldTag::field. */                                               \
+    struct FieldTag {                                                                                  \
+      FIELDS(NAVKSE_FIELD_TAG_CONSTANT_)                                                               \
+    };                                                                                                 \
+    static constexpr int kFieldCount = 0 FIELDS(NAVKSE_FIELD_COUNT_);                                  \
     FIELDS(NAVKSE_FIELD_MEMBER_)                                                                       \
     MEMORY(NAVKSE_MEMORY_MEMBER_)                                                                      \
     void writeTo(::navcore::ryn::KseOutputStream<::navcore::ryn::BufferWriter>& kse_os_) const {       \
       FIELDS(NAVKSE_FIELD_WRITE_)                                                                      \
+    }                                                                                                  \
+    /* Reads the fields up to the record's end (record_reader.h). */                                   \
+    void readFrom(::navcore::ryn::KseRecordReader& kse_in_) {                                          \
+      ::navcore::ryn::FieldSet kse_seen_;                                                              \
+      ::navcore::ryn::KseHead kse_h_;                                                                  \
+      int kse_last_ = -1;                                                                              \
+      int kse_count_ = 0;                                                                              \
+      while (kse_in_.nextField(kse_h_)) {                                                              \
+        switch (kse_h_.tag) {                                                                          \
+          FIELDS(NAVKSE_FIELD_READ_)                                                                   \
+          default:                                                                                     \
+            kse_in_.unknownField(kse_h_);                                                              \
+            break;                                                                                     \
+        }                                                                                              \
+      }                                                                                                \
+      if (kse_count_ != kFieldCount) {                                                                 \
+        FIELDS(NAVKSE_FIELD_CHECK_)                                                                    \
+      }                                                                                                \
     }                                                                                                  \
     /* Calls visit(tag, name, member) for every field in tag order. */                                 \
     template <class Visitor>                                                                           \

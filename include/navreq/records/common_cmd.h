@@ -69,6 +69,18 @@ enum MAP_COMMON_CMD : int32_t { NAVKSE_MAP_COMMON_CMD(NAVKSE_MAP_COMMON_CMD_ENUM
 #undef NAVKSE_MAP_COMMON_CMD_ENUMERATOR_
 
 // The command's name, or "" for a value outside the table.
+constexpr const char* commonCmdName(MAP_COMMON_CMD value) noexcept {
+  switch (value) {
+#define NAVKSE_MAP_COMMON_CMD_NAME_(NAME, VALUE) \
+  case NAME:                                     \
+    return #NAME;
+    NAVKSE_MAP_COMMON_CMD(NAVKSE_MAP_COMMON_CMD_NAME_)
+#undef NAVKSE_MAP_COMMON_CMD_NAME_
+  }
+  return "";
+}
+
+// The same as a string.
 std::string etos(const MAP_COMMON_CMD& value);
 
 }  // namespace common

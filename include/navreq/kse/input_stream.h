@@ -1,0 +1,270 @@
+// The Kse input stream: a bounds-checked cursor over bytes in the encoding of
+// wire_types.h, the output stream read the other way.
+//
+// It never reads past its input: every read checks the bytes left first. Every
+// count and length is checked against the bytes left before anything is
+// allocated for it, and containers nest at most kKseMaxDepth deep, so a
+// handful of bytes can never ask for gigabytes or a deep recursion. Errors are
+// thrown as KseReadError, carrying what went wrong and the byte offset; the
+// public entries catch them once (see record_reader.h and request_reader.h).
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string>
+
+#include "navreq/kse/exceptions.h"
+#include "navreq/kse/wire_types.h"
+
+namespace navcore {
+namespace ryn {
+
+// Deepest nesting of records, lists and maps a reader follows.
+constexpr int kKseMaxDepth = 64;
+
+// What can be wrong with bytes being read.
+enum class ReadProblemKind : std::uint8_t {
+  kTruncated,        // the input ends inside a value
+  kBadType,          // a head with type code 14 or 15, or a malformed simple list
+  kTooDeep,          // nesting deeper than kKseMaxDepth
+  kBadCount,         // a negative count, or more elements than bytes left
+  kBadLength,        // a string or byte length beyond the bytes left or the limit
+  kUnexpectedEnd,    // an end-of-record head where no record is open
+  kMissingField,     // a declared field absent
+  kUnknownField,     // a tag the record does not declare
+  kDuplicateField,   // the same tag twice
+  kOutOfOrder,       // a tag below one already read
+  kTypeMismatch,     // a wire type that does not fit the declared type
+  kOutOfRange,       // an integer outside the declared width
+  kUnexpectedTag,    // a list element, map key or value with a tag other than 0 / 0 / 1
+  kDuplicateKey,     // the same map key twice
+  kTrailingBytes,    // bytes after the end of what was read
+  kLimitExceeded,    // over the memory or inflate limit
+  kBadGzip,          // a gzip stream that does not inflate
+  kUnknownEnvelope,  // neither a Package nor a Packet
+  kUnknownCommand,   // a command or packet kind not in the command table
+  kBadEvent,         // a stop-event message that does not decode
+  kOutOfMemory,      // an allocation failed
+  kInternal,         // anything else thrown while reading
+};
+
+// Short name of a problem kind: "truncated", "missing field", ...
+const char* readProblemName(ReadProblemKind kind) noexcept;
+
+class KseReadError : public KseDecodeException {
+ public:
+  KseReadError(ReadProblemKind kind, std::size_t offset, const std::string& detail);
+  ReadProblemKind kind() const noexcept { return kind_; }
+  std::size_t offset() const noexcept { return offset_; }
+  const std::string& detail() const noexcept { return detail_; }
+
+ private:
+  ReadProblemKind kind_;
+  std::size_t offset_;
+  std::string detail_;
+};
+
+// [[noreturn]] thrower, out of line to keep the read paths small.
+[[noreturn]] void throwReadError(ReadProblemKind kind, std::size_t offset, const char* detail);
+
+// One head as read: type code, tag, its offset in the input and its size (1/2).
+struct KseHead {
+  std::uint8_t type = 0;
+  std::uint8_t tag = 0;
+  std::uint8_t size = 0;
+  std::size_t offset = 0;
+};
+
+// Bytes inside the input (a string's or byte array's payload).
+struct KseSpan {
+  const char* data = nullptr;
+  std::size_t size = 0;
+  std::size_t offset = 0;  // offset of the first byte in the input
+};
+
+namespace kse_detail {
+
+template <class U>
+NAVKSE_INLINE U loadBigEndian(const unsigned char* in) noexcept {
+  U value;
+  std::memcpy(&value, in, sizeof value);
+#if defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+  if constexpr (sizeof(U) == 2) value = __builtin_bswap16(value);
+  if constexpr (sizeof(U) == 4) value = __builtin_bswap32(value);
+  if constexpr (sizeof(U) == 8) value = __builtin_bswap64(value);
+#elif defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+#else
+  value = 0;
+  for (std::size_t i = 0; i < sizeof(U); ++i) value = static_cast<U>((value << 8) | in[i]);
+#endif
+  return value;
+}
+
+}  // namespace kse_detail
+
+class KseInputStream {
+ public:
+  KseInputStream(const void* data, std::size_t size) noexcept
+      : begin_(static_cast<const unsigned char*>(data)), p_(begin_), end_(begin_ + size) {}
+  KseInputStream(const KseInputStream&) = delete;
+  KseInputStream& operator=(const KseInputStream&) = delete;
+
+  const unsigned char* data() const noexcept { return begin_; }
+  std::size_t size() const noexcept { return static_cast<std::size_t>(end_ - begin_); }
+  std::size_t position() const noexcept { return static_cast<std::size_t>(p_ - begin_); }
+  std::size_t remaining() const noexcept { return static_cast<std::size_t>(end_ - p_); }
+  bool atEnd() const noexcept { return p_ == end_; }
+  int depth() const noexcept { return depth_; }
+
+  // Reads the head at the position. Throws kTruncated when the input ends
+  // inside it and kBadType for type code 14 or 15.
+  NAVKSE_INLINE KseHead readHead() {
+    KseHead h;
+    h.offset = position();
+    if (NAVKSE_UNLIKELY(p_ == end_)) throwReadError(ReadProblemKind::kTruncated, h.offset, "head expected");
+    const unsigned b = *p_;
+    h.type = static_cast<std::uint8_t>(b & 0x0F);
+    if (NAVKSE_LIKELY((b >> 4) != 0x0F)) {
+      h.tag = static_cast<std::uint8_t>(b >> 4);
+      h.size = 1;
+      ++p_;
+    } else {
+      if (NAVKSE_UNLIKELY(end_ - p_ < 2))
+        throwReadError(ReadProblemKind::kTruncated, h.offset, "two-byte head cut");
+      h.tag = p_[1];
+      h.size = 2;
+      p_ += 2;
+    }
+    if (NAVKSE_UNLIKELY(h.type > kKseLastType))
+      throwReadError(ReadProblemKind::kBadType, h.offset, "type code");
+    return h;
+  }
+
+  // The payload of an integer whose head (of an integer type) was just read,
+  // sign-extended. Any form is accepted, not only the smallest.
+  NAVKSE_INLINE std::int64_t readInteger(std::uint8_t type) {
+    switch (type) {
+      case kKseInt8:
+        need(1);
+        return static_cast<std::int8_t>(*p_++);
+      case kKseInt16:
+        return static_cast<std::int16_t>(take<std::uint16_t>());
+      case kKseInt32:
+        return static_cast<std::int32_t>(take<std::uint32_t>());
+      case kKseInt64:
+        return static_cast<std::int64_t>(take<std::uint64_t>());
+      case kKseZero:
+        return 0;
+      default:
+        throwReadError(ReadProblemKind::kTypeMismatch, position(), "integer expected");
+    }
+  }
+
+  NAVKSE_INLINE float readFloat() {
+    const std::uint32_t bits = take<std::uint32_t>();
+    float v;
+    std::memcpy(&v, &bits, sizeof v);
+    return v;
+  }
+
+  NAVKSE_INLINE double readDouble() {
+    const std::uint64_t bits = take<std::uint64_t>();
+    double v;
+    std::memcpy(&v, &bits, sizeof v);
+    return v;
+  }
+
+  // The bytes of a string whose head (type 6 or 7) was just read. A long form
+  // longer than the encoding's limit is kBadLength.
+  NAVKSE_INLINE KseSpan readString(std::uint8_t type) {
+    std::size_t n;
+    if (NAVKSE_LIKELY(type == kKseString1)) {
+      need(1);
+      n = *p_++;
+    } else {
+      const std::size_t at = position();
+      n = take<std::uint32_t>();
+      if (NAVKSE_UNLIKELY(n > kKseMaxStringLength)) {
+        throwReadError(ReadProblemKind::kBadLength, at, "string over the length limit");
+      }
+    }
+    return takeSpan(n);
+  }
+
+  // The bytes of a simple list whose head (type 13) was just read: the element
+  // type byte (0x00: bytes), the count, the bytes.
+  KseSpan readSimpleList() {
+    need(1);
+    if (NAVKSE_UNLIKELY(*p_ != 0x00))
+      throwReadError(ReadProblemKind::kBadType, position(), "simple list of non-bytes");
+    ++p_;
+    const std::size_t n = readCount(1);
+    return takeSpan(n);
+  }
+
+  // The element count of a list or map whose head was just read: an integer
+  // field, not negative, and at most (bytes left / min_element_size).
+  NAVKSE_INLINE std::size_t readCount(std::size_t min_element_size) {
+    const KseHead h = readHead();
+    if (NAVKSE_UNLIKELY(!isIntegerWire(h.type)))
+      throwReadError(ReadProblemKind::kBadCount, h.offset, "count not an integer");
+    const std::int64_t count = readInteger(h.type);
+    if (NAVKSE_UNLIKELY(count < 0 || count > INT32_MAX)) {
+      throwReadError(ReadProblemKind::kBadCount, h.offset, "count out of range");
+    }
+    if (NAVKSE_UNLIKELY(static_cast<std::size_t>(count) > remaining() / min_element_size)) {
+      throwReadError(ReadProblemKind::kBadCount, h.offset, "count larger than the bytes left");
+    }
+    return static_cast<std::size_t>(count);
+  }
+
+  // Opens one level of nesting (a record, list or map); kTooDeep past the cap.
+  NAVKSE_INLINE void enter(std::size_t offset) {
+    if (NAVKSE_UNLIKELY(++depth_ > kKseMaxDepth))
+      throwReadError(ReadProblemKind::kTooDeep, offset, "nesting too deep");
+  }
+  NAVKSE_INLINE void leave() noexcept { --depth_; }
+
+  // Skips the value whose head was just read, nested values included, without
+  // allocating. An end-of-record head has no value and skips nothing.
+  void skipValue(const KseHead& head);
+
+  // Skips fields up to and including the end head of the record whose begin
+  // head was just read (depth already entered by the caller).
+  void skipRecordBody();
+
+ private:
+  NAVKSE_INLINE void need(std::size_t n) const {
+    if (NAVKSE_UNLIKELY(static_cast<std::size_t>(end_ - p_) < n)) {
+      throwReadError(ReadProblemKind::kTruncated, position(), "input ends inside a value");
+    }
+  }
+
+  template <class U>
+  NAVKSE_INLINE U take() {
+    need(sizeof(U));
+    const U v = kse_detail::loadBigEndian<U>(p_);
+    p_ += sizeof(U);
+    return v;
+  }
+
+  NAVKSE_INLINE KseSpan takeSpan(std::size_t n) {
+    KseSpan s;
+    s.offset = position();
+    if (NAVKSE_UNLIKELY(remaining() < n))
+      throwReadError(ReadProblemKind::kBadLength, s.offset, "length beyond the input");
+    s.data = reinterpret_cast<const char*>(p_);
+    s.size = n;
+    p_ += n;
+    return s;
+  }
+
+  const unsigned char* begin_;
+  const unsigned char* p_;
+  const unsigned char* end_;
+  int depth_ = 0;
+};
+
+}  // namespace ryn
+}  // namespace navcore

@@ -1,0 +1,337 @@
+// Reading records back: the reader behind every record's generated `readFrom`
+// and the public entry `readRecord`.
+//
+//   navkse::common::Point point;
+//   const ReadResult r = readRecord(bytes.data(), bytes.size(), point);
+//   if (!r.ok()) for (const ReadProblem& p : r.problems) puts(p.toString().c_str());
+//
+// Strict mode (the default) stops at the first problem: a missing field, an
+// unknown tag, a type mismatch, an integer outside the declared width, bytes
+// that end early. Tolerant mode reads what it can, leaves the rest at the
+// record's defaults and reports every problem; only damage that leaves no way
+// to go on (truncation, a bad type code, too deep a nesting, a bad count or
+// length, the memory limit) stops it. Every problem carries the field path
+// (`start.point.latitude`, `via_points[2].field19[0]`) and the byte offset.
+// Nothing throws out of readRecord.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <map>
+#include <new>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "navreq/kse/input_stream.h"
+#include "navreq/kse/reflection.h"
+
+namespace navcore {
+namespace ryn {
+
+enum class ReadMode : std::uint8_t { kStrict, kTolerant };
+
+struct ReadProblem {
+  ReadProblemKind kind = ReadProblemKind::kInternal;
+  std::string path;              // field names from the root, list/map index in brackets
+  std::size_t offset = 0;        // byte offset in the bytes being read
+  std::string detail;            // what was found
+  std::string toString() const;  // "start.point.latitude @ 12: out of range (value 5000000000)"
+};
+
+struct ReadOptions {
+  ReadMode mode = ReadMode::kStrict;
+  std::string root;              // prefix of every path ("body"), may be empty
+  std::size_t memory_limit = 0;  // bytes of containers; 0: 64 x the input + 1 MiB
+};
+
+struct [[nodiscard]] ReadResult {
+  std::vector<ReadProblem> problems;
+  std::size_t consumed = 0;  // bytes read
+  bool stopped = false;      // a problem ended reading early
+  bool ok() const noexcept { return problems.empty() && !stopped; }
+  explicit operator bool() const noexcept { return ok(); }
+};
+
+// Tags seen while reading one record.
+class FieldSet {
+ public:
+  NAVKSE_INLINE bool has(std::uint8_t tag) const noexcept { return (bits_[tag >> 6] >> (tag & 63)) & 1; }
+  NAVKSE_INLINE void set(std::uint8_t tag) noexcept { bits_[tag >> 6] |= std::uint64_t{1} << (tag & 63); }
+
+ private:
+  std::uint64_t bits_[4] = {0, 0, 0, 0};
+};
+
+namespace kse_detail {
+
+// Fewest bytes one element of type T takes on the wire (its head included),
+// which bounds a count by the bytes left.
+template <class T, class Enable = void>
+struct MinWire {
+  static constexpr std::size_t value = 2;  // string, containers, records
+};
+template <class T>
+struct MinWire<T, typename std::enable_if<std::is_integral<T>::value>::type> {
+  static constexpr std::size_t value = 1;
+};
+template <>
+struct MinWire<float> {
+  static constexpr std::size_t value = 5;
+};
+template <>
+struct MinWire<double> {
+  static constexpr std::size_t value = 9;
+};
+template <>
+struct MinWire<Bytes> {
+  static constexpr std::size_t value = 3;
+};
+
+// Range of the declared width of an integer field.
+template <class T>
+struct IntRange {
+  static constexpr std::int64_t min = static_cast<std::int64_t>(std::numeric_limits<T>::min());
+  static constexpr std::int64_t max = static_cast<std::int64_t>(std::numeric_limits<T>::max());
+};
+template <>
+struct IntRange<char> {  // one two's-complement byte whatever char's signedness
+  static constexpr std::int64_t min = -128;
+  static constexpr std::int64_t max = 127;
+};
+
+}  // namespace kse_detail
+
+class KseRecordReader {
+ public:
+  KseRecordReader(KseInputStream& in, const ReadOptions& options,
+                  std::vector<ReadProblem>& problems) noexcept;
+
+  KseInputStream& stream() noexcept { return in_; }
+
+  // Records a problem that ends reading (called by readRecord's catch).
+  void stop(ReadProblemKind kind, std::size_t offset, const std::string& detail);
+
+  // --- Called by the code NAVKSE_RECORD generates. ---
+
+  // The next field head of the record being read; false at its end (the end
+  // head of a nested record, or the end of the input for a record written
+  // alone).
+  NAVKSE_INLINE bool nextField(KseHead& h) {
+    for (;;) {
+      if (record_depth_ == 0 && in_.atEnd()) {
+        end_offset_ = in_.position();
+        return false;
+      }
+      h = in_.readHead();
+      if (NAVKSE_LIKELY(h.type != kKseStructEnd)) return true;
+      if (record_depth_ != 0) {
+        end_offset_ = h.offset;
+        return false;
+      }
+      field_ = nullptr;
+      report(ReadProblemKind::kUnexpectedEnd, h.offset, "end of record outside a record");
+    }
+  }
+
+  template <class T>
+  NAVKSE_INLINE void field(const KseHead& h, T& member, const char* name, FieldSet& seen, int& last,
+                           int& count) {
+    field_ = name;
+    if (NAVKSE_UNLIKELY(static_cast<int>(h.tag) <= last)) {
+      if (seen.has(h.tag)) {
+        report(ReadProblemKind::kDuplicateField, h.offset, "tag " + std::to_string(h.tag));
+        in_.skipValue(h);
+        return;
+      }
+      report(ReadProblemKind::kOutOfOrder, h.offset, "tag " + std::to_string(h.tag));
+    } else {
+      last = h.tag;
+    }
+    seen.set(h.tag);
+    ++count;
+    value(h, member);
+  }
+
+  void unknownField(const KseHead& h);
+  void missingField(const char* name);
+
+  // --- Values by declared type. ---
+
+  template <class T, typename std::enable_if<std::is_integral<T>::value, int>::type = 0>
+  NAVKSE_INLINE void value(const KseHead& h, T& out) {
+    if (NAVKSE_UNLIKELY(!isIntegerWire(h.type))) return mismatch(h, FieldType<T>::typeName());
+    const std::int64_t v = in_.readInteger(h.type);
+    if (NAVKSE_UNLIKELY(v < kse_detail::IntRange<T>::min || v > kse_detail::IntRange<T>::max)) {
+      return outOfRange(h, v);
+    }
+    out = static_cast<T>(v);
+  }
+
+  NAVKSE_INLINE void value(const KseHead& h, float& out) {
+    if (NAVKSE_UNLIKELY(h.type != kKseFloat)) return mismatch(h, "float");
+    out = in_.readFloat();
+  }
+
+  NAVKSE_INLINE void value(const KseHead& h, double& out) {
+    if (NAVKSE_UNLIKELY(h.type != kKseDouble)) return mismatch(h, "double");
+    out = in_.readDouble();
+  }
+
+  NAVKSE_INLINE void value(const KseHead& h, std::string& out) {
+    if (NAVKSE_UNLIKELY(h.type != kKseString1 && h.type != kKseString4)) return mismatch(h, "string");
+    const KseSpan s = in_.readString(h.type);
+    out.assign(s.data, s.size);
+  }
+
+  void value(const KseHead& h, Bytes& out);
+  void value(const KseHead& h, UBytes& out);
+
+  template <class T>
+  void value(const KseHead& h, std::vector<T>& out) {
+    if (NAVKSE_UNLIKELY(h.type != kKseList)) return mismatch(h, "list");
+    in_.enter(h.offset);
+    const std::size_t n = in_.readCount(kse_detail::MinWire<T>::value);
+    charge(n, sizeof(T), h.offset);
+    out.clear();
+    out.resize(n);
+    const int seg = push();
+    for (std::size_t i = 0; i < n; ++i) {
+      segs_[seg].index = i;
+      field_ = nullptr;
+      const KseHead e = in_.readHead();
+      if (NAVKSE_UNLIKELY(e.tag != 0)) unexpectedTag(e, 0);
+      value(e, out[i]);
+    }
+    pop(seg);
+    in_.leave();
+  }
+
+  template <class K, class V>
+  void value(const KseHead& h, std::map<K, V>& out) {
+    if (NAVKSE_UNLIKELY(h.type != kKseMap)) return mismatch(h, "map");
+    in_.enter(h.offset);
+    const std::size_t n = in_.readCount(kse_detail::MinWire<K>::value + kse_detail::MinWire<V>::value);
+    charge(n, sizeof(K) + sizeof(V) + kMapNodeOverhead, h.offset);
+    out.clear();
+    const int seg = push();
+    for (std::size_t i = 0; i < n; ++i) {
+      segs_[seg].index = i;
+      field_ = "key";
+      const KseHead kh = in_.readHead();
+      if (NAVKSE_UNLIKELY(kh.tag != 0)) unexpectedTag(kh, 0);
+      K key{};
+      value(kh, key);
+      field_ = nullptr;
+      const KseHead vh = in_.readHead();
+      if (NAVKSE_UNLIKELY(vh.tag != 1)) unexpectedTag(vh, 1);
+      V v{};
+      value(vh, v);
+      const std::size_t before = out.size();
+      out.emplace_hint(out.end(), std::move(key), std::move(v));
+      if (NAVKSE_UNLIKELY(out.size() == before)) {
+        field_ = "key";
+        report(ReadProblemKind::kDuplicateKey, kh.offset, "");
+      }
+    }
+    pop(seg);
+    in_.leave();
+  }
+
+  template <class R, typename std::enable_if<std::is_base_of<KseStructBase, R>::value, int>::type = 0>
+  NAVKSE_INLINE void value(const KseHead& h, R& out) {
+    if (NAVKSE_UNLIKELY(h.type != kKseStructBegin)) return mismatch(h, R::kseInfo().name);
+    in_.enter(h.offset);
+    const int seg = push();
+    ++record_depth_;
+    out.readFrom(*this);
+    --record_depth_;
+    pop(seg);
+    in_.leave();
+  }
+
+ private:
+  // A std::map node beyond its key and value (links and colour), rounded up.
+  static constexpr std::size_t kMapNodeOverhead = 48;
+
+  struct Segment {
+    const char* name;
+    std::size_t index;  // npos: no index
+  };
+  static constexpr std::size_t kNoIndex = static_cast<std::size_t>(-1);
+
+  // Opens a path segment named after the current field; returns its slot.
+  NAVKSE_INLINE int push() noexcept {
+    const int seg = segments_++;
+    segs_[seg].name = field_;
+    segs_[seg].index = kNoIndex;
+    field_ = nullptr;
+    return seg;
+  }
+  NAVKSE_INLINE void pop(int seg) noexcept {
+    segments_ = seg;
+    field_ = segs_[seg].name;
+  }
+
+  std::string path() const;
+
+  // Records a problem; in strict mode it ends reading (throws).
+  void report(ReadProblemKind kind, std::size_t offset, const std::string& detail);
+  NAVKSE_NOINLINE void mismatch(const KseHead& h, const char* expected);
+  NAVKSE_NOINLINE void outOfRange(const KseHead& h, std::int64_t v);
+  NAVKSE_NOINLINE void unexpectedTag(const KseHead& h, int expected);
+
+  // Takes n elements of the given size from the memory allowance.
+  NAVKSE_INLINE void charge(std::size_t n, std::size_t size, std::size_t offset) {
+    if (NAVKSE_UNLIKELY(n > allowance_ / size)) overLimit(offset);
+    allowance_ -= n * size;
+  }
+  [[noreturn]] NAVKSE_NOINLINE void overLimit(std::size_t offset);
+
+  KseInputStream& in_;
+  std::vector<ReadProblem>& problems_;
+  const std::string root_;
+  const ReadMode mode_;
+  std::size_t allowance_;
+  std::size_t end_offset_ = 0;
+  int record_depth_ = 0;
+  const char* field_ = nullptr;
+  int segments_ = 0;
+  Segment segs_[kKseMaxDepth + 1];
+};
+
+// Reads `out` from bytes holding it written alone (its fields, no frame).
+template <class R>
+ReadResult readRecord(const void* data, std::size_t size, R& out, const ReadOptions& options = {}) noexcept {
+  ReadResult result;
+  KseInputStream in(data, size);
+  try {
+    KseRecordReader reader(in, options, result.problems);
+    try {
+      out.readFrom(reader);
+    } catch (const KseReadError& e) {
+      result.stopped = true;
+      reader.stop(e.kind(), e.offset(), e.detail());
+    } catch (const std::bad_alloc&) {
+      result.stopped = true;
+      reader.stop(ReadProblemKind::kOutOfMemory, in.position(), "");
+    } catch (const std::exception& e) {
+      result.stopped = true;
+      reader.stop(ReadProblemKind::kInternal, in.position(), e.what());
+    }
+  } catch (...) {
+    result.stopped = true;  // no room even for the problem: ok() is still false
+  }
+  result.consumed = in.position();
+  return result;
+}
+
+template <class R>
+ReadResult readRecord(const std::vector<char>& bytes, R& out, const ReadOptions& options = {}) noexcept {
+  return readRecord(bytes.data(), bytes.size(), out, options);
+}
+
+}  // namespace ryn
+}  // namespace navcore

@@ -1,0 +1,138 @@
+// The command table: every request this system writes, what envelope carries
+// it, under which command number and name, with which body record, and which
+// entry function writes it. The serializers take their command numbers and
+// names from here, and the reader and the tool find a body's record here.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "navreq/records/CarRankTrans.h"
+#include "navreq/records/NavSDKGateway.h"
+#include "navreq/records/common_cmd.h"
+#include "navreq/records/duromap.h"
+#include "navreq/records/locationReportDMQ.h"
+#include "navreq/records/navicore.h"
+#include "navreq/records/routesearch.h"
+#include "navreq/records/traffic.h"
+
+namespace navkse {
+
+// The outermost record of a request.
+enum class Envelope : std::uint8_t {
+  kPackage,  // duromap::Package: command number and name, body bytes in tag 8
+  kPacket,   // NavSDKGateway::Packet: kind in tag 0, payload bytes in tag 2
+};
+
+// Whether the body bytes go out gzip-compressed. (Every Package is flagged
+// compressed in its tag 4; only the route search's body really is.)
+enum class BodyGzip : std::uint8_t {
+  kNever,
+  kAlways,
+  kByPacketFlag,  // as the Packet's tag 3 says (kPayloadGzip)
+};
+
+// The stop event's payload: the trajectory service's protocol-buffers Event,
+// not a Kse record (request_reader.h decodes it).
+struct StopEventBody {};
+
+// X(kind, envelope, number, name, body type, gzip, entry function)
+//   number: the Package's CMD (tag 1) or the Packet's kind (tag 0)
+//   name:   the Package's command name (tag 2); "" for a Packet
+// clang-format off
+#define NAVKSE_REQUEST_COMMANDS(X)                                                                   \
+  X(kRouteSearch, kPackage, 10101, ::navkse::common::commonCmdName(::navkse::common::CMD_ROUTE_CAR_SNS), \
+    ::navkse::routesearch::CarRouteReq, kAlways, "GetRouteReqData")                                  \
+  X(kTrafficRefresh, kPackage, 10102, "CMD_TRAFFIC_ALL_ON_ROUTE_BATCH_SDK",                          \
+    ::navkse::traffic::AllOnRouteReqBatch, kNever, "GetRouteRefreshReqData")                         \
+  X(kRoutePlus, kPackage, 84, "REQ_ROUTE_PLUS",                                                      \
+    ::navkse::navicore::nav::ugs_guidance_slice_req_t, kNever, "GetRoutePlus")                       \
+  X(kGuidanceSlice, kPackage, 84, "REQ_GUIDANCE_SLICE",                                              \
+    ::navkse::navicore::nav::ugs_guidance_slice_req_t, kNever, "GetRouteSlice")                      \
+  X(kLocationUpload, kPacket, ::navkse::NavSDKGateway::kPacketLocationReport, "",                    \
+    ::navkse::locationReportDMQ::LocationReportRequestDMQ, kByPacketFlag, "GetLocationUploadReqData") \
+  X(kNavStopEvent, kPacket, ::navkse::NavSDKGateway::kPacketNavStopEvent, "",                        \
+    ::navkse::StopEventBody, kNever, "GetNavStopActionReqData")
+// clang-format on
+
+#define NAVKSE_REQUEST_KIND_(KIND, ENVELOPE, NUMBER, NAME, BODY, GZIP, ENTRY) KIND,
+enum class RequestKind : std::uint8_t { NAVKSE_REQUEST_COMMANDS(NAVKSE_REQUEST_KIND_) };
+#undef NAVKSE_REQUEST_KIND_
+
+struct CommandInfo {
+  RequestKind kind;
+  Envelope envelope;
+  std::int32_t number;                          // CMD of a Package, kind of a Packet
+  const char* name;                             // command name of a Package, "" for a Packet
+  const ::navcore::ryn::RecordInfo& (*body)();  // the body record; null for the stop event
+  BodyGzip gzip;
+  const char* entry;  // the entry function that writes the request
+};
+
+#define NAVKSE_REQUEST_INFO_(KIND, ENVELOPE, NUMBER, NAME, BODY, GZIP, ENTRY) \
+  CommandInfo{RequestKind::KIND,                                              \
+              Envelope::ENVELOPE,                                             \
+              NUMBER,                                                         \
+              NAME,                                                           \
+              ::navcore::ryn::kse_detail::RecordFn<BODY>::value,              \
+              BodyGzip::GZIP,                                                 \
+              ENTRY},
+inline constexpr CommandInfo kCommands[] = {NAVKSE_REQUEST_COMMANDS(NAVKSE_REQUEST_INFO_)};
+#undef NAVKSE_REQUEST_INFO_
+
+constexpr std::size_t kCommandCount = sizeof(kCommands) / sizeof(kCommands[0]);
+
+constexpr const CommandInfo& commandOf(RequestKind kind) noexcept {
+  return kCommands[static_cast<std::size_t>(kind)];
+}
+
+// The body type of a request kind: CommandBody<RequestKind::kRouteSearch>::type.
+template <RequestKind Kind>
+struct CommandBody;
+#define NAVKSE_REQUEST_BODY_(KIND, ENVELOPE, NUMBER, NAME, BODY, GZIP, ENTRY) \
+  template <>                                                                 \
+  struct CommandBody<RequestKind::KIND> {                                     \
+    using type = BODY;                                                        \
+  };
+NAVKSE_REQUEST_COMMANDS(NAVKSE_REQUEST_BODY_)
+#undef NAVKSE_REQUEST_BODY_
+
+// The Package command with this number and name, else null.
+const CommandInfo* findPackageCommand(std::int32_t cmd, std::string_view name) noexcept;
+// The Package command with this name (whatever its number), else null.
+const CommandInfo* findPackageCommand(std::string_view name) noexcept;
+// The Packet kind with this number, else null.
+const CommandInfo* findPacketKind(std::int32_t kind) noexcept;
+
+// Records carried as bytes inside a field of another record, written alone
+// (their fields, no begin/end frame).
+struct EmbeddedRecord {
+  const ::navcore::ryn::RecordInfo& (*holder)();  // the record with the bytes field
+  std::uint8_t tag;                               // the bytes field
+  const ::navcore::ryn::RecordInfo& (*record)();  // what the bytes hold
+};
+inline constexpr EmbeddedRecord kEmbeddedRecords[] = {
+    {&duromap::Package::kseInfo, duromap::Package::FieldTag::header, &duromap::Header::kseInfo},
+    {&locationReportDMQ::LocationHeader::kseInfo, locationReportDMQ::LocationHeader::FieldTag::extra_data,
+     &locationReportDMQ::NavExtraData::kseInfo},
+};
+
+// The side records of a route search: entries of CarRouteReq::side_records,
+// the value being the bytes of a record written alone.
+#define NAVKSE_ROUTE_SIDE_RECORDS(X)                                                        \
+  X(::navkse::routesearch::kGuidanceSideRecordKey, ::navkse::navicore::nav::ugs_cloud_info) \
+  X(::navkse::routesearch::kRankSideRecordKey, ::navkse::CarRankTrans::ToRankTransInfo)
+
+struct SideRecord {
+  const char* key;
+  const ::navcore::ryn::RecordInfo& (*record)();
+};
+#define NAVKSE_SIDE_RECORD_INFO_(KEY, RECORD) SideRecord{KEY, &RECORD::kseInfo},
+inline constexpr SideRecord kRouteSideRecords[] = {NAVKSE_ROUTE_SIDE_RECORDS(NAVKSE_SIDE_RECORD_INFO_)};
+#undef NAVKSE_SIDE_RECORD_INFO_
+
+// The side record stored under `key`, else null.
+const ::navcore::ryn::RecordInfo* findRouteSideRecord(std::string_view key) noexcept;
+
+}  // namespace navkse

@@ -1,0 +1,165 @@
+#include "navreq/kse/record_reader.h"
+
+#include <cstring>
+
+namespace navcore {
+namespace ryn {
+
+namespace {
+
+// Containers may take this many bytes per input byte, plus a fixed allowance:
+// enough for any record the writer produces (a string element takes 2 bytes on
+// the wire and 32 in memory), too little for a few bytes to ask for gigabytes.
+constexpr std::size_t kMemoryPerInputByte = 64;
+constexpr std::size_t kMemoryBase = std::size_t{1} << 20;
+
+std::size_t Allowance(const ReadOptions& options, std::size_t input_size) noexcept {
+  if (options.memory_limit != 0) return options.memory_limit;
+  if (input_size > (static_cast<std::size_t>(-1) - kMemoryBase) / kMemoryPerInputByte) {
+    return static_cast<std::size_t>(-1);
+  }
+  return input_size * kMemoryPerInputByte + kMemoryBase;
+}
+
+}  // namespace
+
+const char* wireKindName(WireKind kind) noexcept {
+  switch (kind) {
+    case WireKind::kBool:
+      return "bool";
+    case WireKind::kChar:
+      return "char";
+    case WireKind::kInt8:
+      return "int8";
+    case WireKind::kUInt8:
+      return "uint8";
+    case WireKind::kInt16:
+      return "int16";
+    case WireKind::kInt32:
+      return "int32";
+    case WireKind::kInt64:
+      return "int64";
+    case WireKind::kUInt32:
+      return "uint32";
+    case WireKind::kFloat:
+      return "float";
+    case WireKind::kDouble:
+      return "double";
+    case WireKind::kString:
+      return "string";
+    case WireKind::kBytes:
+      return "bytes";
+    case WireKind::kUBytes:
+      return "ubytes";
+    case WireKind::kList:
+      return "list";
+    case WireKind::kMap:
+      return "map";
+    case WireKind::kRecord:
+      return "record";
+  }
+  return "unknown";
+}
+
+const FieldInfo* RecordInfo::find(const char* field_name) const noexcept {
+  for (std::size_t i = 0; i < count; ++i) {
+    if (std::strcmp(fields[i].name, field_name) == 0) return &fields[i];
+  }
+  return nullptr;
+}
+
+std::string ReadProblem::toString() const {
+  std::string out = path.empty() ? std::string("(root)") : path;
+  out += " @ " + std::to_string(offset) + ": " + readProblemName(kind);
+  if (!detail.empty()) out += " (" + detail + ")";
+  return out;
+}
+
+KseRecordReader::KseRecordReader(KseInputStream& in, const ReadOptions& options,
+                                 std::vector<ReadProblem>& problems) noexcept
+    : in_(in),
+      problems_(problems),
+      root_(options.root),
+      mode_(options.mode),
+      allowance_(Allowance(options, in.size())) {}
+
+std::string KseRecordReader::path() const {
+  std::string out = root_;
+  auto add_name = [&out](const char* name) {
+    if (name == nullptr) return;
+    if (!out.empty()) out += '.';
+    out += name;
+  };
+  for (int i = 0; i < segments_; ++i) {
+    add_name(segs_[i].name);
+    if (segs_[i].index != kNoIndex) out += "[" + std::to_string(segs_[i].index) + "]";
+  }
+  add_name(field_);
+  return out;
+}
+
+void KseRecordReader::stop(ReadProblemKind kind, std::size_t offset, const std::string& detail) {
+  problems_.push_back(ReadProblem{kind, path(), offset, detail});
+}
+
+void KseRecordReader::report(ReadProblemKind kind, std::size_t offset, const std::string& detail) {
+  if (mode_ == ReadMode::kStrict) throw KseReadError(kind, offset, detail);
+  problems_.push_back(ReadProblem{kind, path(), offset, detail});
+}
+
+void KseRecordReader::unknownField(const KseHead& h) {
+  field_ = nullptr;
+  report(ReadProblemKind::kUnknownField, h.offset,
+         "tag " + std::to_string(h.tag) + ", " + kseTypeName(h.type));
+  in_.skipValue(h);
+}
+
+void KseRecordReader::missingField(const char* name) {
+  field_ = name;
+  report(ReadProblemKind::kMissingField, end_offset_, "");
+}
+
+void KseRecordReader::mismatch(const KseHead& h, const char* expected) {
+  report(ReadProblemKind::kTypeMismatch, h.offset,
+         std::string(expected) + " declared, " + kseTypeName(h.type) + " read");
+  in_.skipValue(h);
+}
+
+void KseRecordReader::outOfRange(const KseHead& h, std::int64_t v) {
+  report(ReadProblemKind::kOutOfRange, h.offset, "value " + std::to_string(v));
+}
+
+void KseRecordReader::unexpectedTag(const KseHead& h, int expected) {
+  report(ReadProblemKind::kUnexpectedTag, h.offset,
+         "tag " + std::to_string(h.tag) + ", " + std::to_string(expected) + " expected");
+}
+
+void KseRecordReader::overLimit(std::size_t offset) {
+  throw KseReadError(ReadProblemKind::kLimitExceeded, offset, "containers over the memory limit");
+}
+
+void KseRecordReader::value(const KseHead& h, Bytes& out) {
+  if (h.type != kKseSimpleList) return mismatch(h, "bytes");
+  const KseSpan s = in_.readSimpleList();
+  out.assign(s.data, s.data + s.size);
+}
+
+void KseRecordReader::value(const KseHead& h, UBytes& out) {
+  if (h.type != kKseList) return mismatch(h, "ubytes");
+  in_.enter(h.offset);
+  const std::size_t n = in_.readCount(1);
+  out.clear();
+  out.resize(n);
+  const int seg = push();
+  for (std::size_t i = 0; i < n; ++i) {
+    segs_[seg].index = i;
+    const KseHead e = in_.readHead();
+    if (e.tag != 0) unexpectedTag(e, 0);
+    value(e, out[i]);
+  }
+  pop(seg);
+  in_.leave();
+}
+
+}  // namespace ryn
+}  // namespace navcore
