@@ -121,7 +121,7 @@ TEST(DumpText, StopsAtTheHeadOfTheValueThatIsCutShort) {
   EXPECT_EQ(d.text,
             "Package, 2 bytes\n"
             "  @0+1 0 version int16: 0\n"
-            "  ! decoding stopped at offset 1: needs 1 bytes, 0 left\n"
+            "  ! decoding stopped at offset 1: truncated: input ends inside a value\n"
             "  ! undecoded, 1 bytes:\n"
             "    10\n");
   EXPECT_EQ(d.summary.status(), 1);
@@ -131,7 +131,7 @@ TEST(DumpText, UndecodedRunsShowSixtyFourBytesUnlessFull) {
   // A Package whose tag 3 is a string of 200 bytes with only 100 present.
   const std::string bytes = FromHex(Int(0, 0) + Int(1, 1) + Str(2, "") + "36c8") + std::string(100, 'z');
   const Dumped cut = TextOf(bytes);
-  EXPECT_NE(cut.text.find("  ! decoding stopped at offset 5: needs 200 bytes, 100 left\n"
+  EXPECT_NE(cut.text.find("  ! decoding stopped at offset 5: bad length: length beyond the input\n"
                           "  ! undecoded, 102 bytes:\n"
                           "    36c87a7a"),
             std::string::npos)

@@ -119,7 +119,7 @@ class Collector final : public TreeSink {
     entries_.push_back(std::move(e));
   }
 
-  void missing(const FieldInfo&, const TypeDesc&) override {}
+  void missing(const FieldInfo&) override {}
 
   void undecoded(std::size_t, std::string_view rest, const std::string&) override {
     Level& level = stack_.back();

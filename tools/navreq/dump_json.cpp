@@ -147,10 +147,10 @@ class JsonView final : public TreeSink {
     buf_ += "}";
   }
 
-  void missing(const FieldInfo& field, const TypeDesc& declared) override {
+  void missing(const FieldInfo& field) override {
     levels_.back().tail +=
         std::string(levels_.back().tail.empty() ? "" : ", ") + "{\"tag\": " + std::to_string(field.tag) +
-        ", \"name\": " + JsonString(field.name) + ", \"declared\": " + JsonString(declared.text) + "}";
+        ", \"name\": " + JsonString(field.name) + ", \"declared\": " + JsonString(field.type->name()) + "}";
   }
 
   void undecoded(std::size_t offset, std::string_view rest, const std::string& why) override {
@@ -204,7 +204,7 @@ class JsonView final : public TreeSink {
       buf_ += ", \"name\": ";
       AppendJsonString(buf_, item.field->name);
       buf_ += ", \"declared\": ";
-      AppendJsonString(buf_, item.declared->text);
+      AppendJsonString(buf_, item.declared->name());
     }
     buf_ += ", \"at\": ";
     AppendInt(buf_, static_cast<std::int64_t>(item.offset));

@@ -169,8 +169,8 @@ class TextView final : public TreeSink {
     newline();
   }
 
-  void missing(const FieldInfo& field, const TypeDesc& declared) override {
-    line("! missing: " + std::to_string(field.tag) + " " + field.name + " (" + declared.text + ")");
+  void missing(const FieldInfo& field) override {
+    line("! missing: " + std::to_string(field.tag) + " " + field.name + " (" + field.type->name() + ")");
   }
 
   void undecoded(std::size_t offset, std::string_view rest, const std::string& why) override {
@@ -240,7 +240,7 @@ class TextView final : public TreeSink {
     }
     buf_ += ' ';
     if (Known(item)) {
-      buf_ += item.declared->text;
+      buf_ += item.declared->name();
     } else if (item.wire == kWireStructBegin && item.record != nullptr) {
       buf_ += item.record->name;
     } else {
@@ -266,11 +266,11 @@ class TextView final : public TreeSink {
         buf_ += "  ! repeated or out-of-order tag";
         break;
       case Problem::kTypeMismatch:
-        buf_ += std::string("  ! type mismatch: declared ") + item.declared->text + ", head " +
+        buf_ += std::string("  ! type mismatch: declared ") + item.declared->name() + ", head " +
                 WireName(item.wire);
         break;
       case Problem::kOutOfRange:
-        buf_ += "  ! type mismatch: value outside " + item.declared->text;
+        buf_ += std::string("  ! type mismatch: value outside ") + item.declared->name();
         break;
     }
     newline();

@@ -1,13 +1,6 @@
 #include "request_records.h"
 
-#include "navreq/records/CarRankTrans.h"
-#include "navreq/records/NavSDKGateway.h"
-#include "navreq/records/common_cmd.h"
-#include "navreq/records/duromap.h"
-#include "navreq/records/locationReportDMQ.h"
-#include "navreq/records/navicore.h"
-#include "navreq/records/routesearch.h"
-#include "navreq/records/traffic.h"
+#include "navreq/records/commands.h"
 
 namespace navreq {
 namespace tool {
@@ -16,34 +9,13 @@ namespace {
 
 namespace duromap = ::navkse::duromap;
 namespace gateway = ::navkse::NavSDKGateway;
-namespace location = ::navkse::locationReportDMQ;
 namespace routesearch = ::navkse::routesearch;
-namespace nav = ::navkse::navicore::nav;
 using ::navcore::ryn::RecordInfo;
-
-constexpr std::uint8_t kPackageHeaderTag = 7;
-constexpr std::uint8_t kPackageBodyTag = 8;
-constexpr std::uint8_t kPacketPayloadTag = 2;
-constexpr std::uint8_t kLocationHeaderExtraTag = 6;
-constexpr std::uint8_t kCarRouteSideRecordsTag = 72;
-
-// The record a Package body holds, by the command name the Package carries.
-const RecordInfo* BodyRecordFor(const std::string& cmd_name) {
-  if (cmd_name == ::navkse::common::etos(::navkse::common::CMD_ROUTE_CAR_SNS)) {
-    return &routesearch::CarRouteReq::kseInfo();
-  }
-  if (cmd_name == "CMD_TRAFFIC_ALL_ON_ROUTE_BATCH_SDK")
-    return &::navkse::traffic::AllOnRouteReqBatch::kseInfo();
-  if (cmd_name == "REQ_ROUTE_PLUS" || cmd_name == "REQ_GUIDANCE_SLICE") {
-    return &nav::ugs_guidance_slice_req_t::kseInfo();
-  }
-  return nullptr;
-}
 
 }  // namespace
 
-const std::uint8_t kPackageCommandNameTag = 2;
-const std::uint8_t kPacketKindTag = 0;
+const std::uint8_t kPackageCommandNameTag = duromap::Package::FieldTag::cmd_name;
+const std::uint8_t kPacketKindTag = gateway::Packet::FieldTag::kind;
 
 const RecordInfo& PackageInfo() { return duromap::Package::kseInfo(); }
 const RecordInfo& PacketInfo() { return gateway::Packet::kseInfo(); }
@@ -56,41 +28,41 @@ const std::vector<const RecordInfo*>& Envelopes() {
 CarriedRecord CarriedBy(const RecordInfo& record, std::uint8_t tag, const std::string& command,
                         std::int64_t kind) {
   CarriedRecord out;
-  if (&record == &PackageInfo()) {
-    if (tag == kPackageHeaderTag) {
+  for (const ::navkse::EmbeddedRecord& e : ::navkse::kEmbeddedRecords) {
+    if (&e.holder() == &record && e.tag == tag) {
       out.follow = true;
-      out.record = &duromap::Header::kseInfo();
-    } else if (tag == kPackageBodyTag) {
-      out.follow = true;
-      out.may_gzip = true;
-      out.record = BodyRecordFor(command);
+      out.record = &e.record();
+      return out;
     }
-  } else if (&record == &PacketInfo() && tag == kPacketPayloadTag) {
-    if (kind == gateway::kPacketLocationReport) {
-      out.follow = true;
-      out.may_gzip = true;
-      out.record = &location::LocationReportRequestDMQ::kseInfo();
-    } else if (kind == gateway::kPacketNavStopEvent) {
-      out.follow = true;
-      out.may_gzip = true;
-      out.protobuf = true;
-    }
-  } else if (&record == &location::LocationHeader::kseInfo() && tag == kLocationHeaderExtraTag) {
+  }
+  // The body is inflated whenever it is a gzip stream, whatever the
+  // envelope's compression flag says.
+  if (&record == &PackageInfo() && tag == duromap::Package::FieldTag::body) {
     out.follow = true;
-    out.record = &location::NavExtraData::kseInfo();
+    out.may_gzip = true;
+    const ::navkse::CommandInfo* c = ::navkse::findPackageCommand(command);
+    if (c != nullptr && c->body != nullptr) out.record = &c->body();
+  } else if (&record == &PacketInfo() && tag == gateway::Packet::FieldTag::payload) {
+    if (kind < INT32_MIN || kind > INT32_MAX) return out;
+    const ::navkse::CommandInfo* c = ::navkse::findPacketKind(static_cast<std::int32_t>(kind));
+    if (c == nullptr) return out;
+    out.follow = true;
+    out.may_gzip = true;
+    if (c->body != nullptr) {
+      out.record = &c->body();
+    } else {
+      out.protobuf = true;  // the stop event's message
+    }
   }
   return out;
 }
 
 bool IsSideRecordMap(const ::navcore::ryn::FieldInfo* field) {
-  return field == routesearch::CarRouteReq::kseInfo().find(kCarRouteSideRecordsTag);
+  return field != nullptr && field == routesearch::CarRouteReq::kseInfo().find(static_cast<std::uint8_t>(
+                                          routesearch::CarRouteReq::FieldTag::side_records));
 }
 
-const RecordInfo* SideRecordFor(const std::string& key) {
-  if (key == routesearch::kGuidanceSideRecordKey) return &nav::ugs_cloud_info::kseInfo();
-  if (key == routesearch::kRankSideRecordKey) return &::navkse::CarRankTrans::ToRankTransInfo::kseInfo();
-  return nullptr;
-}
+const RecordInfo* SideRecordFor(const std::string& key) { return ::navkse::findRouteSideRecord(key); }
 
 }  // namespace tool
 }  // namespace navreq

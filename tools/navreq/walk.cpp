@@ -17,97 +17,49 @@ namespace tool {
 
 namespace {
 
-using Kind = TypeDesc::Kind;
-
-// Declared types, read from the declarations' type names once each.
-class TypeTable {
- public:
-  const TypeDesc* get(const std::string& text, const RecordInfo* record) {
-    auto it = table_.find(text);
-    if (it != table_.end()) return it->second.get();
-    auto desc = std::make_unique<TypeDesc>();
-    desc->text = text;
-    fill(*desc, record);
-    return table_.emplace(text, std::move(desc)).first->second.get();
-  }
-
- private:
-  static void Integer(TypeDesc& d, std::int64_t min, std::int64_t max) {
-    d.kind = Kind::kInt;
-    d.min = min;
-    d.max = max;
-  }
-
-  void fill(TypeDesc& d, const RecordInfo* record) {
-    const std::string& t = d.text;
-    using I32 = std::numeric_limits<std::int32_t>;
-    using I64 = std::numeric_limits<std::int64_t>;
-    if (t == "bool") return Integer(d, 0, 1);
-    if (t == "char" || t == "int8") return Integer(d, -128, 127);
-    if (t == "int16") return Integer(d, -32768, 32767);
-    if (t == "int32") return Integer(d, I32::min(), I32::max());
-    if (t == "int64") return Integer(d, I64::min(), I64::max());
-    if (t == "uint32") return Integer(d, 0, std::numeric_limits<std::uint32_t>::max());
-    if (t == "float") {
-      d.kind = Kind::kFloat;
-    } else if (t == "double") {
-      d.kind = Kind::kDouble;
-    } else if (t == "string") {
-      d.kind = Kind::kString;
-    } else if (t == "bytes") {
-      d.kind = Kind::kBytes;
-    } else if (t == "ubytes") {
-      d.kind = Kind::kUBytes;
-    } else if (t.rfind("list<", 0) == 0 && t.back() == '>') {
-      d.kind = Kind::kList;
-      d.element = get(t.substr(5, t.size() - 6), record);
-    } else if (t.rfind("map<", 0) == 0 && t.back() == '>') {
-      d.kind = Kind::kMap;
-      const std::string inner = t.substr(4, t.size() - 5);
-      int depth = 0;
-      for (std::size_t i = 0; i < inner.size(); ++i) {
-        if (inner[i] == '<') ++depth;
-        if (inner[i] == '>') --depth;
-        if (inner[i] == ',' && depth == 0) {
-          d.key = get(inner.substr(0, i), nullptr);
-          d.element = get(inner.substr(i + 1), record);
-          break;
-        }
-      }
-    } else {
-      d.kind = Kind::kRecord;
-      d.record = record;
-    }
-  }
-
-  std::map<std::string, std::unique_ptr<TypeDesc>> table_;
-};
-
-bool IsIntegerWire(std::uint8_t wire) noexcept { return wire <= kWireInt64 || wire == kWireZero; }
-
 // Whether a head of type `wire` can carry a value declared as `d`.
-bool Carries(std::uint8_t wire, const TypeDesc& d) noexcept {
-  switch (d.kind) {
-    case Kind::kInt:
-      return IsIntegerWire(wire);
-    case Kind::kFloat:
-      return wire == kWireFloat;
-    case Kind::kDouble:
-      return wire == kWireDouble;
-    case Kind::kString:
-      return wire == kWireString1 || wire == kWireString4;
-    case Kind::kBytes:
-      return wire == kWireSimpleList;
-    case Kind::kUBytes:
-    case Kind::kList:
-      return wire == kWireList;
-    case Kind::kMap:
-      return wire == kWireMap;
-    case Kind::kRecord:
-      return wire == kWireStructBegin;
-  }
-  return false;
+bool Carries(std::uint8_t wire, const TypeInfo& d) noexcept {
+  return ::navcore::ryn::wireTypeFits(d.kind, wire);
 }
+
+bool IsIntegerKind(WireKind k) noexcept {
+  switch (k) {
+    case WireKind::kBool:
+    case WireKind::kChar:
+    case WireKind::kInt8:
+    case WireKind::kUInt8:
+    case WireKind::kInt16:
+    case WireKind::kInt32:
+    case WireKind::kInt64:
+    case WireKind::kUInt32:
+      return true;
+    default:
+      return false;
+  }
+}
+
+// Whether an integer value fits the declared integer kind.
+bool InRange(WireKind k, std::int64_t v) noexcept {
+  switch (k) {
+    case WireKind::kBool:
+      return v == 0 || v == 1;
+    case WireKind::kChar:
+    case WireKind::kInt8:
+      return v >= -128 && v <= 127;
+    case WireKind::kUInt8:
+      return v >= 0 && v <= 255;
+    case WireKind::kInt16:
+      return v >= -32768 && v <= 32767;
+    case WireKind::kInt32:
+      return v >= std::numeric_limits<std::int32_t>::min() && v <= std::numeric_limits<std::int32_t>::max();
+    case WireKind::kUInt32:
+      return v >= 0 && v <= static_cast<std::int64_t>(std::numeric_limits<std::uint32_t>::max());
+    default:
+      return true;
+  }
+}
+
+bool IsIntegerWire(std::uint8_t wire) noexcept { return ::navcore::ryn::isIntegerWire(wire); }
 
 // What a record walk remembers of its own fields to follow the later ones.
 struct RecordState {
@@ -132,15 +84,39 @@ bool GatherUBytes(WireCursor& c, std::int64_t count, std::string& out) {
   return true;
 }
 
-std::uint64_t Varint(WireCursor& c) {
-  std::uint64_t v = 0;
-  for (int shift = 0; shift < 64; shift += 7) {
-    const std::uint64_t b = c.fixed(1);
-    v |= (b & 0x7F) << shift;
-    if ((b & 0x80) == 0) return v;
+// A protocol-buffers message is not Kse: its few reads go through this.
+class ByteReader {
+ public:
+  explicit ByteReader(std::string_view bytes) : bytes_(bytes) {}
+  std::size_t pos() const noexcept { return pos_; }
+  bool atEnd() const noexcept { return pos_ >= bytes_.size(); }
+  std::size_t left() const noexcept { return bytes_.size() - pos_; }
+  std::uint64_t fixed(std::size_t n) {
+    if (n > left()) throw WireStop{pos_, "message cut short"};
+    std::uint64_t v = 0;
+    for (std::size_t i = 0; i < n; ++i)
+      v |= std::uint64_t{static_cast<unsigned char>(bytes_[pos_ + i])} << (8 * i);
+    pos_ += n;
+    return v;  // little-endian, as protocol buffers write fixed fields
   }
-  throw WireStop{c.pos(), "varint longer than 10 bytes"};
-}
+  void skip(std::size_t n) {
+    if (n > left()) throw WireStop{pos_, "message cut short"};
+    pos_ += n;
+  }
+  std::uint64_t varint() {
+    std::uint64_t v = 0;
+    for (int shift = 0; shift < 64; shift += 7) {
+      const std::uint64_t b = fixed(1);
+      v |= (b & 0x7F) << shift;
+      if ((b & 0x80) == 0) return v;
+    }
+    throw WireStop{pos_, "varint longer than 10 bytes"};
+  }
+
+ private:
+  std::string_view bytes_;
+  std::size_t pos_ = 0;
+};
 
 class Walker {
  public:
@@ -183,13 +159,7 @@ class Walker {
   }
 
  private:
-  const TypeDesc* describe(const FieldInfo& f) {
-    const auto it = described_.find(&f);
-    if (it != described_.end()) return it->second;
-    const TypeDesc* d = types_.get(f.typeName(), f.record());
-    described_.emplace(&f, d);
-    return d;
-  }
+  static const TypeInfo* describe(const FieldInfo& f) { return f.type; }
 
   // The envelope whose declaration the first fields follow furthest: tags
   // ascending, each declared, each head able to carry its declared type.
@@ -207,7 +177,7 @@ class Walker {
           if (f == nullptr || h.tag <= previous || !Carries(h.type, *describe(*f))) break;
           ++score;
           previous = h.tag;
-          c.skipPayload(h, 0);
+          c.skip(h);
         }
       } catch (const WireStop&) {
       }
@@ -260,7 +230,7 @@ class Walker {
       item.role = Role::kField;
       item.tag = h.tag;
       item.wire = h.type;
-      const TypeDesc* declared = nullptr;
+      const TypeInfo* declared = nullptr;
       if (record != nullptr) {
         item.field = record->find(h.tag);
         if (item.field == nullptr) {
@@ -283,7 +253,7 @@ class Walker {
         const FieldInfo& f = record->fields[i];
         if (state.seen.test(f.tag)) continue;
         ++summary_.missing;
-        sink_.missing(f, *describe(f));
+        sink_.missing(f);
       }
     }
     return end_tag;
@@ -293,7 +263,7 @@ class Walker {
   // field; `side`: for a map value, the side record its key names.
   // A value that does not decode stops the walk at its head, unless the
   // failure lies inside one of its elements or fields (they stop at their own).
-  void value(WireCursor& c, const Head& h, Item& item, const TypeDesc* declared, RecordState* state,
+  void value(WireCursor& c, const Head& h, Item& item, const TypeInfo* declared, RecordState* state,
              const CarriedRecord* side, int depth) {
     const std::size_t opened = open_.size();
     try {
@@ -305,16 +275,14 @@ class Walker {
     }
   }
 
-  void read(WireCursor& c, const Head& h, Item& item, const TypeDesc* declared, RecordState* state,
+  void read(WireCursor& c, const Head& h, Item& item, const TypeInfo* declared, RecordState* state,
             const CarriedRecord* side, int depth) {
     if (depth > kMaxDepth) throw WireStop{h.offset, "nested deeper than " + std::to_string(kMaxDepth)};
     item.offset = h.offset;
     item.long_head = h.long_head;
     {
-      WireCursor probe = c;
       try {
-        probe.skipPayload(h, depth);
-        item.length = probe.pos() - h.offset;
+        item.length = c.measure(h) - h.offset;
       } catch (const WireStop&) {
         item.incomplete = true;
         item.length = c.size() - h.offset;
@@ -336,8 +304,8 @@ class Walker {
       case kWireInt64:
       case kWireZero:
         s.integer = c.integer(h);
-        if (declared != nullptr && item.problem == Problem::kNone &&
-            (s.integer < declared->min || s.integer > declared->max)) {
+        if (declared != nullptr && item.problem == Problem::kNone && IsIntegerKind(declared->kind) &&
+            !InRange(declared->kind, s.integer)) {
           item.problem = Problem::kOutOfRange;
           ++summary_.mismatches;
         }
@@ -345,7 +313,7 @@ class Walker {
         sink_.scalar(item, s);
         return;
       case kWireFloat: {
-        s.bits = c.fixed(4);
+        s.bits = c.realBits(h);
         const auto b = static_cast<std::uint32_t>(s.bits);
         float f = 0;
         std::memcpy(&f, &b, sizeof f);
@@ -354,7 +322,7 @@ class Walker {
         return;
       }
       case kWireDouble:
-        s.bits = c.fixed(8);
+        s.bits = c.realBits(h);
         std::memcpy(&s.real, &s.bits, sizeof s.real);
         sink_.scalar(item, s);
         return;
@@ -365,7 +333,7 @@ class Walker {
         sink_.scalar(item, s);
         return;
       case kWireSimpleList: {
-        const std::string_view data = c.byteArray(h, item.count_wire);
+        const std::string_view data = c.byteArray(item.count_wire);
         item.count = static_cast<std::int64_t>(data.size());
         carried(item, data, side != nullptr ? *side : follow(state, item), depth);
         return;
@@ -377,7 +345,7 @@ class Walker {
         map(c, item, declared, depth);
         return;
       case kWireStructBegin:
-        item.record = declared != nullptr ? declared->record : nullptr;
+        item.record = declared != nullptr && declared->record != nullptr ? &declared->record() : nullptr;
         sink_.open(item, 0);
         open_.push_back(item);
         item.end_tag = fields(c, item.record, true, depth + 1);
@@ -433,29 +401,29 @@ class Walker {
     sink_.closeEmbedded(item);
   }
 
-  void list(WireCursor& c, Item& item, const TypeDesc* declared, RecordState* state, int depth) {
-    const std::int64_t count = c.count(item.count_wire);
+  void list(WireCursor& c, Item& item, const TypeInfo* declared, RecordState* state, int depth) {
+    const std::int64_t count = c.count(1, item.count_wire);
     item.count = count;
-    const bool ubytes = declared != nullptr && declared->kind == Kind::kUBytes;
+    const bool ubytes = declared != nullptr && declared->kind == WireKind::kUBytes;
     if (ubytes) {
       // Shown as bytes when every element is a byte in the writer's form;
       // otherwise element by element.
       std::string gathered;
-      WireCursor probe = c;
       bool ok = false;
-      try {
-        ok = GatherUBytes(probe, count, gathered);
-      } catch (const WireStop&) {
+      {
+        WireCursor ahead(std::string_view(c.bytes()), c.pos());
+        try {
+          ok = GatherUBytes(ahead, count, gathered);
+        } catch (const WireStop&) {
+        }
       }
       if (ok) {
-        c = probe;
+        for (std::int64_t i = 0; i < count; ++i) (void)c.integer(c.head());  // read again, in place
         carried(item, gathered, follow(state, item), depth);
         return;
       }
     }
-    const TypeDesc* element = declared == nullptr ? nullptr
-                              : ubytes            ? types_.get("int16", nullptr)
-                                                  : declared->element;
+    const TypeInfo* element = declared != nullptr ? declared->element : nullptr;
     sink_.open(item, count);
     open_.push_back(item);
     for (std::int64_t i = 0; i < count; ++i) {
@@ -473,8 +441,8 @@ class Walker {
     sink_.close(item);
   }
 
-  void map(WireCursor& c, Item& item, const TypeDesc* declared, int depth) {
-    const std::int64_t count = c.count(item.count_wire);
+  void map(WireCursor& c, Item& item, const TypeInfo* declared, int depth) {
+    const std::int64_t count = c.count(2, item.count_wire);
     item.count = count;
     const bool side_records = item.problem == Problem::kNone && IsSideRecordMap(item.field);
     sink_.open(item, count);
@@ -482,7 +450,7 @@ class Walker {
     for (std::int64_t i = 0; i < count; ++i) {
       const Head kh = c.head();
       if (kh.type == kWireStructEnd) throw WireStop{kh.offset, "end-of-record head in place of a map key"};
-      std::string key = KeyText(c, kh);
+      std::string key = c.peekText(kh);
       Item k;
       k.role = Role::kKey;
       k.index = static_cast<std::size_t>(i);
@@ -509,33 +477,22 @@ class Walker {
     sink_.close(item);
   }
 
-  // A map key as text, read ahead of its value: string bytes or decimal.
-  static std::string KeyText(const WireCursor& c, const Head& h) {
-    WireCursor probe = c;
-    try {
-      if (h.type == kWireString1 || h.type == kWireString4) return std::string(probe.string(h));
-      if (IsIntegerWire(h.type)) return std::to_string(probe.integer(h));
-    } catch (const WireStop&) {
-    }
-    return "#" + std::to_string(h.offset);
-  }
-
   // The navigation stop event: a protocol-buffers message whose map field is
   // written the service's own way (the field's tag, a bare entry count, then
   // key and value as two more occurrences of the same field). Read without
   // its schema, by wire type; a length-delimited field that is followed by a
   // bare varint is taken as such a map.
   void message(std::string_view bytes) {
-    WireCursor c(bytes);
+    ByteReader c(bytes);
     try {
       while (!c.atEnd()) {
         const std::size_t at = c.pos();
-        const std::uint64_t key = Varint(c);
+        const std::uint64_t key = c.varint();
         const std::uint64_t number = key >> 3;
         const int wire = static_cast<int>(key & 7);
         switch (wire) {
           case 0: {
-            const std::uint64_t v = Varint(c);
+            const std::uint64_t v = c.varint();
             sink_.protobufField(at, c.pos() - at, number, wire, v, {});
             break;
           }
@@ -547,11 +504,11 @@ class Walker {
           }
           case 2: {
             if (MapCountFollows(c, key)) {
-              const std::uint64_t n = Varint(c);
+              const std::uint64_t n = c.varint();
               sink_.protobufField(at, c.pos() - at, number, 0, n, {});
               break;
             }
-            const std::uint64_t n = Varint(c);
+            const std::uint64_t n = c.varint();
             if (n > c.left())
               throw WireStop{at, "length " + std::to_string(n) + " past the end of the message"};
             const std::string_view data = bytes.substr(c.pos(), static_cast<std::size_t>(n));
@@ -571,14 +528,14 @@ class Walker {
 
   // After a length-delimited key: whether what follows is the map layout, a
   // count n and then 2n occurrences of the same field.
-  static bool MapCountFollows(const WireCursor& c, std::uint64_t key) {
-    WireCursor probe = c;
+  static bool MapCountFollows(const ByteReader& c, std::uint64_t key) {
+    ByteReader probe = c;
     try {
-      const std::uint64_t n = Varint(probe);
+      const std::uint64_t n = probe.varint();
       if (n == 0 || n > probe.left()) return false;
       for (std::uint64_t i = 0; i < 2 * n; ++i) {
-        if (probe.atEnd() || Varint(probe) != key) return false;
-        const std::uint64_t len = Varint(probe);
+        if (probe.atEnd() || probe.varint() != key) return false;
+        const std::uint64_t len = probe.varint();
         if (len > probe.left()) return false;
         probe.skip(static_cast<std::size_t>(len));
       }
@@ -590,8 +547,6 @@ class Walker {
 
   TreeSink& sink_;
   WalkSummary& summary_;
-  TypeTable types_;
-  std::unordered_map<const FieldInfo*, const TypeDesc*> described_;
   std::vector<Item> open_;
   bool follow_ = true;
   bool inner_stop_ = false;  // the stop being thrown already names the value that failed
@@ -629,7 +584,7 @@ class NullSink final : public TreeSink {
   void closeEmbedded(const Item&) override {}
   void protobufField(std::size_t, std::size_t, std::uint64_t, int, std::uint64_t, std::string_view) override {
   }
-  void missing(const FieldInfo&, const TypeDesc&) override {}
+  void missing(const FieldInfo&) override {}
   void undecoded(std::size_t, std::string_view, const std::string&) override {}
 };
 

@@ -18,6 +18,7 @@
 #include <string_view>
 
 #include "navreq/kse/record.h"
+#include "navreq/kse/reflection.h"
 
 namespace navreq {
 namespace tool {
@@ -30,16 +31,8 @@ constexpr int kMaxDepth = 64;
 // An inflated body larger than this is not decoded.
 constexpr std::size_t kMaxInflatedSize = std::size_t{256} << 20;
 
-// What a field's declaration says it holds.
-struct TypeDesc {
-  enum class Kind { kInt, kFloat, kDouble, kString, kBytes, kUBytes, kList, kMap, kRecord };
-  Kind kind = Kind::kInt;
-  std::string text;                    // as declared: "int32", "list<Point>", "Header", ...
-  std::int64_t min = 0, max = 0;       // kInt
-  const TypeDesc* element = nullptr;   // kList: elements; kMap: values
-  const TypeDesc* key = nullptr;       // kMap
-  const RecordInfo* record = nullptr;  // kRecord
-};
+using ::navcore::ryn::TypeInfo;
+using ::navcore::ryn::WireKind;
 
 // Where a value sits in its container.
 enum class Role { kField, kElement, kKey, kValue };
@@ -57,7 +50,7 @@ struct Item {
   Role role = Role::kField;
   std::size_t index = 0;               // element or entry number
   const FieldInfo* field = nullptr;    // the declaration, for a field of a known record
-  const TypeDesc* declared = nullptr;  // the declared type, when known (see `problem`)
+  const TypeInfo* declared = nullptr;  // the declared type, when known (see `problem`)
   const RecordInfo* record = nullptr;  // a nested record's declaration, when known
   Problem problem = Problem::kNone;
   std::string_view key;      // a map value: its key as text (string bytes, or decimal)
@@ -106,7 +99,7 @@ class TreeSink {
   virtual void protobufField(std::size_t offset, std::size_t length, std::uint64_t number, int wire,
                              std::uint64_t value, std::string_view data) = 0;
   // A declared field that the record does not hold (reported before close()).
-  virtual void missing(const FieldInfo& field, const TypeDesc& declared) = 0;
+  virtual void missing(const FieldInfo& field) = 0;
   // Decoding of the current buffer stopped at `offset`; `rest` is every byte
   // from there to its end. Comes after the close() of every value left open.
   virtual void undecoded(std::size_t offset, std::string_view rest, const std::string& why) = 0;

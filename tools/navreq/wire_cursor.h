@@ -1,4 +1,6 @@
-// A bounds-checked cursor over Kse bytes, for the walker.
+// The walker's view of the library's Kse input stream: offsets counted in the
+// whole buffer, the head forms that a byte-exact copy must keep, and every
+// read error turned into a WireStop.
 #pragma once
 
 #include <cstddef>
@@ -6,24 +8,27 @@
 #include <string>
 #include <string_view>
 
+#include "navreq/kse/input_stream.h"
+#include "navreq/kse/wire_types.h"
+
 namespace navreq {
 namespace tool {
 
 // Head type codes.
-constexpr std::uint8_t kWireInt8 = 0;
-constexpr std::uint8_t kWireInt16 = 1;
-constexpr std::uint8_t kWireInt32 = 2;
-constexpr std::uint8_t kWireInt64 = 3;
-constexpr std::uint8_t kWireFloat = 4;
-constexpr std::uint8_t kWireDouble = 5;
-constexpr std::uint8_t kWireString1 = 6;
-constexpr std::uint8_t kWireString4 = 7;
-constexpr std::uint8_t kWireMap = 8;
-constexpr std::uint8_t kWireList = 9;
-constexpr std::uint8_t kWireStructBegin = 10;
-constexpr std::uint8_t kWireStructEnd = 11;
-constexpr std::uint8_t kWireZero = 12;
-constexpr std::uint8_t kWireSimpleList = 13;
+constexpr std::uint8_t kWireInt8 = ::navcore::ryn::kKseInt8;
+constexpr std::uint8_t kWireInt16 = ::navcore::ryn::kKseInt16;
+constexpr std::uint8_t kWireInt32 = ::navcore::ryn::kKseInt32;
+constexpr std::uint8_t kWireInt64 = ::navcore::ryn::kKseInt64;
+constexpr std::uint8_t kWireFloat = ::navcore::ryn::kKseFloat;
+constexpr std::uint8_t kWireDouble = ::navcore::ryn::kKseDouble;
+constexpr std::uint8_t kWireString1 = ::navcore::ryn::kKseString1;
+constexpr std::uint8_t kWireString4 = ::navcore::ryn::kKseString4;
+constexpr std::uint8_t kWireMap = ::navcore::ryn::kKseMap;
+constexpr std::uint8_t kWireList = ::navcore::ryn::kKseList;
+constexpr std::uint8_t kWireStructBegin = ::navcore::ryn::kKseStructBegin;
+constexpr std::uint8_t kWireStructEnd = ::navcore::ryn::kKseStructEnd;
+constexpr std::uint8_t kWireZero = ::navcore::ryn::kKseZero;
+constexpr std::uint8_t kWireSimpleList = ::navcore::ryn::kKseSimpleList;
 
 // Decoding stops here: the offset of the first byte that could not be read.
 struct WireStop {
@@ -32,48 +37,52 @@ struct WireStop {
 };
 
 struct Head {
-  std::size_t offset = 0;
+  std::size_t offset = 0;  // in the whole buffer
   std::uint8_t type = 0;
   std::uint8_t tag = 0;
   bool long_head = false;  // a tag below 15 in the two-byte form
+  std::uint8_t size = 1;
 };
 
 class WireCursor {
  public:
-  explicit WireCursor(std::string_view bytes)
-      : data_(reinterpret_cast<const unsigned char*>(bytes.data())), size_(bytes.size()) {}
+  // Reads `bytes` from `from` on.
+  explicit WireCursor(std::string_view bytes, std::size_t from = 0)
+      : bytes_(bytes), base_(from), in_(bytes.data() + from, bytes.size() - from) {}
+  WireCursor(const WireCursor&) = delete;
+  WireCursor& operator=(const WireCursor&) = delete;
 
-  [[nodiscard]] std::size_t pos() const noexcept { return pos_; }
-  [[nodiscard]] std::size_t size() const noexcept { return size_; }
-  [[nodiscard]] bool atEnd() const noexcept { return pos_ >= size_; }
-  [[nodiscard]] std::size_t left() const noexcept { return size_ - pos_; }
+  [[nodiscard]] std::size_t pos() const noexcept { return base_ + in_.position(); }
+  [[nodiscard]] std::size_t size() const noexcept { return bytes_.size(); }
+  [[nodiscard]] bool atEnd() const noexcept { return in_.atEnd(); }
+  [[nodiscard]] std::size_t left() const noexcept { return in_.remaining(); }
+  [[nodiscard]] std::string_view bytes() const noexcept { return bytes_; }
 
   Head head();
   // The value of an integer head (codes 0-3 and the zero head).
   std::int64_t integer(const Head& h);
-  // Moves `n` bytes on.
-  void skip(std::size_t n) {
-    need(n);
-    pos_ += n;
-  }
-  // `n` bytes big-endian.
-  std::uint64_t fixed(std::size_t n);
+  // The bit pattern of a float (4) or double (8).
+  std::uint64_t realBits(const Head& h);
   std::string_view string(const Head& h);
-  // A byte array after its head: the element-type byte, the count, the bytes.
-  // `count_wire`: the count's head type when it is not the smallest form, else -1.
-  std::string_view byteArray(const Head& h, int& count_wire);
-  // A list or map count, checked against the bytes left.
-  std::int64_t count(int& count_wire);
-  // Moves past the value of `h`; `depth` is the nesting of `h`.
-  void skipPayload(const Head& h, int depth);
+  // A byte array after its head. `count_wire`: the count's head type when it
+  // is not the smallest form, else -1.
+  std::string_view byteArray(int& count_wire);
+  // A list (min_element 1) or map (2) count, checked against the bytes left.
+  std::int64_t count(std::size_t min_element, int& count_wire);
+  // Moves past the value of `h`, nested values included.
+  void skip(const Head& h);
+  // The end of the value of `h`, found by skipping it (the cursor stays).
+  std::size_t measure(const Head& h) const;
+  // The text of a string or integer value of `h`, read ahead (the cursor stays).
+  std::string peekText(const Head& h) const;
 
  private:
-  [[noreturn]] void stop(const std::string& why) const { throw WireStop{pos_, why}; }
-  void need(std::size_t n) const;
+  // Where the count that starts here is, and its head type.
+  int countForm() const;
 
-  const unsigned char* data_;
-  std::size_t size_;
-  std::size_t pos_ = 0;
+  std::string_view bytes_;
+  std::size_t base_;
+  ::navcore::ryn::KseInputStream in_;
 };
 
 // The head type the writer gives `value`: the smallest integer form.
