@@ -280,7 +280,7 @@ class Walker {
     if (depth > kMaxDepth) throw WireStop{h.offset, "nested deeper than " + std::to_string(kMaxDepth)};
     item.offset = h.offset;
     item.long_head = h.long_head;
-    {
+    if (sink_.wantsLengths()) {
       try {
         item.length = c.measure(h) - h.offset;
       } catch (const WireStop&) {
@@ -465,6 +465,7 @@ class Walker {
       v.tag = vh.tag;
       v.wire = vh.type;
       v.key = key;
+      v.key_is_integer = IsIntegerWire(kh.type);
       CarriedRecord side;
       if (side_records) {
         side.record = SideRecordFor(key);

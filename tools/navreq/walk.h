@@ -53,10 +53,11 @@ struct Item {
   const TypeInfo* declared = nullptr;  // the declared type, when known (see `problem`)
   const RecordInfo* record = nullptr;  // a nested record's declaration, when known
   Problem problem = Problem::kNone;
-  std::string_view key;      // a map value: its key as text (string bytes, or decimal)
-  int count_wire = -1;       // a list, map or byte array: the count's head type when not the smallest form
-  std::int64_t count = 0;    // a list or map: its element count; a byte array: its size
-  std::uint8_t end_tag = 0;  // a record: the tag of its end head (the writer gives 0)
+  std::string_view key;         // a map value: its key as text (string bytes, or decimal)
+  bool key_is_integer = false;  // ... and the key is an integer
+  int count_wire = -1;          // a list, map or byte array: the count's head type when not the smallest form
+  std::int64_t count = 0;       // a list or map: its element count; a byte array: its size
+  std::uint8_t end_tag = 0;     // a record: the tag of its end head (the writer gives 0)
 };
 
 // A scalar value.
@@ -82,6 +83,9 @@ struct Embedding {
 class TreeSink {
  public:
   virtual ~TreeSink() = default;
+  // Whether Item::length and Item::incomplete are wanted (they cost a skip
+  // over every value before it is read).
+  virtual bool wantsLengths() const { return true; }
   // The top of the input: `record` is the envelope recognised, or empty.
   virtual void begin(std::string_view record, std::size_t size, bool gzip, std::size_t inflated,
                      std::string_view compressed) = 0;
