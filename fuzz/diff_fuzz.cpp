@@ -1,6 +1,6 @@
 // Fuzz target: `navreq diff` on two arbitrary inputs.
 //
-// The first byte splits the rest into A and B. Nothing crashes; a request
+// The first two bytes (big-endian) split the rest into A and B. Nothing crashes; a request
 // compared with itself has no differences; every difference names a path.
 #include <cstddef>
 #include <cstdint>
@@ -10,9 +10,9 @@
 #include "fuzz_support.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  if (size == 0) return 0;
-  const std::string rest(reinterpret_cast<const char*>(data + 1), size - 1);
-  const std::size_t cut = rest.empty() ? 0 : data[0] % (rest.size() + 1);
+  if (size < 2) return 0;
+  const std::string rest(reinterpret_cast<const char*>(data + 2), size - 2);
+  const std::size_t cut = ((std::size_t{data[0]} << 8) | data[1]) % (rest.size() + 1);
   const std::string a = rest.substr(0, cut);
   const std::string b = rest.substr(cut);
   NAVREQ_FUZZ_CHECK(navreq::tool::DiffRequests(a, a, {}).empty(), "a request does not differ from itself");
