@@ -6,7 +6,7 @@
 #                                        gives <target> the sources, definitions
 #                                        and libraries of fuzz target <name>
 #
-# Every target is one LLVMFuzzerTestOneInput; the reader and JSON targets need
+# Every target is one LLVMFuzzerTestOneInput; the tool's reader and the JSON targets need
 # the tool's library (navreq_tool_lib) and exist only when it is built.
 include_guard(GLOBAL)
 
@@ -14,7 +14,7 @@ set(NAVREQ_FUZZ_DIR ${CMAKE_CURRENT_LIST_DIR})
 set(NAVREQ_FUZZ_KINDS route refresh location navstop plus slice)
 
 function(navreq_fuzz_target_list out)
-  set(names kse_writer)
+  set(names kse_writer request_decode)
   if(TARGET navreq_tool_lib)
     list(APPEND names kse_reader pack_json diff)
     foreach(kind IN LISTS NAVREQ_FUZZ_KINDS)
@@ -34,6 +34,8 @@ function(navreq_fuzz_configure target name)
       target_compile_definitions(${target} PRIVATE NAVREQ_FUZZ_WITH_READER)
       target_link_libraries(${target} PRIVATE navreq_tool_lib)
     endif()
+  elseif(name STREQUAL "request_decode")
+    target_sources(${target} PRIVATE ${NAVREQ_FUZZ_DIR}/request_decode_fuzz.cpp)
   elseif(name STREQUAL "kse_reader")
     target_sources(${target} PRIVATE ${NAVREQ_FUZZ_DIR}/kse_reader_fuzz.cpp)
     target_link_libraries(${target} PRIVATE navreq_tool_lib)
