@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <iostream>
 #include <nlohmann/json.hpp>
 
 #include "diff.h"
@@ -141,24 +142,27 @@ int RunReadbackDump(const DumpOptions& options, std::ostream& out, std::ostream&
 }
 
 int RunPack(const PackOptions& options, std::ostream& out, std::ostream& err) {
-  std::string text;
-  std::string error;
-  if (!ReadWhole(options.input, text, error)) {
-    err << "navreq pack: " << error << "\n";
-    return kExitBadInput;
+  const std::string source = options.input == "-" ? "standard input" : options.input;
+  std::ifstream tree_file;
+  if (options.input != "-") {
+    tree_file.open(options.input, std::ios::binary);
+    if (!tree_file) {
+      err << "navreq pack: cannot read " << source << ": " << std::strerror(errno) << "\n";
+      return kExitBadInput;
+    }
   }
+  std::istream& in = options.input == "-" ? std::cin : tree_file;
   std::string bytes;
   try {
-    const nlohmann::json tree = nlohmann::json::parse(text);
-    text.clear();
-    text.shrink_to_fit();
-    bytes = PackTree(tree);
-  } catch (const nlohmann::json::exception& e) {
-    err << "navreq pack: " << (options.input == "-" ? "standard input" : options.input)
-        << ": not JSON: " << e.what() << "\n";
-    return kExitBadInput;
+    bytes = PackStream(in);
   } catch (const PackError& e) {
-    err << "navreq pack: " << e.what() << "\n";
+    const std::string what = e.what();
+    err << "navreq pack: " << (what.rfind("not JSON: ", 0) == 0 ? source + ": " : std::string()) << what
+        << "\n";
+    return kExitBadInput;
+  }
+  if (in.bad()) {
+    err << "navreq pack: cannot read " << source << "\n";
     return kExitBadInput;
   }
   if (options.output.empty()) {
