@@ -260,7 +260,7 @@ std::string Shown(const Tree& t, const Node& n) {
         float f = 0;
         const auto b = static_cast<std::uint32_t>(s.bits);
         std::memcpy(&f, &b, sizeof f);
-        s.real = f;
+        s.real = static_cast<double>(f);
       } else {
         std::memcpy(&s.real, &s.bits, sizeof s.real);
       }

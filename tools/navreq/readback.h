@@ -32,10 +32,6 @@ struct DiffOptions {
   std::vector<std::string> ignore;
 };
 
-// Exit statuses of dump.
-constexpr int kDumpUndecoded = 1;  // some bytes did not decode, or a body did not inflate
-constexpr int kDumpProblems = 2;   // a known record is missing a field, mistyped, or has unknown tags
-
 // Reads a file (or standard input for "-") and converts hex text to bytes
 // (detected, or as `form` forces). False with `error` when it cannot be read
 // or is not the hex it was declared to be.

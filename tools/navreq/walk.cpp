@@ -317,7 +317,7 @@ class Walker {
         const auto b = static_cast<std::uint32_t>(s.bits);
         float f = 0;
         std::memcpy(&f, &b, sizeof f);
-        s.real = f;
+        s.real = static_cast<double>(f);
         sink_.scalar(item, s);
         return;
       }
