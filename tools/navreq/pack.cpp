@@ -298,19 +298,35 @@ class Packer final : public nlohmann::json_sax<json> {
   }
 
   static Value* scalarMember(Frame& f, const std::string& k) {
-    if (k == "tag") return &f.tag;
-    if (k == "type") return &f.type;
-    if (k == "value") return &f.value;
-    if (k == "hex") return &f.hex;
-    if (k == "bits") return &f.bits;
-    if (k == "gzip") return &f.gzip;
-    if (k == "long_head") return &f.long_head;
-    if (k == "incomplete") return &f.incomplete;
-    if (k == "count") return &f.count;
-    if (k == "count_type") return &f.count_type;
-    if (k == "end_tag") return &f.end_tag;
-    if (k == "navreq_tree") return &f.version;
-    return nullptr;
+    // By length first: most keys of a tree are names, offsets and lengths
+    // that pack does not read.
+    switch (k.size()) {
+      case 3:
+        if (k == "tag") return &f.tag;
+        if (k == "hex") return &f.hex;
+        return nullptr;
+      case 4:
+        if (k == "type") return &f.type;
+        if (k == "bits") return &f.bits;
+        if (k == "gzip") return &f.gzip;
+        return nullptr;
+      case 5:
+        if (k == "value") return &f.value;
+        if (k == "count") return &f.count;
+        return nullptr;
+      case 7:
+        return k == "end_tag" ? &f.end_tag : nullptr;
+      case 9:
+        return k == "long_head" ? &f.long_head : nullptr;
+      case 10:
+        if (k == "incomplete") return &f.incomplete;
+        if (k == "count_type") return &f.count_type;
+        return nullptr;
+      case 11:
+        return k == "navreq_tree" ? &f.version : nullptr;
+      default:
+        return nullptr;
+    }
   }
 
   bool scalar(Value v) {
@@ -351,20 +367,21 @@ class Packer final : public nlohmann::json_sax<json> {
 
   static std::int64_t integer(const Frame& f, const Value& v, const char* k, std::int64_t min,
                               std::int64_t max) {
-    const std::string where = f.path + "." + k;
-    const std::string range =
-        "expected an integer from " + std::to_string(min) + " to " + std::to_string(max);
+    auto range = [&] {
+      Fail(f.path + "." + k,
+           "expected an integer from " + std::to_string(min) + " to " + std::to_string(max));
+    };
     switch (v.kind) {
       case Value::kAbsent:
         Fail(f.path, std::string("missing \"") + k + "\"");
       case Value::kUInt:
-        if (v.u > static_cast<std::uint64_t>(max)) Fail(where, range);
+        if (v.u > static_cast<std::uint64_t>(max)) range();
         return static_cast<std::int64_t>(v.u);
       case Value::kInt:
-        if (v.i < min || v.i > max) Fail(where, range);
+        if (v.i < min || v.i > max) range();
         return v.i;
       default:
-        Fail(where, "expected an integer");
+        Fail(f.path + "." + k, "expected an integer");
     }
   }
 
