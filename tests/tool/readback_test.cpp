@@ -212,6 +212,9 @@ TEST(Pack, GivesBackOddButReadableForms) {
       "1a" + Int(0, 1) + "1b",             // a record ended by a head with tag 1
       "0c10",                              // cut short: packs back what was there
       Int(0, 0) + List(9, 3) + Int(0, 1),  // a list cut short after one element
+      Int(0, 0) +
+          "99"
+          "3c",  // a count under tag 3: not decoded, kept as it is
   };
   for (const std::string& hex : inputs) {
     EXPECT_EQ(PackHex(TreeOf(FromHex(hex))), hex) << hex;

@@ -226,6 +226,7 @@ class Walker {
         end_tag = h.tag;
         break;
       }
+      const std::size_t unknown = summary_.unknown;
       Item item;
       item.role = Role::kField;
       item.tag = h.tag;
@@ -246,7 +247,12 @@ class Walker {
         }
       }
       if (h.tag > previous) previous = h.tag;
-      value(c, h, item, declared, &state, nullptr, depth);
+      try {
+        value(c, h, item, declared, &state, nullptr, depth);
+      } catch (const WireStop& stop) {
+        if (stop.offset == h.offset) summary_.unknown = unknown;  // the field was never shown
+        throw;
+      }
     }
     if (record != nullptr) {
       for (std::size_t i = 0; i < record->count; ++i) {
@@ -266,10 +272,15 @@ class Walker {
   void value(WireCursor& c, const Head& h, Item& item, const TypeInfo* declared, RecordState* state,
              const CarriedRecord* side, int depth) {
     const std::size_t opened = open_.size();
+    const std::size_t mismatches = summary_.mismatches;
     try {
       read(c, h, item, declared, state, side, depth);
     } catch (WireStop& stop) {
-      if (open_.size() == opened && !inner_stop_) stop.offset = h.offset;
+      if (open_.size() == opened && !inner_stop_) {
+        // Never shown: its bytes are reported as undecoded, not its problems.
+        stop.offset = h.offset;
+        summary_.mismatches = mismatches;
+      }
       inner_stop_ = true;
       throw;
     }

@@ -78,16 +78,21 @@ std::string_view WireCursor::string(const Head& h) {
 
 int WireCursor::countForm() const {
   // Read ahead on a second stream: the library's reads give the count, not
-  // the form it was written in, which a byte-exact copy must keep.
+  // the form it was written in, which a byte-exact copy must keep. A count
+  // is written with tag 0 in a one-byte head; any other head is refused here,
+  // as it could not be written back the same.
   KseInputStream ahead(bytes_.data() + pos(), bytes_.size() - pos());
+  KseHead h;
+  std::int64_t n = 0;
   try {
-    const KseHead h = ahead.readHead();
+    h = ahead.readHead();
     if (!::navcore::ryn::isIntegerWire(h.type)) return -1;
-    const std::int64_t n = ahead.readInteger(h.type);
-    return SmallestIntegerWire(n) == h.type ? -1 : h.type;
+    n = ahead.readInteger(h.type);
   } catch (const KseReadError&) {
     return -1;  // the real read reports it
   }
+  if (h.tag != 0 || h.size != 1) throw WireStop{pos(), "a count must have tag 0"};
+  return SmallestIntegerWire(n) == h.type ? -1 : h.type;
 }
 
 std::string_view WireCursor::byteArray(int& count_wire) {
