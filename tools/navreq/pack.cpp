@@ -1,5 +1,6 @@
 #include "pack.h"
 
+#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -146,10 +147,11 @@ class Packer final : public nlohmann::json_sax<json> {
     x.u = v;
     return scalar(std::move(x));
   }
-  bool number_float(number_float_t v, const string_t&) override {
+  bool number_float(number_float_t v, const string_t& text) override {
     Value x;
     x.kind = Value::kFloat;
     x.d = v;
+    x.s = text;  // a float field reads the decimal text itself, rounded once
     return scalar(std::move(x));
   }
   bool string(string_t& v) override {
@@ -456,7 +458,13 @@ class Packer final : public nlohmann::json_sax<json> {
     }
     if (type == kWireFloat) {
       if (!nan_bits) {
-        const float x = static_cast<float>(d);
+        float x = static_cast<float>(d);
+        if (v.kind == Value::kFloat) {
+          // The shortest text of a float names exactly that float; through a
+          // double it could round twice.
+          const auto r = std::from_chars(v.s.data(), v.s.data() + v.s.size(), x);
+          if (r.ec != std::errc() || r.ptr != v.s.data() + v.s.size()) x = static_cast<float>(d);
+        }
         std::uint32_t b = 0;
         std::memcpy(&b, &x, sizeof b);
         bits = b;

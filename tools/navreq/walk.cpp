@@ -223,6 +223,7 @@ class Walker {
       const Head h = c.head();
       if (h.type == kWireStructEnd) {
         if (!in_struct) throw WireStop{h.offset, "end-of-record head outside a record"};
+        if (h.long_head) throw WireStop{h.offset, "end-of-record head in the two-byte form"};
         end_tag = h.tag;
         break;
       }
