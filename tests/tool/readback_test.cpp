@@ -215,6 +215,8 @@ TEST(Pack, GivesBackOddButReadableForms) {
       Int(0, 0) +
           "99"
           "3c",  // a count under tag 3: not decoded, kept as it is
+      Float(0, 0.1f) + Float(1, 1e-45f) + Float(2, 3.4028235e38f) + Float(3, -0.0f),  // floats, exactly
+      Int(0, 0) + Struct(1, Int(0, 1) + "fb00"),  // an end head in the two-byte form: not decoded, kept
   };
   for (const std::string& hex : inputs) {
     EXPECT_EQ(PackHex(TreeOf(FromHex(hex))), hex) << hex;

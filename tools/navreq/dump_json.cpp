@@ -106,6 +106,8 @@ class JsonView final : public TreeSink {
 
   void close(const Item& item) override {
     closeLevel();
+    // Cut short inside: written back without its end head, with its count.
+    if (item.stopped && !item.incomplete) buf_ += ", \"incomplete\": true";
     if (item.end_tag != 0) buf_ += ", \"end_tag\": " + std::to_string(item.end_tag);
     finish(item);
   }

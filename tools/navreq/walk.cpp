@@ -200,8 +200,9 @@ class Walker {
     } catch (const WireStop& stop) {
       inner_stop_ = false;
       while (open_.size() > open_before) {
-        const Item item = open_.back();
+        Item item = open_.back();
         open_.pop_back();
+        item.stopped = true;
         sink_.close(item);
       }
       ++summary_.undecoded;

@@ -44,6 +44,7 @@ struct Item {
   std::size_t offset = 0;   // of the head, in the buffer being walked
   std::size_t length = 0;   // head and value; the rest of the buffer when incomplete
   bool incomplete = false;  // the value runs past the end of its buffer or does not decode
+  bool stopped = false;     // close(): decoding stopped inside it (though its extent was readable)
   std::uint8_t tag = 0;
   std::uint8_t wire = 0;   // type code of the head
   bool long_head = false;  // a tag below 15 written with the two-byte head
