@@ -3,7 +3,9 @@
 // body/*: the same logical content (the CarRouteReq that GetCarRouteReq fills
 // from the route input) written by the Kse stream, by libprotobuf and by
 // nanopb (proto3 mirror, route_body.proto), and a plain memcpy of the Kse
-// output size as the floor.
+// output size as the floor; and read back: the Kse bytes into CarRouteReq
+// (strict readRecord) beside libprotobuf's ParseFromArray of the mirror's
+// bytes, each into one record reused across calls.
 // gzip/*: zlib (a fresh deflateInit2/deflateEnd per call, gzip framing),
 // libdeflate (one compressor per level, reused) and the default GZipCompress,
 // on that body and on a body with 200 fixes.
@@ -21,6 +23,7 @@
 #include "bench_ops.h"
 #include "navreq/engine/services.h"
 #include "navreq/envelope.h"
+#include "navreq/kse/record_reader.h"
 #include "navreq/records/routesearch.h"
 #include "navreq/requests.h"
 #include "navreq/serialize.h"
@@ -104,6 +107,8 @@ struct BodyFixtures {
   navkse::duromap::Package package;
   navreq_mirror::CarRouteReq proto;
   std::string proto_bytes;
+  CarRouteReq body_read;
+  navreq_mirror::CarRouteReq proto_read;
   std::vector<unsigned char> scratch;
 };
 
@@ -148,6 +153,20 @@ void RegisterBodyBenchmarks(const Inputs& in) {
     }
   }
   Register("body/nanopb", [] { return NanopbEncode(f.scratch.data(), f.scratch.size()); });
+  {
+    const navcore::ryn::ReadResult r = navcore::ryn::readRecord(f.body_bytes, f.body_read);
+    if (!r.ok() || KseBytes(f.body_read) != f.body_bytes) Die("the route body does not read back");
+  }
+  Register("body/kse_read", [] {
+    const navcore::ryn::ReadResult r = navcore::ryn::readRecord(f.body_bytes, f.body_read);
+    return r.ok() ? r.consumed : std::size_t{0};
+  });
+  Register("body/protobuf_parse", [] {
+    if (!f.proto_read.ParseFromArray(f.proto_bytes.data(), static_cast<int>(f.proto_bytes.size()))) {
+      return std::size_t{0};
+    }
+    return f.proto_bytes.size();
+  });
   Register("body/memcpy", [] {
     std::memcpy(f.scratch.data(), f.body_bytes.data(), f.body_bytes.size());
     benchmark::ClobberMemory();

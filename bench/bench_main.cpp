@@ -110,6 +110,7 @@ void PrintSummary(const CollectingReporter& r) {
   Line("kse_body_write_vs_protobuf", body / Ns(r, "body/protobuf"));
   Line("kse_body_write_vs_nanopb", body / Ns(r, "body/nanopb"));
   Line("kse_body_write_vs_memcpy", body / Ns(r, "body/memcpy"));
+  Line("kse_body_read_vs_protobuf", Ns(r, "body/kse_read") / Ns(r, "body/protobuf_parse"));
   Line("route_request_allocs", CounterOf(r, "request/route", "allocs"));
   Line("route_request_overhead_share", (route - essential) / route);
   Line("gzip_default_vs_zlib6_oneshot", gzip_body / Ns(r, "gzip/zlib_oneshot_6/body"));

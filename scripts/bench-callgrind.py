@@ -24,6 +24,7 @@ import tempfile
 
 SUMMARY_OPS = [
     "body/kse_stream", "body/protobuf", "body/nanopb", "body/memcpy",
+    "body/kse_read", "body/protobuf_parse",
     "request/route", "gzip/default/body", "gzip/zlib_oneshot_6/body",
     "envelope/route_package_stream",
     "scale/location/1000", "scale/location/10000",
@@ -93,6 +94,7 @@ def main():
         ("kse_body_write_vs_protobuf", ratio(ir["body/kse_stream"], ir["body/protobuf"])),
         ("kse_body_write_vs_nanopb", ratio(ir["body/kse_stream"], ir["body/nanopb"])),
         ("kse_body_write_vs_memcpy", ratio(ir["body/kse_stream"], ir["body/memcpy"])),
+        ("kse_body_read_vs_protobuf", ratio(ir["body/kse_read"], ir["body/protobuf_parse"])),
         ("route_request_allocs", allocs["request/route"]),
         ("route_request_overhead_share", (route - essential) / route),
         ("gzip_default_vs_zlib6_oneshot", ratio(ir["gzip/default/body"], ir["gzip/zlib_oneshot_6/body"])),

@@ -119,17 +119,17 @@ void KseRecordReader::missingField(const char* name) {
   report(ReadProblemKind::kMissingField, end_offset_, "");
 }
 
-void KseRecordReader::mismatch(const KseHead& h, const char* expected) {
+void KseRecordReader::mismatch(KseHead h, const char* expected) {
   report(ReadProblemKind::kTypeMismatch, h.offset,
          std::string(expected) + " declared, " + kseTypeName(h.type) + " read");
   in_.skipValue(h);
 }
 
-void KseRecordReader::outOfRange(const KseHead& h, std::int64_t v) {
+void KseRecordReader::outOfRange(KseHead h, std::int64_t v) {
   report(ReadProblemKind::kOutOfRange, h.offset, "value " + std::to_string(v));
 }
 
-void KseRecordReader::unexpectedTag(const KseHead& h, int expected) {
+void KseRecordReader::unexpectedTag(KseHead h, int expected) {
   report(ReadProblemKind::kUnexpectedTag, h.offset,
          "tag " + std::to_string(h.tag) + ", " + std::to_string(expected) + " expected");
 }

@@ -1,5 +1,7 @@
-// A program outside the navreq tree, built against the installed package.
+// A program outside the navreq tree, built against the installed package: it
+// writes an envelope and reads it back.
 #include <navreq/envelope.h>
+#include <navreq/request_reader.h>
 
 #include <cstdio>
 #include <vector>
@@ -8,11 +10,19 @@ int main() {
   navkse::duromap::Package package;
   zv_navi_core::ReqExtraParam extra;
   extra.imei = "consumer";
-  if (zv_navi_core::route_req_serializer::GetPackage(package, extra, navkse::duromap::CMD{}, "X", {},
-                                                     false) != 0)
+  const navkse::CommandInfo& slice = navkse::commandOf(navkse::RequestKind::kGuidanceSlice);
+  std::vector<char> body;
+  if (!zv_navi_core::SerializeKSE(navkse::navicore::nav::ugs_guidance_slice_req_t(), body)) return 1;
+  if (zv_navi_core::route_req_serializer::GetPackage(package, extra, navkse::duromap::CMD{slice.number},
+                                                     slice.name, body, false) != 0)
     return 1;
   std::vector<char> bytes;
   if (!zv_navi_core::SerializeKSE(package, bytes)) return 1;
   std::printf("%zu\n", bytes.size());
-  return bytes.empty() ? 1 : 0;
+
+  const navreq::DecodedRequest read = navreq::DecodeRequest(bytes);
+  for (const navreq::ReadProblem& p : read.problems) std::printf("%s\n", p.toString().c_str());
+  if (!read.ok() || read.command != &slice || read.header.imei != "consumer") return 1;
+  std::printf("read back: %s, device %s\n", read.package.cmd_name.c_str(), read.header.imei.c_str());
+  return 0;
 }

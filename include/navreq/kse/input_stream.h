@@ -141,24 +141,59 @@ class KseInputStream {
     return h;
   }
 
+  // The fast path of record reading: consumes the head at the position when
+  // it has this tag and a type code that `fits`, else leaves the position
+  // alone (and the general path reads it).
+  template <class Fits>
+  NAVKSE_INLINE bool takeHeadIf(std::uint8_t tag, KseHead& h, Fits fits) noexcept {
+    if (NAVKSE_UNLIKELY(p_ == end_)) return false;
+    const unsigned b = *p_;
+    std::uint8_t size = 1;
+    if (tag < kKseFirstLongHeadTag) {
+      if ((b >> 4) != tag) return false;
+    } else {
+      if ((b >> 4) != 0x0F || end_ - p_ < 2 || p_[1] != tag) return false;
+      size = 2;
+    }
+    const std::uint8_t type = static_cast<std::uint8_t>(b & 0x0F);
+    if (!fits(type)) return false;
+    h.type = type;
+    h.tag = tag;
+    h.size = size;
+    h.offset = position();
+    p_ += size;
+    return true;
+  }
+
+  // Consumes the byte 0x0B (the end head as written) if it is next.
+  NAVKSE_INLINE bool takeEndHead() noexcept {
+    if (p_ == end_ || *p_ != kKseStructEnd) return false;
+    ++p_;
+    return true;
+  }
+
   // The payload of an integer whose head (of an integer type) was just read,
   // sign-extended. Any form is accepted, not only the smallest.
   NAVKSE_INLINE std::int64_t readInteger(std::uint8_t type) {
-    switch (type) {
-      case kKseInt8:
-        need(1);
-        return static_cast<std::int8_t>(*p_++);
-      case kKseInt16:
-        return static_cast<std::int16_t>(take<std::uint16_t>());
-      case kKseInt32:
-        return static_cast<std::int32_t>(take<std::uint32_t>());
-      case kKseInt64:
-        return static_cast<std::int64_t>(take<std::uint64_t>());
-      case kKseZero:
-        return 0;
-      default:
-        throwReadError(ReadProblemKind::kTypeMismatch, position(), "integer expected");
+    if (type == kKseZero) return 0;
+    if (NAVKSE_UNLIKELY(type > kKseInt64)) {
+      throwReadError(ReadProblemKind::kTypeMismatch, position(), "integer expected");
     }
+    // Forms 0-3 carry 1, 2, 4 or 8 bytes. With 8 bytes left, one big-endian
+    // load and an arithmetic shift give any of them, without a branch per
+    // form (the shift sign-extends: two's complement on every supported host).
+    const unsigned n = 1u << type;
+    const unsigned shift = 64 - 8 * n;
+    if (NAVKSE_LIKELY(end_ - p_ >= 8)) {
+      const std::uint64_t raw = kse_detail::loadBigEndian<std::uint64_t>(p_);
+      p_ += n;
+      return static_cast<std::int64_t>(raw) >> shift;
+    }
+    need(n);
+    std::uint64_t raw = 0;
+    for (unsigned i = 0; i < n; ++i) raw = (raw << 8) | p_[i];
+    p_ += n;
+    return static_cast<std::int64_t>(raw << shift) >> shift;
   }
 
   NAVKSE_INLINE float readFloat() {

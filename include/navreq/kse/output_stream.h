@@ -78,31 +78,6 @@ NAVKSE_INLINE std::size_t storeHead(char* out, std::uint8_t type, std::uint8_t t
   return 2;
 }
 
-// The smallest form of an integer whose declared width is `Bits` (the ladder
-// of wire_types.h): its type code and payload (big-endian, payload size
-// returned; 0 for the zero head). Each form stores its own constant-size
-// payload: no variable-length copy.
-template <int Bits>
-NAVKSE_INLINE std::size_t encodeInteger(std::int64_t v, std::uint8_t& type, char* payload) noexcept {
-  type = kseIntegerForm<Bits>(v);
-  switch (type) {
-    case kKseInt8:
-      payload[0] = static_cast<char>(static_cast<std::uint8_t>(v));
-      return 1;
-    case kKseInt16:
-      storeBigEndian(payload, static_cast<std::uint16_t>(v));
-      return 2;
-    case kKseInt32:
-      storeBigEndian(payload, static_cast<std::uint32_t>(v));
-      return 4;
-    case kKseInt64:
-      storeBigEndian(payload, static_cast<std::uint64_t>(v));
-      return 8;
-    default:
-      return 0;
-  }
-}
-
 }  // namespace kse_detail
 
 template <class Writer>
@@ -247,14 +222,33 @@ class KseOutputStream {
   static std::int32_t countOf(std::size_t n) noexcept { return navreq::WrapTo<std::int32_t>(n); }
 
   // Stores an integer field (head and smallest form) at `p`; returns its size.
-  // The head's size depends on the tag alone, so the payload goes in first.
+  // This is the integer-form ladder, the one place that states it: the
+  // declared width only sets where the chain starts (64 -> 32 -> 16 -> 8 bits
+  // -> zero head), each step taken while the value fits the next smaller
+  // signed width. Each form stores its own constant-size payload.
   template <int Bits>
   static NAVKSE_INLINE std::size_t storeIntegerAt(char* p, std::int64_t v, std::uint8_t tag) noexcept {
-    const std::size_t h = kseHeadSize(tag);
-    std::uint8_t type = kKseZero;
-    const std::size_t n = kse_detail::encodeInteger<Bits>(v, type, p + h);
-    kse_detail::storeHead(p, type, tag);
-    return h + n;
+    using kse_detail::storeBigEndian;
+    using kse_detail::storeHead;
+    if (v == 0) return storeHead(p, kKseZero, tag);
+    if (Bits == 8 || (v >= -128 && v <= 127)) {
+      const std::size_t h = storeHead(p, kKseInt8, tag);
+      p[h] = static_cast<char>(static_cast<std::uint8_t>(v));
+      return h + 1;
+    }
+    if (Bits == 16 || (v >= -32768 && v <= 32767)) {
+      const std::size_t h = storeHead(p, kKseInt16, tag);
+      storeBigEndian(p + h, static_cast<std::uint16_t>(v));
+      return h + 2;
+    }
+    if (Bits == 32 || (v >= INT32_MIN && v <= INT32_MAX)) {
+      const std::size_t h = storeHead(p, kKseInt32, tag);
+      storeBigEndian(p + h, static_cast<std::uint32_t>(v));
+      return h + 4;
+    }
+    const std::size_t h = storeHead(p, kKseInt64, tag);
+    storeBigEndian(p + h, static_cast<std::uint64_t>(v));
+    return h + 8;
   }
 
   NAVKSE_INLINE void putHead(std::uint8_t type, std::uint8_t tag) {
@@ -282,13 +276,14 @@ class KseOutputStream {
     putIntegerPieces(v, tag);
   }
 
-  // The head, then the payload (if any): two pieces, two growth checks.
+  // The head, then the payload (if any): two pieces, two growth checks. The
+  // field is first stored whole with tag 0 (a one-byte head whose low bits
+  // are the form), then appended piece by piece under the real tag.
   NAVKSE_NOINLINE void putIntegerPieces(std::int64_t v, std::uint8_t tag) {
-    std::uint8_t type = kKseZero;
-    char payload[8];
-    const std::size_t n = kse_detail::encodeInteger<64>(v, type, payload);
-    putHeadPiece(type, tag);
-    if (n != 0) buf_.append(payload, n);
+    char field[9];
+    const std::size_t n = storeIntegerAt<64>(field, v, 0);
+    putHeadPiece(static_cast<std::uint8_t>(field[0] & 0x0F), tag);
+    if (n > 1) buf_.append(field + 1, n - 1);
   }
 
   // Head, then the big-endian bits of a float or double.

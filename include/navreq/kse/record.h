@@ -34,6 +34,8 @@
   case TAG:                                                               \
     kse_in_.field(kse_h_, NAME, #NAME, kse_seen_, kse_last_, kse_count_); \
     break;
+#define NAVKSE_FIELD_EXPECT_(TAG, TYPE, NAME, INIT) \
+  kse_in_.expect(static_cast<std::uint8_t>(TAG), NAME, #NAME) && (++kse_done_, true)&&
 #define NAVKSE_FIELD_CHECK_(TAG, TYPE, NAME, INIT) \
   if (!kse_seen_.has(TAG)) kse_in_.missingField(#NAME);
 #define NAVKSE_FIELD_VISIT_(TAG, TYPE, NAME, INIT) kse_visit_(static_cast<std::uint8_t>(TAG), #NAME, NAME);
@@ -64,12 +66,18 @@
     void writeTo(::navcore::ryn::KseOutputStream<::navcore::ryn::BufferWriter>& kse_os_) const {       \
       FIELDS(NAVKSE_FIELD_WRITE_)                                                                      \
     }                                                                                                  \
-    /* Reads the fields up to the record's end (record_reader.h). */                                   \
+    /* Reads the fields up to the record's end (record_reader.h): first all                            \
+       of them in declared order, the common case; from the first field that                           \
+       differs on, field by field whatever the order. */                                               \
     void readFrom(::navcore::ryn::KseRecordReader& kse_in_) {                                          \
+      int kse_done_ = 0;                                                                               \
+      if (FIELDS(NAVKSE_FIELD_EXPECT_) kse_in_.endOfRecord()) return;                                  \
+      static constexpr std::uint8_t kse_tags_[] = {FIELDS(NAVKSE_FIELD_TAG_VALUE_)};                   \
       ::navcore::ryn::FieldSet kse_seen_;                                                              \
+      for (int kse_i_ = 0; kse_i_ < kse_done_; ++kse_i_) kse_seen_.set(kse_tags_[kse_i_]);             \
+      int kse_last_ = kse_done_ > 0 ? kse_tags_[kse_done_ - 1] : -1;                                   \
+      int kse_count_ = kse_done_;                                                                      \
       ::navcore::ryn::KseHead kse_h_;                                                                  \
-      int kse_last_ = -1;                                                                              \
-      int kse_count_ = 0;                                                                              \
       while (kse_in_.nextField(kse_h_)) {                                                              \
         switch (kse_h_.tag) {                                                                          \
           FIELDS(NAVKSE_FIELD_READ_)                                                                   \

@@ -116,6 +116,24 @@ class KseRecordReader {
 
   // --- Called by the code NAVKSE_RECORD generates. ---
 
+  // Fast path for fields in declared order: reads the next field into
+  // `member` when it has this tag and a wire type its declared type accepts;
+  // false (nothing consumed) otherwise.
+  template <class T>
+  NAVKSE_INLINE bool expect(std::uint8_t tag, T& member, const char* name) {
+    KseHead h;
+    if (!in_.takeHeadIf(tag, h, [](std::uint8_t type) { return wireTypeFits(FieldType<T>::kind, type); })) {
+      return false;
+    }
+    field_ = name;
+    value(h, member);
+    return true;
+  }
+
+  // Consumes the end of the record being read, if it is next: the end head of
+  // a nested record, the end of the input for a record written alone.
+  NAVKSE_INLINE bool endOfRecord() noexcept { return record_depth_ == 0 ? in_.atEnd() : in_.takeEndHead(); }
+
   // The next field head of the record being read; false at its end (the end
   // head of a nested record, or the end of the input for a record written
   // alone).
@@ -279,9 +297,10 @@ class KseRecordReader {
 
   // Records a problem; in strict mode it ends reading (throws).
   void report(ReadProblemKind kind, std::size_t offset, const std::string& detail);
-  NAVKSE_NOINLINE void mismatch(const KseHead& h, const char* expected);
-  NAVKSE_NOINLINE void outOfRange(const KseHead& h, std::int64_t v);
-  NAVKSE_NOINLINE void unexpectedTag(const KseHead& h, int expected);
+  // The head goes by value: a reference would keep it in memory on the hot path.
+  NAVKSE_NOINLINE void mismatch(KseHead h, const char* expected);
+  NAVKSE_NOINLINE void outOfRange(KseHead h, std::int64_t v);
+  NAVKSE_NOINLINE void unexpectedTag(KseHead h, int expected);
 
   // Takes n elements of the given size from the memory allowance.
   NAVKSE_INLINE void charge(std::size_t n, std::size_t size, std::size_t offset) {

@@ -1,6 +1,6 @@
 // The Kse wire vocabulary shared by the writer, the reader and the tool: the
-// four-bit type codes of a head, how a head is laid out, and the integer-form
-// ladder.
+// four-bit type codes of a head and how a head is laid out. (The writer's
+// choice of integer form is KseOutputStream::storeIntegerAt.)
 //
 // Every value on the wire is preceded by a head that carries the field's tag and
 // a four-bit type code:
@@ -119,21 +119,6 @@ constexpr const char* kseTypeName(std::uint8_t type) noexcept {
 // Payload bytes after the head of an integer form (0 for the zero head).
 constexpr std::size_t kseIntegerPayloadSize(std::uint8_t type) noexcept {
   return type == kKseInt8 ? 1 : type == kKseInt16 ? 2 : type == kKseInt32 ? 4 : type == kKseInt64 ? 8 : 0;
-}
-
-// The integer-form ladder: the form the writer chooses for `v` when the field's
-// declared width is `Bits` (8, 16, 32 or 64). The declared width only sets
-// where the chain starts: 64 -> 32 -> 16 -> 8 bits -> zero head, each step
-// taken while the value fits the next smaller signed width. A value of a
-// narrower field always fits its own width, so the chain never needs a form
-// wider than `Bits`.
-template <int Bits>
-constexpr KseType kseIntegerForm(std::int64_t v) noexcept {
-  if (v == 0) return kKseZero;
-  if (Bits == 8 || (v >= -128 && v <= 127)) return kKseInt8;
-  if (Bits == 16 || (v >= -32768 && v <= 32767)) return kKseInt16;
-  if (Bits == 32 || (v >= INT32_MIN && v <= INT32_MAX)) return kKseInt32;
-  return kKseInt64;
 }
 
 }  // namespace ryn
