@@ -12,10 +12,12 @@
 
 #include "diff.h"
 #include "dump_views.h"
+#include "navreq/kse/output_stream.h"
 #include "pack.h"
 #include "support/wire.h"
 #include "tool_run.h"
 #include "walk.h"
+#include "wire_cursor.h"
 
 namespace {
 
@@ -379,6 +381,24 @@ TEST(Pack, RoundTripOfTheFuzzCorpus) {
   }
   EXPECT_GT(inputs, 10u);
   EXPECT_GT(packed, 0u);
+}
+
+}  // namespace
+
+namespace {
+
+// pack chooses integer forms as the library's writer does.
+TEST(Pack, IntegerFormsAreTheWritersAtEveryBoundary) {
+  for (const std::int64_t v :
+       {std::int64_t{0}, std::int64_t{1}, std::int64_t{-1}, std::int64_t{127}, std::int64_t{128},
+        std::int64_t{-128}, std::int64_t{-129}, std::int64_t{32767}, std::int64_t{32768},
+        std::int64_t{-32768}, std::int64_t{-32769}, std::int64_t{INT32_MAX}, std::int64_t{INT32_MAX} + 1,
+        std::int64_t{INT32_MIN}, std::int64_t{INT32_MIN} - 1, INT64_MAX, INT64_MIN}) {
+    navcore::ryn::KseOutputStream<navcore::ryn::BufferWriter> os;
+    os.write(v, 0);
+    ASSERT_GT(os.length(), 0u);
+    EXPECT_EQ(navreq::tool::SmallestIntegerWire(v), static_cast<unsigned char>(os.data()[0]) & 0x0F) << v;
+  }
 }
 
 }  // namespace

@@ -153,8 +153,12 @@ std::string WireCursor::peekText(const Head& h) const {
 }
 
 std::uint8_t SmallestIntegerWire(std::int64_t v) noexcept {
+  // The writer's ladder (a test checks that both agree at every boundary).
   if (v == 0) return kWireZero;
-  return ::navcore::ryn::kseIntegerForm<64>(v);
+  if (v >= -128 && v <= 127) return kWireInt8;
+  if (v >= -32768 && v <= 32767) return kWireInt16;
+  if (v >= INT32_MIN && v <= INT32_MAX) return kWireInt32;
+  return kWireInt64;
 }
 
 }  // namespace tool
