@@ -124,7 +124,7 @@ class Filler {
   }
 
  private:
-  static constexpr int kMaxDepth = 4;
+  static constexpr int kMaxDepth = 3;
 
   std::size_t pick(std::size_t n) { return static_cast<std::size_t>(rng_() % n); }
 

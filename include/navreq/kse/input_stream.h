@@ -176,10 +176,14 @@ class KseInputStream {
   // sign-extended. Any form is accepted, not only the smallest.
   NAVKSE_INLINE std::int64_t readInteger(std::uint8_t type) {
     if (type == kKseZero) return 0;
+    if (type == kKseInt8) {
+      need(1);
+      return static_cast<std::int8_t>(*p_++);
+    }
     if (NAVKSE_UNLIKELY(type > kKseInt64)) {
       throwReadError(ReadProblemKind::kTypeMismatch, position(), "integer expected");
     }
-    // Forms 0-3 carry 1, 2, 4 or 8 bytes. With 8 bytes left, one big-endian
+    // Forms 1-3 carry 2, 4 or 8 bytes. With 8 bytes left, one big-endian
     // load and an arithmetic shift give any of them, without a branch per
     // form (the shift sign-extends: two's complement on every supported host).
     const unsigned n = 1u << type;

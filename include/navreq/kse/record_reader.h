@@ -201,6 +201,10 @@ class KseRecordReader {
   NAVKSE_INLINE void value(const KseHead& h, std::string& out) {
     if (NAVKSE_UNLIKELY(h.type != kKseString1 && h.type != kKseString4)) return mismatch(h, "string");
     const KseSpan s = in_.readString(h.type);
+    if (s.size == 0) {
+      out.clear();  // most strings of a request are empty: no call for them
+      return;
+    }
     out.assign(s.data, s.size);
   }
 
