@@ -1,64 +1,53 @@
-// Fuzz target: the Kse reader of `navreq dump` on arbitrary bytes.
+// Fuzz target: `navreq dump` and `navreq pack` on arbitrary bytes.
 //
 // `dump` must never crash and never read past its input, whatever it is
 // given: envelopes whose body is broken gzip, counts far beyond the bytes
-// left, nesting without end, truncated heads. Besides the whole dump (both
-// renderings), the bytes are decoded as each known record and as a
-// protocol-buffers message directly, so that the decoder's paths are reached
-// without a matching envelope around them.
+// left, nesting without end, truncated heads. Its JSON view must be one JSON
+// document, and whenever everything decoded (status 0 or 2), packing that
+// JSON must give back the input byte for byte.
 #include <cstddef>
 #include <cstdint>
 #include <nlohmann/json.hpp>
+#include <sstream>
 #include <string>
 
-#include "dump.h"
+#include "dump_views.h"
 #include "fuzz_support.h"
-#include "kse_reader.h"
 #include "navreq/records/all.h"
-
-namespace {
-
-using navreq::tool::Decoded;
-
-void CheckDecoded(const Decoded& decoded, std::size_t size) {
-  NAVREQ_FUZZ_CHECK(decoded.size == size, "the decoder reports the size it was given");
-  if (decoded.complete) return;
-  NAVREQ_FUZZ_CHECK(decoded.stop_offset <= size, "decoding stops inside the input");
-  NAVREQ_FUZZ_CHECK(decoded.rest.size() == size - decoded.stop_offset,
-                    "the rest runs from the stop to the end");
-  NAVREQ_FUZZ_CHECK(!decoded.error.empty(), "a stop says why");
-}
-
-}  // namespace
+#include "pack.h"
+#include "walk.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const navreq::tool::DumpResult dumped = navreq::tool::Dump(data, size);
-  (void)navreq::tool::DumpComplete(dumped);
-  const std::string text = navreq::tool::RenderText(dumped);
-  NAVREQ_FUZZ_CHECK(text.empty() || text.back() == '\n', "the text tree ends with a newline");
-  // `dump --json` is read by other programs: it must be one JSON document.
-  NAVREQ_FUZZ_CHECK(nlohmann::json::accept(navreq::tool::RenderJson(dumped)), "--json output is valid JSON");
+  std::ostringstream text;
+  navreq::tool::WalkSummary summary;
+  {
+    const auto view = navreq::tool::MakeTextView(text, false);
+    summary = navreq::tool::Walk(data, size, *view);
+  }
+  const std::string shown = text.str();
+  NAVREQ_FUZZ_CHECK(!shown.empty() && shown.back() == '\n', "the text tree ends with a newline");
 
-  CheckDecoded(navreq::tool::DecodeFields(data, size), size);
-  CheckDecoded(navreq::tool::DecodeFields(data, size, &navkse::duromap::Package::kseInfo()), size);
-  CheckDecoded(navreq::tool::DecodeFields(data, size, &navkse::NavSDKGateway::Packet::kseInfo()), size);
-  CheckDecoded(navreq::tool::DecodeFields(data, size, &navkse::routesearch::CarRouteReq::kseInfo()), size);
-  CheckDecoded(navreq::tool::DecodeFields(data, size, &navkse::traffic::AllOnRouteReqBatch::kseInfo()), size);
-  CheckDecoded(
-      navreq::tool::DecodeFields(data, size, &navkse::locationReportDMQ::LocationReportRequestDMQ::kseInfo()),
-      size);
+  std::ostringstream json_text;
+  {
+    const auto view = navreq::tool::MakeJsonView(json_text);
+    const navreq::tool::WalkSummary again = navreq::tool::Walk(data, size, *view);
+    NAVREQ_FUZZ_CHECK(again.status() == summary.status(), "both views see the same input");
+  }
+  const nlohmann::json tree = nlohmann::json::parse(json_text.str(), nullptr, false);
+  NAVREQ_FUZZ_CHECK(!tree.is_discarded(), "--json output is valid JSON");
+  if (summary.status() == 0 || summary.status() == 2) {
+    const std::string packed = navreq::tool::PackTree(tree);
+    NAVREQ_FUZZ_CHECK(packed == std::string(reinterpret_cast<const char*>(data), size),
+                      "dump --json | pack gives back the input");
+  }
 
-  const navreq::tool::PbDecoded protobuf = navreq::tool::DecodeProtobuf(data, size);
-  NAVREQ_FUZZ_CHECK(protobuf.complete || protobuf.stop_offset <= size,
-                    "protobuf decoding stops inside the input");
-
-  const std::string bytes(reinterpret_cast<const char*>(data), size);
-  if (navreq::tool::LooksGzip(bytes)) {
-    std::string inflated;
-    std::string error;
-    if (navreq::tool::Gunzip(bytes, inflated, error)) {
-      NAVREQ_FUZZ_CHECK(inflated.size() <= navreq::tool::kMaxInflatedSize, "inflation stays bounded");
-    }
+  // The known records directly, without an envelope around them.
+  const auto sink = navreq::tool::MakeNullSink();
+  for (const navcore::ryn::RecordInfo* record :
+       {&navkse::routesearch::CarRouteReq::kseInfo(), &navkse::traffic::AllOnRouteReqBatch::kseInfo(),
+        &navkse::locationReportDMQ::LocationReportRequestDMQ::kseInfo(),
+        &navkse::navicore::nav::ugs_guidance_slice_req_t::kseInfo()}) {
+    (void)navreq::tool::WalkRecord(data, size, *record, *sink);
   }
   return 0;
 }

@@ -15,11 +15,11 @@
 #include <string>
 #include <vector>
 
-#include "dump.h"
 #include "fuzz_support.h"
 #include "kinds.h"
 #include "navreq/engine/service_overrides.h"
 #include "param_json.h"
+#include "walk.h"
 
 #if !defined(NAVREQ_FUZZ_KIND)
 #error "NAVREQ_FUZZ_KIND must name the request kind"
@@ -41,9 +41,10 @@ void CheckResult(int rc, const std::vector<char>& out) {
   NAVREQ_FUZZ_CHECK(rc == 0 || rc == 1 || (rc == 2 && two_allowed), "result is one the entry function has");
   if (rc != 0) return;
   NAVREQ_FUZZ_CHECK(!out.empty(), "a successful request has bytes");
-  const navreq::tool::DumpResult dumped =
-      navreq::tool::Dump(reinterpret_cast<const unsigned char*>(out.data()), out.size());
-  NAVREQ_FUZZ_CHECK(navreq::tool::DumpComplete(dumped), "a request's bytes decode completely");
+  const auto sink = navreq::tool::MakeNullSink();
+  const navreq::tool::WalkSummary summary =
+      navreq::tool::Walk(reinterpret_cast<const unsigned char*>(out.data()), out.size(), *sink);
+  NAVREQ_FUZZ_CHECK(summary.status() == 0, "a request's bytes decode completely, every record whole");
 }
 
 }  // namespace

@@ -15,7 +15,6 @@ namespace tool {
 
 // Exit statuses besides the entry functions' own 0, 1 and 2.
 constexpr int kExitThrew = 3;           // the entry function threw
-constexpr int kExitDumpIncomplete = 1;  // dump: some bytes did not decode
 constexpr int kExitUsage = 64;          // bad command line
 constexpr int kExitBadInput = 65;       // input that cannot be read or is not valid
 constexpr int kExitCannotWrite = 73;    // an output (a file or standard output) cannot be written
@@ -35,14 +34,8 @@ struct BatchOptions {
   std::optional<std::uint64_t> seed;
 };
 
-struct DumpOptions {
-  std::string input = "-";
-  bool json = false;
-};
-
 [[nodiscard]] int RunEncode(const EncodeOptions& options, std::ostream& out, std::ostream& err);
 [[nodiscard]] int RunBatch(const BatchOptions& options, std::ostream& out, std::ostream& err);
-[[nodiscard]] int RunDump(const DumpOptions& options, std::ostream& out, std::ostream& err);
 
 }  // namespace tool
 }  // namespace navreq

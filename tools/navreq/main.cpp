@@ -10,6 +10,7 @@
 #include "commands.h"
 #include "kinds.h"
 #include "tool_io.h"
+#include "readback_cli.h"
 
 #ifndef NAVREQ_VERSION
 #define NAVREQ_VERSION "unknown"
@@ -109,11 +110,9 @@ int main(int argc, char** argv) {
       "73 the answers cannot be written.");
 
   tool::DumpOptions dump_options;
-  CLI::App* dump = app.add_subcommand("dump", "Show Kse bytes as a tree (envelopes and bodies by name)");
-  dump->add_option("FILE", dump_options.input, "Bytes to decode; - for stdin")->capture_default_str();
-  dump->add_flag("--json", dump_options.json, "Print the tree as JSON");
-  dump->footer(
-      "Exit status: 0 all bytes decoded; 1 some bytes did not decode (shown as hex); 65 unreadable input.");
+  tool::PackOptions pack_options;
+  tool::DiffOptions diff_options;
+  tool::AddReadbackCommands(app, dump_options, pack_options, diff_options);
 
   try {
     app.parse(argc, argv);
@@ -132,7 +131,7 @@ int main(int argc, char** argv) {
     if (batch_seed_option->count() > 0) batch_options.seed = tool::ParseUint64(batch_seed);
     status = tool::RunBatch(batch_options, std::cout, std::cerr);
   } else {
-    status = tool::RunDump(dump_options, std::cout, std::cerr);
+    status = tool::RunReadback(app, dump_options, pack_options, diff_options, std::cout, std::cerr);
   }
   return FinishStandardOutput(status);
 }

@@ -6,7 +6,7 @@ namespace tool {
 namespace {
 
 // Length of the well-formed UTF-8 sequence at bytes[i], or 0.
-std::size_t Utf8SequenceAt(const std::string& bytes, std::size_t i) noexcept {
+std::size_t Utf8SequenceAt(std::string_view bytes, std::size_t i) noexcept {
   const auto at = [&bytes](std::size_t k) { return static_cast<unsigned char>(bytes[k]); };
   const unsigned char b = at(i);
   if (b < 0x80) return 1;
@@ -48,7 +48,7 @@ std::string HexOf(const char* data, std::size_t size) {
   return out;
 }
 
-bool ValidUtf8(const std::string& bytes) noexcept {
+bool ValidUtf8(std::string_view bytes) noexcept {
   for (std::size_t i = 0; i < bytes.size();) {
     const std::size_t n = Utf8SequenceAt(bytes, i);
     if (n == 0) return false;
@@ -57,14 +57,14 @@ bool ValidUtf8(const std::string& bytes) noexcept {
   return true;
 }
 
-bool IsPrintableText(const std::string& bytes) noexcept {
+bool IsPrintableText(std::string_view bytes) noexcept {
   for (unsigned char b : bytes) {
     if (b < 0x20 || b == 0x7F) return false;
   }
   return ValidUtf8(bytes);
 }
 
-std::string Quote(const std::string& bytes) {
+std::string Quote(std::string_view bytes) {
   static const char digits[] = "0123456789abcdef";
   std::string out = "\"";
   for (std::size_t i = 0; i < bytes.size();) {

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 namespace navreq {
 namespace tool {
@@ -13,15 +14,15 @@ namespace tool {
 
 // Whether the bytes are well-formed UTF-8 (no overlong forms, no surrogates,
 // nothing above U+10FFFF).
-[[nodiscard]] bool ValidUtf8(const std::string& bytes) noexcept;
+[[nodiscard]] bool ValidUtf8(std::string_view bytes) noexcept;
 
 // Well-formed UTF-8 without control characters.
-[[nodiscard]] bool IsPrintableText(const std::string& bytes) noexcept;
+[[nodiscard]] bool IsPrintableText(std::string_view bytes) noexcept;
 
 // The bytes in double quotes, readable on a terminal: well-formed UTF-8 stays
 // as it is, quotes and backslashes are escaped, \n \r \t by name, every other
 // control byte and every byte outside well-formed UTF-8 as \xNN.
-[[nodiscard]] std::string Quote(const std::string& bytes);
+[[nodiscard]] std::string Quote(std::string_view bytes);
 
 }  // namespace tool
 }  // namespace navreq

@@ -1,0 +1,543 @@
+#include "diff.h"
+
+#include <charconv>
+#include <cstring>
+#include <map>
+#include <thread>
+
+#include "dump_views.h"
+#include "text_util.h"
+#include "walk.h"
+#include "wire_cursor.h"
+
+namespace navreq {
+namespace tool {
+
+namespace {
+
+constexpr std::size_t kShownBytes = 32;
+
+bool PlainKey(std::string_view key) {
+  if (key.empty()) return false;
+  for (char c : key) {
+    const bool ok =
+        (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' || c == '-';
+    if (!ok) return false;
+  }
+  return true;
+}
+
+std::string BytesShown(std::string_view data) {
+  const std::size_t n = data.size() < kShownBytes ? data.size() : kShownBytes;
+  std::string text = HexOf(data.data(), n);
+  if (n < data.size()) text += "... (" + std::to_string(data.size()) + " bytes)";
+  if (data.empty()) text = "(empty)";
+  return text;
+}
+
+// One value of a request, in a flat array in the order of the bytes; a
+// record, list, map or carried byte array is followed by its subtree.
+struct Node {
+  enum Segment : std::uint8_t { kRoot, kField, kIndex, kKeyInt, kKeyText, kProto, kUndecoded };
+  enum Value : std::uint8_t { kNone, kInt, kReal, kText, kBytes };
+  std::uint32_t end = 0;      // one past the last node of its subtree
+  std::uint32_t seg_len = 0;  // kKeyText: key bytes in the arena at `seg`
+  Segment segment = kRoot;
+  Value value = kNone;
+  std::uint8_t wire = 0;
+  std::uint32_t text_len = 0;  // kText, kBytes: bytes in the arena at `num`
+  std::int64_t seg = 0;        // kField: tag; kIndex: position; kKeyInt: key; kProto: number, occurrence
+  const char* name = nullptr;  // kField of a declared field
+  std::int64_t num = 0;        // kInt: value; kReal: bit pattern; kText, kBytes: arena offset
+};
+
+struct Tree {
+  std::vector<Node> nodes;
+  std::string arena;
+
+  std::string_view bytes(std::uint64_t at, std::uint32_t n) const {
+    return std::string_view(arena).substr(at, n);
+  }
+};
+
+// Builds the tree of one request from the walk.
+class Collector final : public TreeSink {
+ public:
+  explicit Collector(Tree& tree) : tree_(tree) {}
+
+  bool wantsLengths() const override { return false; }
+  void begin(std::string_view, std::size_t size, bool, std::size_t inflated, std::string_view) override {
+    // About one value per four bytes: grown rarely.
+    tree_.nodes.reserve((inflated > size ? inflated : size) / 4 + 16);
+    push(Node());
+  }
+  void end() override {
+    while (!open_.empty()) pop();
+  }
+
+  void scalar(const Item& item, const Scalar& v) override {
+    if (skipping_ > 0 || item.role == Role::kKey) return;  // a key names its value
+    Node n = node(item);
+    switch (item.wire) {
+      case kWireFloat:
+      case kWireDouble:
+        n.value = Node::kReal;
+        n.num = static_cast<std::int64_t>(v.bits);
+        break;
+      case kWireString1:
+      case kWireString4:
+        n.value = Node::kText;
+        keep(n, v.text);
+        break;
+      default:
+        n.value = Node::kInt;
+        n.num = v.integer;
+    }
+    leaf(n);
+  }
+
+  void bytes(const Item& item, std::string_view data) override {
+    if (skipping_ > 0 || item.role == Role::kKey) return;
+    Node n = node(item);
+    n.value = Node::kBytes;
+    keep(n, data);
+    leaf(n);
+  }
+
+  void open(const Item& item, std::int64_t) override {
+    if (skipping_ > 0 || item.role == Role::kKey) {
+      ++skipping_;
+      return;
+    }
+    push(node(item));
+  }
+  void close(const Item&) override {
+    if (skipping_ > 0) {
+      --skipping_;
+      return;
+    }
+    pop();
+  }
+  void openEmbedded(const Item& item, std::string_view data, const Embedding&) override {
+    // An inflated body holds about one value per two or three bytes.
+    if (tree_.nodes.capacity() - tree_.nodes.size() < data.size() / 3) {
+      tree_.nodes.reserve(tree_.nodes.size() + data.size() / 3 + 16);
+    }
+    open(item, 0);
+  }
+  void closeEmbedded(const Item& item) override { close(item); }
+
+  void protobufField(std::size_t, std::size_t, std::uint64_t number, int wire, std::uint64_t value,
+                     std::string_view data) override {
+    if (skipping_ > 0) return;
+    std::map<std::uint64_t, std::int64_t>& seen = occurrences_.back();
+    Node n;
+    n.segment = Node::kProto;
+    n.seg = static_cast<std::int64_t>((number << 20) | static_cast<std::uint64_t>(seen[number]++));
+    n.wire = static_cast<std::uint8_t>(wire);
+    if (wire == 2) {
+      n.value = Node::kBytes;
+      keep(n, data);
+    } else {
+      n.value = Node::kInt;
+      n.num = static_cast<std::int64_t>(value);
+    }
+    leaf(n);
+  }
+
+  void missing(const FieldInfo&) override {}
+
+  void undecoded(std::size_t, std::string_view rest, const std::string&) override {
+    if (skipping_ > 0) return;
+    Node n;
+    n.segment = Node::kUndecoded;
+    n.wire = kWireSimpleList;
+    n.value = Node::kBytes;
+    keep(n, rest);
+    leaf(n);
+  }
+
+ private:
+  Node node(const Item& item) {
+    Node n;
+    n.wire = item.wire;
+    switch (item.role) {
+      case Role::kField:
+        n.segment = Node::kField;
+        n.seg = item.tag;
+        n.name = item.field != nullptr ? item.field->name : nullptr;
+        break;
+      case Role::kElement:
+      case Role::kKey:
+        n.segment = Node::kIndex;
+        n.seg = static_cast<std::int64_t>(item.index);
+        break;
+      case Role::kValue: {
+        std::int64_t k = 0;
+        const auto r = std::from_chars(item.key.data(), item.key.data() + item.key.size(), k);
+        if (item.key_is_integer && r.ec == std::errc() && r.ptr == item.key.data() + item.key.size()) {
+          n.segment = Node::kKeyInt;
+          n.seg = k;
+        } else {
+          n.segment = Node::kKeyText;
+          n.seg = static_cast<std::int64_t>(tree_.arena.size());
+          n.seg_len = static_cast<std::uint32_t>(item.key.size());
+          tree_.arena.append(item.key);
+        }
+        break;
+      }
+    }
+    return n;
+  }
+
+  void keep(Node& n, std::string_view data) {
+    n.num = static_cast<std::int64_t>(tree_.arena.size());
+    n.text_len = static_cast<std::uint32_t>(data.size());
+    tree_.arena.append(data);
+  }
+
+  void leaf(Node& n) {
+    n.end = static_cast<std::uint32_t>(tree_.nodes.size() + 1);
+    tree_.nodes.push_back(n);
+  }
+
+  void push(const Node& n) {
+    open_.push_back(tree_.nodes.size());
+    tree_.nodes.push_back(n);
+    occurrences_.emplace_back();
+  }
+
+  void pop() {
+    tree_.nodes[open_.back()].end = static_cast<std::uint32_t>(tree_.nodes.size());
+    open_.pop_back();
+    occurrences_.pop_back();
+  }
+
+  Tree& tree_;
+  std::vector<std::size_t> open_;
+  std::vector<std::map<std::uint64_t, std::int64_t>> occurrences_;  // protocol-buffers fields seen per level
+  int skipping_ = 0;
+};
+
+// The text of a node's segment in a path ("" for the root).
+std::string SegmentText(const Tree& t, const Node& n, bool first) {
+  switch (n.segment) {
+    case Node::kRoot:
+      return {};
+    case Node::kField:
+      return (first ? "" : ".") + (n.name != nullptr ? std::string(n.name) : std::to_string(n.seg));
+    case Node::kIndex:
+    case Node::kKeyInt:
+      return "[" + std::to_string(n.seg) + "]";
+    case Node::kKeyText: {
+      const std::string_view key = t.bytes(static_cast<std::uint64_t>(n.seg), n.seg_len);
+      return "[" + (PlainKey(key) ? std::string(key) : Quote(key)) + "]";
+    }
+    case Node::kProto: {
+      const std::uint64_t occurrence = static_cast<std::uint64_t>(n.seg) & 0xFFFFF;
+      std::string text = (first ? "#" : ".#") + std::to_string(static_cast<std::uint64_t>(n.seg) >> 20);
+      if (occurrence > 0) text += "[" + std::to_string(occurrence) + "]";
+      return text;
+    }
+    case Node::kUndecoded:
+      return first ? "<undecoded>" : ".<undecoded>";
+  }
+  return {};
+}
+
+std::string Shown(const Tree& t, const Node& n) {
+  switch (n.value) {
+    case Node::kNone:
+      return WireName(n.wire);
+    case Node::kInt:
+      return std::to_string(n.num);
+    case Node::kReal: {
+      Item item;
+      item.wire = n.wire;
+      Scalar s;
+      s.bits = static_cast<std::uint64_t>(n.num);
+      if (n.wire == kWireFloat) {
+        float f = 0;
+        const auto b = static_cast<std::uint32_t>(s.bits);
+        std::memcpy(&f, &b, sizeof f);
+        s.real = static_cast<double>(f);
+      } else {
+        std::memcpy(&s.real, &s.bits, sizeof s.real);
+      }
+      return RealText(item, s);
+    }
+    case Node::kText:
+      return Quote(t.bytes(static_cast<std::uint64_t>(n.num), n.text_len));
+    case Node::kBytes:
+      return BytesShown(t.bytes(static_cast<std::uint64_t>(n.num), n.text_len));
+  }
+  return {};
+}
+
+bool IsNumber(const Node& n, const std::string& shown) {
+  return n.value == Node::kInt ||
+         (n.value == Node::kReal && shown.find_first_not_of("-0123456789.e+") == std::string::npos);
+}
+
+// Order of sibling segments: by kind, then tag, position, key or field number.
+int CompareSegments(const Tree& ta, const Node& a, const Tree& tb, const Node& b) {
+  const int ka = a.segment == Node::kIndex ? 2 : a.segment;
+  const int kb = b.segment == Node::kIndex ? 2 : b.segment;
+  if (ka != kb) return ka < kb ? -1 : 1;
+  if (a.segment == Node::kKeyText) {
+    const int c = ta.bytes(static_cast<std::uint64_t>(a.seg), a.seg_len)
+                      .compare(tb.bytes(static_cast<std::uint64_t>(b.seg), b.seg_len));
+    return c < 0 ? -1 : c > 0 ? 1 : 0;
+  }
+  return a.seg < b.seg ? -1 : a.seg > b.seg ? 1 : 0;
+}
+// A path split into its levels: "a.b[0][x]" gives a, b, [0], [x].
+std::vector<std::string> Levels(const std::string& path) {
+  std::vector<std::string> out;
+  std::string cur;
+  bool quoted = false;
+  for (std::size_t i = 0; i < path.size(); ++i) {
+    const char c = path[i];
+    if (quoted) {
+      cur += c;
+      if (c == '\\' && i + 1 < path.size()) {
+        cur += path[++i];
+      } else if (c == '"') {
+        quoted = false;
+      }
+      continue;
+    }
+    if (c == '"') {
+      quoted = true;
+      cur += c;
+    } else if (c == '.') {
+      if (!cur.empty()) out.push_back(cur);
+      cur.clear();
+    } else if (c == '[') {
+      if (!cur.empty()) out.push_back(cur);
+      cur = "[";
+    } else if (c == ']') {
+      cur += c;
+      out.push_back(cur);
+      cur.clear();
+    } else {
+      cur += c;
+    }
+  }
+  if (!cur.empty()) out.push_back(cur);
+  return out;
+}
+
+// `*` within one level: any run of characters.
+bool LevelMatches(const std::string& p, const std::string& s, std::size_t pi = 0, std::size_t si = 0) {
+  while (pi < p.size()) {
+    if (p[pi] == '*') {
+      for (std::size_t k = si; k <= s.size(); ++k) {
+        if (LevelMatches(p, s, pi + 1, k)) return true;
+      }
+      return false;
+    }
+    if (si >= s.size() || p[pi] != s[si]) return false;
+    ++pi;
+    ++si;
+  }
+  return si == s.size();
+}
+
+// Whether the pattern levels from `pi` match a prefix of the path levels from `si`.
+bool PrefixMatches(const std::vector<std::string>& p, std::size_t pi, const std::vector<std::string>& s,
+                   std::size_t si) {
+  if (pi == p.size()) return true;
+  if (p[pi] == "**") {
+    for (std::size_t k = si; k <= s.size(); ++k) {
+      if (PrefixMatches(p, pi + 1, s, k)) return true;
+    }
+    return false;
+  }
+  if (si == s.size()) return false;
+  const bool any = p[pi] == "*" || p[pi] == "[*]";
+  if (!(any || LevelMatches(p[pi], s[si]))) return false;
+  return PrefixMatches(p, pi + 1, s, si + 1);
+}
+
+bool IntegerWire(std::uint8_t w) { return w <= kWireInt64 || w == kWireZero; }
+bool StringWire(std::uint8_t w) { return w == kWireString1 || w == kWireString4; }
+
+// Two heads carry the same kind of value (integer forms among themselves,
+// both string forms).
+bool SameKind(std::uint8_t a, std::uint8_t b) {
+  return a == b || (IntegerWire(a) && IntegerWire(b)) || (StringWire(a) && StringWire(b));
+}
+
+Tree Collect(const std::string& bytes) {
+  Tree tree;
+  Collector collector(tree);
+  (void)Walk(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), collector);
+  return tree;
+}
+
+// Aligns two trees by path: the children of two matched nodes are merged in
+// the order of their segments (records by tag, lists by position, maps by
+// key, as the writer orders them), so the whole comparison is one pass.
+class Comparer {
+ public:
+  Comparer(const Tree& a, const Tree& b, const std::vector<std::string>& ignore, std::vector<Difference>& out)
+      : a_(a), b_(b), out_(out) {
+    for (const std::string& p : ignore) patterns_.push_back(Levels(p));
+  }
+
+  void run() {
+    if (a_.nodes.empty() || b_.nodes.empty()) return;
+    children(0, 0);
+  }
+
+ private:
+  void compare(std::uint32_t i, std::uint32_t j) {
+    const Node& x = a_.nodes[i];
+    const Node& y = b_.nodes[j];
+    const bool x_leaf = x.value != Node::kNone;
+    const bool y_leaf = y.value != Node::kNone;
+    if (!x_leaf && !y_leaf && SameKind(x.wire, y.wire)) {
+      children(i, j);
+      return;
+    }
+    const std::string xs = Shown(a_, x);
+    const std::string ys = Shown(b_, y);
+    const bool text = x.value == Node::kText || x.value == Node::kBytes;
+    const bool same_value =
+        x.value == y.value && (text ? a_.bytes(static_cast<std::uint64_t>(x.num), x.text_len) ==
+                                          b_.bytes(static_cast<std::uint64_t>(y.num), y.text_len)
+                                    : x.num == y.num);
+    if (x.wire == y.wire && same_value) return;
+    Difference d;
+    d.path = path_;
+    d.a = xs;
+    d.b = ys;
+    d.a_number = IsNumber(x, xs);
+    d.b_number = IsNumber(y, ys);
+    if (!SameKind(x.wire, y.wire) || same_value || !x_leaf || !y_leaf) {
+      d.head_changed = true;
+      d.a = std::string(WireName(x.wire)) + (x_leaf ? " " + xs : "");
+      d.b = std::string(WireName(y.wire)) + (y_leaf ? " " + ys : "");
+      d.a_number = d.b_number = false;
+    }
+    out_.push_back(std::move(d));
+  }
+
+  void children(std::uint32_t i, std::uint32_t j) {
+    const bool first = a_.nodes[i].segment == Node::kRoot;
+    std::uint32_t ai = i + 1;
+    std::uint32_t bj = j + 1;
+    const std::uint32_t a_end = a_.nodes[i].end;
+    const std::uint32_t b_end = b_.nodes[j].end;
+    while (ai < a_end || bj < b_end) {
+      int order = 0;
+      if (ai >= a_end) {
+        order = 1;
+      } else if (bj >= b_end) {
+        order = -1;
+      } else {
+        order = CompareSegments(a_, a_.nodes[ai], b_, b_.nodes[bj]);
+      }
+      const Node& named = order <= 0 ? a_.nodes[ai] : b_.nodes[bj];
+      const std::size_t mark = path_.size();
+      path_ += SegmentText(order <= 0 ? a_ : b_, named, first);
+      if (!ignored()) {
+        if (order == 0) {
+          compare(ai, bj);
+        } else {
+          only(order < 0, named);
+        }
+      }
+      path_.resize(mark);
+      if (order <= 0) ai = a_.nodes[ai].end;
+      if (order >= 0) bj = b_.nodes[bj].end;
+    }
+  }
+
+  void only(bool in_a, const Node& n) {
+    Difference d;
+    d.path = path_;
+    const Tree& t = in_a ? a_ : b_;
+    const std::string shown = Shown(t, n);
+    if (in_a) {
+      d.only_a = true;
+      d.a = shown;
+      d.a_number = IsNumber(n, shown);
+    } else {
+      d.only_b = true;
+      d.b = shown;
+      d.b_number = IsNumber(n, shown);
+    }
+    out_.push_back(std::move(d));
+  }
+
+  bool ignored() const {
+    if (patterns_.empty()) return false;
+    const std::vector<std::string> levels = Levels(path_);
+    for (const auto& p : patterns_) {
+      if (PrefixMatches(p, 0, levels, 0)) return true;
+    }
+    return false;
+  }
+
+  const Tree& a_;
+  const Tree& b_;
+  std::vector<Difference>& out_;
+  std::vector<std::vector<std::string>> patterns_;
+  std::string path_;
+};
+
+void Flatten(const Tree& t, std::uint32_t i, std::string& path,
+             std::vector<std::pair<std::string, std::string>>& out) {
+  const bool first = t.nodes[i].segment == Node::kRoot;
+  for (std::uint32_t c = i + 1; c < t.nodes[i].end; c = t.nodes[c].end) {
+    const std::size_t mark = path.size();
+    path += SegmentText(t, t.nodes[c], first);
+    const Node& n = t.nodes[c];
+    out.emplace_back(path, n.value == Node::kNone ? std::string() : Shown(t, n));
+    if (n.value == Node::kNone) Flatten(t, c, path, out);
+    path.resize(mark);
+  }
+}
+
+}  // namespace
+
+std::vector<std::pair<std::string, std::string>> FlattenRequest(const std::string& bytes) {
+  const Tree tree = Collect(bytes);
+  std::vector<std::pair<std::string, std::string>> out;
+  std::string path;
+  if (!tree.nodes.empty()) Flatten(tree, 0, path, out);
+  return out;
+}
+
+bool PathMatches(const std::string& pattern, const std::string& path) {
+  return PrefixMatches(Levels(pattern), 0, Levels(path), 0);
+}
+
+std::vector<Difference> DiffRequests(const std::string& a_bytes, const std::string& b_bytes,
+                                     const std::vector<std::string>& ignore) {
+  // The two trees are independent: B is read on a second thread.
+  Tree b;
+  std::thread reader([&b, &b_bytes] { b = Collect(b_bytes); });
+  Tree a;
+  try {
+    a = Collect(a_bytes);
+  } catch (...) {
+    reader.join();
+    throw;
+  }
+  reader.join();
+  std::vector<Difference> out;
+  Comparer(a, b, ignore, out).run();
+  return out;
+}
+
+std::string DifferenceLine(const Difference& d) {
+  if (d.only_a) return d.path + ": only in A";
+  if (d.only_b) return d.path + ": only in B";
+  return d.path + ": " + d.a + " -> " + d.b;
+}
+
+}  // namespace tool
+}  // namespace navreq

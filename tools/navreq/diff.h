@@ -1,0 +1,48 @@
+// `navreq diff`: two requests compared field by field.
+//
+// Paths name every level: a field by its declared name (by its tag where the
+// record is not known or does not declare it), a list element by its position
+// and a map value by its key in brackets, a protocol-buffers field as #NUMBER,
+// and bytes that did not decode as <undecoded>:
+//   body.start[0].point.x    header.imei    body.side_records[toGuidance].x
+// The fields inside a byte array that carries a record (the Package's header
+// and body, the Packet's payload, ...) continue the byte array's path.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace navreq {
+namespace tool {
+
+struct Difference {
+  std::string path;
+  std::string a;  // the value in A as text; empty when only in B
+  std::string b;
+  bool only_a = false;
+  bool only_b = false;
+  bool head_changed = false;  // the head types differ; a and b then begin with the type
+  bool a_number = false;      // a is a JSON number as it stands
+  bool b_number = false;
+};
+
+// Every value of a request as (path, value as diff shows it), in the order
+// of the bytes; records, lists, maps and carried bytes have an empty value.
+[[nodiscard]] std::vector<std::pair<std::string, std::string>> FlattenRequest(const std::string& bytes);
+
+// Whether `path` or one of its ancestors matches `pattern`: `*` matches one
+// level (or, inside a level, any run of characters), `**` any number of levels.
+[[nodiscard]] bool PathMatches(const std::string& pattern, const std::string& path);
+
+// The differences between the requests in `a` and `b` (bytes), leaving out
+// the paths that match one of `ignore`.
+[[nodiscard]] std::vector<Difference> DiffRequests(const std::string& a, const std::string& b,
+                                                   const std::vector<std::string>& ignore);
+
+// "PATH: A -> B", "PATH: only in A", ...
+[[nodiscard]] std::string DifferenceLine(const Difference& d);
+
+}  // namespace tool
+}  // namespace navreq

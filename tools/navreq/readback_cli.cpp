@@ -1,0 +1,61 @@
+#include "readback_cli.h"
+
+namespace navreq {
+namespace tool {
+
+void AddReadbackCommands(CLI::App& app, DumpOptions& dump, PackOptions& pack, DiffOptions& diff) {
+  CLI::App* d = app.add_subcommand("dump", "Show Kse bytes as a tree: envelopes, header and body by name");
+  d->add_option("FILE", dump.input, "Bytes or hex text to decode; - for stdin")->capture_default_str();
+  d->add_flag("--json", dump.json, "Print the tree as JSON (the input of navreq pack)");
+  auto* hex = d->add_flag_callback(
+      "--hex", [&dump] { dump.form = InputForm::kHex; }, "Read the input as hex text");
+  auto* raw = d->add_flag_callback(
+      "--raw", [&dump] { dump.form = InputForm::kRaw; }, "Read the input as raw bytes");
+  hex->excludes(raw);
+  d->add_flag("--full", dump.full, "Show undecoded runs whole (default: their first 64 bytes)");
+  d->footer(
+      "Input made only of hex digits and whitespace, with an even number of digits, is read as hex.\n"
+      "Every line starts with @OFFSET+LENGTH: where the value's head and bytes are, counted from the\n"
+      "start of the input or of the inflated body that holds it.\n"
+      "Exit status: 0 every byte decoded and every known record complete and well-typed; 1 some bytes\n"
+      "did not decode or a body did not inflate; 2 a known record has a missing field, a type mismatch\n"
+      "or an unknown tag; 65 unreadable input; 64 bad command line; 73 standard output not written.");
+
+  CLI::App* p = app.add_subcommand("pack", "Turn a tree from `navreq dump --json` back into bytes");
+  p->add_option("FILE", pack.input, "The JSON tree; - for stdin")->capture_default_str();
+  p->add_option("-o,--output", pack.output, "Write the raw bytes to OUT (- for stdout) instead of hex")
+      ->type_name("OUT");
+  p->footer(
+      "An unedited tree gives back the bytes it was dumped from. After an edit every length and count\n"
+      "is computed again, an integer keeps its head form unless the new value does not fit, and an\n"
+      "edited gzip body is compressed again. The tree format, with a worked edit: docs/tree-format.md.\n"
+      "Exit status: 0 written; 65 not a valid tree (the message names the JSON path); 64 bad command\n"
+      "line; 73 OUT not written.");
+
+  CLI::App* f = app.add_subcommand("diff", "Compare two requests field by field");
+  f->add_option("A", diff.a, "Bytes or hex of the first request; - for stdin")->required();
+  f->add_option("B", diff.b, "Bytes or hex of the second request; - for stdin")->required();
+  f->add_flag("--json", diff.json, "Print the differences as a JSON array of {path, a, b}");
+  f->add_option("--ignore", diff.ignore, "Leave out PATH and everything under it (repeatable)")
+      ->type_name("PATH")
+      ->allow_extra_args(false);
+  f->footer(
+      "One line per difference: PATH: A-VALUE -> B-VALUE, PATH: only in A, PATH: only in B.\n"
+      "PATH names each level by field name (by tag where the record is not known), list elements by\n"
+      "position and map values by key in brackets: body.start[0].point.x, header.imei,\n"
+      "body.side_records[toGuidance].field. In --ignore, * matches one level (or any characters\n"
+      "within a level) and ** any number of levels: --ignore '**.timestamp' --ignore 'header.*'.\n"
+      "Compressed bodies are compared inflated.\n"
+      "Exit status: 0 no differences; 1 differences; 65 an input cannot be read; 64 bad command line.");
+}
+
+int RunReadback(const CLI::App& app, const DumpOptions& dump, const PackOptions& pack,
+                const DiffOptions& diff, std::ostream& out, std::ostream& err) {
+  if (app.got_subcommand("dump")) return RunReadbackDump(dump, out, err);
+  if (app.got_subcommand("pack")) return RunPack(pack, out, err);
+  if (app.got_subcommand("diff")) return RunDiff(diff, out, err);
+  return 64;
+}
+
+}  // namespace tool
+}  // namespace navreq

@@ -1,0 +1,43 @@
+// What the tool knows of the requests' framing: the two envelopes and which
+// byte fields carry which records.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "navreq/kse/record.h"
+
+namespace navreq {
+namespace tool {
+
+const ::navcore::ryn::RecordInfo& PackageInfo();
+const ::navcore::ryn::RecordInfo& PacketInfo();
+
+// The envelopes a request can start with, in order of preference.
+const std::vector<const ::navcore::ryn::RecordInfo*>& Envelopes();
+
+// Fields read before the bytes that depend on them.
+extern const std::uint8_t kPackageCommandNameTag;
+extern const std::uint8_t kPacketKindTag;
+
+struct CarriedRecord {
+  bool follow = false;                                 // the bytes are decoded
+  const ::navcore::ryn::RecordInfo* record = nullptr;  // null: unnamed fields (or the message)
+  bool may_gzip = false;                               // inflated first when they are a gzip stream
+  bool protobuf = false;                               // a protocol-buffers message rather than Kse
+};
+
+// Where the bytes of field `tag` of `record` lead; `command` is the Package's
+// command name and `kind` the Packet's kind, read before.
+[[nodiscard]] CarriedRecord CarriedBy(const ::navcore::ryn::RecordInfo& record, std::uint8_t tag,
+                                      const std::string& command, std::int64_t kind);
+
+// Whether the field is the route search's map of side records.
+[[nodiscard]] bool IsSideRecordMap(const ::navcore::ryn::FieldInfo* field);
+
+// The side record stored under `key`, or null.
+[[nodiscard]] const ::navcore::ryn::RecordInfo* SideRecordFor(const std::string& key);
+
+}  // namespace tool
+}  // namespace navreq

@@ -1,0 +1,617 @@
+#include "walk.h"
+
+#include <bitset>
+#include <cstring>
+#include <limits>
+#include <map>
+#include <memory>
+#include <unordered_map>
+#include <vector>
+
+#include "gzip_util.h"
+#include "request_records.h"
+#include "wire_cursor.h"
+
+namespace navreq {
+namespace tool {
+
+namespace {
+
+// Whether a head of type `wire` can carry a value declared as `d`.
+bool Carries(std::uint8_t wire, const TypeInfo& d) noexcept {
+  return ::navcore::ryn::wireTypeFits(d.kind, wire);
+}
+
+bool IsIntegerKind(WireKind k) noexcept {
+  switch (k) {
+    case WireKind::kBool:
+    case WireKind::kChar:
+    case WireKind::kInt8:
+    case WireKind::kUInt8:
+    case WireKind::kInt16:
+    case WireKind::kInt32:
+    case WireKind::kInt64:
+    case WireKind::kUInt32:
+      return true;
+    default:
+      return false;
+  }
+}
+
+// Whether an integer value fits the declared integer kind.
+bool InRange(WireKind k, std::int64_t v) noexcept {
+  switch (k) {
+    case WireKind::kBool:
+      return v == 0 || v == 1;
+    case WireKind::kChar:
+    case WireKind::kInt8:
+      return v >= -128 && v <= 127;
+    case WireKind::kUInt8:
+      return v >= 0 && v <= 255;
+    case WireKind::kInt16:
+      return v >= -32768 && v <= 32767;
+    case WireKind::kInt32:
+      return v >= std::numeric_limits<std::int32_t>::min() && v <= std::numeric_limits<std::int32_t>::max();
+    case WireKind::kUInt32:
+      return v >= 0 && v <= static_cast<std::int64_t>(std::numeric_limits<std::uint32_t>::max());
+    default:
+      return true;
+  }
+}
+
+bool IsIntegerWire(std::uint8_t wire) noexcept { return ::navcore::ryn::isIntegerWire(wire); }
+
+// What a record walk remembers of its own fields to follow the later ones.
+struct RecordState {
+  const RecordInfo* record = nullptr;
+  std::string command;     // Package: the command name
+  std::int64_t kind = -1;  // Packet: the packet kind
+  std::bitset<256> seen;
+};
+
+// The bytes of an unsigned-byte list, when every element is a byte in the
+// form the writer gives it (tag 0, the 16-bit path); else false.
+bool GatherUBytes(WireCursor& c, std::int64_t count, std::string& out) {
+  out.clear();
+  out.reserve(static_cast<std::size_t>(count));
+  for (std::int64_t i = 0; i < count; ++i) {
+    const Head h = c.head();
+    if (h.tag != 0 || h.long_head || !IsIntegerWire(h.type)) return false;
+    const std::int64_t v = c.integer(h);
+    if (v < 0 || v > 255 || h.type != SmallestIntegerWire(v)) return false;
+    out.push_back(static_cast<char>(v));
+  }
+  return true;
+}
+
+// A protocol-buffers message is not Kse: its few reads go through this.
+class ByteReader {
+ public:
+  explicit ByteReader(std::string_view bytes) : bytes_(bytes) {}
+  std::size_t pos() const noexcept { return pos_; }
+  bool atEnd() const noexcept { return pos_ >= bytes_.size(); }
+  std::size_t left() const noexcept { return bytes_.size() - pos_; }
+  std::uint64_t fixed(std::size_t n) {
+    if (n > left()) throw WireStop{pos_, "message cut short"};
+    std::uint64_t v = 0;
+    for (std::size_t i = 0; i < n; ++i)
+      v |= std::uint64_t{static_cast<unsigned char>(bytes_[pos_ + i])} << (8 * i);
+    pos_ += n;
+    return v;  // little-endian, as protocol buffers write fixed fields
+  }
+  void skip(std::size_t n) {
+    if (n > left()) throw WireStop{pos_, "message cut short"};
+    pos_ += n;
+  }
+  std::uint64_t varint() {
+    std::uint64_t v = 0;
+    for (int shift = 0; shift < 64; shift += 7) {
+      const std::uint64_t b = fixed(1);
+      v |= (b & 0x7F) << shift;
+      if ((b & 0x80) == 0) return v;
+    }
+    throw WireStop{pos_, "varint longer than 10 bytes"};
+  }
+
+ private:
+  std::string_view bytes_;
+  std::size_t pos_ = 0;
+};
+
+class Walker {
+ public:
+  Walker(TreeSink& sink, WalkSummary& summary) : sink_(sink), summary_(summary) {}
+
+  void setFollow(bool follow) { follow_ = follow; }
+
+  void record(std::string_view input, const RecordInfo& record) {
+    sink_.begin(record.name, input.size(), false, 0, {});
+    buffer(input, &record, 0);
+    sink_.end();
+  }
+
+  void top(std::string_view input) {
+    if (LooksGzip(input)) {
+      std::string inflated;
+      std::string error;
+      if (!Gunzip(input, kMaxInflatedSize, inflated, error)) {
+        sink_.begin("", input.size(), true, 0, input);
+        ++summary_.undecoded;
+        sink_.undecoded(0, input, "gzip stream that does not inflate: " + error);
+        sink_.end();
+        return;
+      }
+      const RecordInfo* envelope = recognize(inflated);
+      sink_.begin(envelope != nullptr ? envelope->name : "", input.size(), true, inflated.size(), input);
+      buffer(inflated, envelope, 0);
+      sink_.end();
+      return;
+    }
+    const RecordInfo* envelope = recognize(input);
+    sink_.begin(envelope != nullptr ? envelope->name : "", input.size(), false, 0, {});
+    if (input.empty()) {
+      ++summary_.undecoded;
+      sink_.undecoded(0, input, "empty input");
+    } else {
+      buffer(input, envelope, 0);
+    }
+    sink_.end();
+  }
+
+ private:
+  static const TypeInfo* describe(const FieldInfo& f) { return f.type; }
+
+  // The envelope whose declaration the first fields follow furthest: tags
+  // ascending, each declared, each head able to carry its declared type.
+  const RecordInfo* recognize(std::string_view bytes) {
+    const RecordInfo* best = nullptr;
+    std::size_t best_score = 0;
+    for (const RecordInfo* envelope : Envelopes()) {
+      WireCursor c(bytes);
+      std::size_t score = 0;
+      int previous = -1;
+      try {
+        while (!c.atEnd()) {
+          const Head h = c.head();
+          const FieldInfo* f = envelope->find(h.tag);
+          if (f == nullptr || h.tag <= previous || !Carries(h.type, *describe(*f))) break;
+          ++score;
+          previous = h.tag;
+          c.skip(h);
+        }
+      } catch (const WireStop&) {
+      }
+      if (score > best_score) {
+        best = envelope;
+        best_score = score;
+      }
+    }
+    if (best == nullptr) summary_.unnamed = true;
+    return best;
+  }
+
+  // Walks the fields of a record written alone (no begin or end heads).
+  void buffer(std::string_view bytes, const RecordInfo* record, int depth) {
+    WireCursor c(bytes);
+    const std::size_t open_before = open_.size();
+    inner_stop_ = false;
+    try {
+      fields(c, record, false, depth);
+    } catch (const WireStop& stop) {
+      inner_stop_ = false;
+      while (open_.size() > open_before) {
+        Item item = open_.back();
+        open_.pop_back();
+        item.stopped = true;
+        sink_.close(item);
+      }
+      ++summary_.undecoded;
+      sink_.undecoded(stop.offset, bytes.substr(stop.offset), stop.why);
+    }
+  }
+
+  // Returns the tag of the end head that closed the record (in a record).
+  std::uint8_t fields(WireCursor& c, const RecordInfo* record, bool in_struct, int depth) {
+    RecordState state;
+    state.record = record;
+    int previous = -1;
+    std::uint8_t end_tag = 0;
+    while (true) {
+      if (c.atEnd()) {
+        if (in_struct) throw WireStop{c.pos(), "record not closed before the end of the bytes"};
+        break;
+      }
+      const Head h = c.head();
+      if (h.type == kWireStructEnd) {
+        if (!in_struct) throw WireStop{h.offset, "end-of-record head outside a record"};
+        if (h.long_head) throw WireStop{h.offset, "end-of-record head in the two-byte form"};
+        end_tag = h.tag;
+        break;
+      }
+      const std::size_t unknown = summary_.unknown;
+      Item item;
+      item.role = Role::kField;
+      item.tag = h.tag;
+      item.wire = h.type;
+      const TypeInfo* declared = nullptr;
+      if (record != nullptr) {
+        item.field = record->find(h.tag);
+        if (item.field == nullptr) {
+          item.problem = Problem::kUnknownTag;
+          ++summary_.unknown;
+        } else {
+          declared = describe(*item.field);
+          if (state.seen.test(h.tag) || h.tag < previous) {
+            item.problem = Problem::kDuplicateTag;
+            ++summary_.unknown;
+          }
+          state.seen.set(h.tag);
+        }
+      }
+      if (h.tag > previous) previous = h.tag;
+      try {
+        value(c, h, item, declared, &state, nullptr, depth);
+      } catch (const WireStop& stop) {
+        if (stop.offset == h.offset) summary_.unknown = unknown;  // the field was never shown
+        throw;
+      }
+    }
+    if (record != nullptr) {
+      for (std::size_t i = 0; i < record->count; ++i) {
+        const FieldInfo& f = record->fields[i];
+        if (state.seen.test(f.tag)) continue;
+        ++summary_.missing;
+        sink_.missing(f);
+      }
+    }
+    return end_tag;
+  }
+
+  // Reads the value of head `h`. `state`: the enclosing record's, for a
+  // field; `side`: for a map value, the side record its key names.
+  // A value that does not decode stops the walk at its head, unless the
+  // failure lies inside one of its elements or fields (they stop at their own).
+  void value(WireCursor& c, const Head& h, Item& item, const TypeInfo* declared, RecordState* state,
+             const CarriedRecord* side, int depth) {
+    const std::size_t opened = open_.size();
+    const std::size_t mismatches = summary_.mismatches;
+    try {
+      read(c, h, item, declared, state, side, depth);
+    } catch (WireStop& stop) {
+      if (open_.size() == opened && !inner_stop_) {
+        // Never shown: its bytes are reported as undecoded, not its problems.
+        stop.offset = h.offset;
+        summary_.mismatches = mismatches;
+      }
+      inner_stop_ = true;
+      throw;
+    }
+  }
+
+  void read(WireCursor& c, const Head& h, Item& item, const TypeInfo* declared, RecordState* state,
+            const CarriedRecord* side, int depth) {
+    if (depth > kMaxDepth) throw WireStop{h.offset, "nested deeper than " + std::to_string(kMaxDepth)};
+    item.offset = h.offset;
+    item.long_head = h.long_head;
+    if (sink_.wantsLengths()) {
+      try {
+        item.length = c.measure(h) - h.offset;
+      } catch (const WireStop&) {
+        item.incomplete = true;
+        item.length = c.size() - h.offset;
+      }
+    }
+    item.declared = declared;
+    if (declared != nullptr && !Carries(h.type, *declared)) {
+      if (item.problem == Problem::kNone) {
+        item.problem = Problem::kTypeMismatch;
+        ++summary_.mismatches;
+      }
+      declared = nullptr;  // read as the head says
+    }
+    Scalar s;
+    switch (h.type) {
+      case kWireInt8:
+      case kWireInt16:
+      case kWireInt32:
+      case kWireInt64:
+      case kWireZero:
+        s.integer = c.integer(h);
+        if (declared != nullptr && item.problem == Problem::kNone && IsIntegerKind(declared->kind) &&
+            !InRange(declared->kind, s.integer)) {
+          item.problem = Problem::kOutOfRange;
+          ++summary_.mismatches;
+        }
+        remember(state, item, s);
+        sink_.scalar(item, s);
+        return;
+      case kWireFloat: {
+        s.bits = c.realBits(h);
+        const auto b = static_cast<std::uint32_t>(s.bits);
+        float f = 0;
+        std::memcpy(&f, &b, sizeof f);
+        s.real = static_cast<double>(f);
+        sink_.scalar(item, s);
+        return;
+      }
+      case kWireDouble:
+        s.bits = c.realBits(h);
+        std::memcpy(&s.real, &s.bits, sizeof s.real);
+        sink_.scalar(item, s);
+        return;
+      case kWireString1:
+      case kWireString4:
+        s.text = c.string(h);
+        remember(state, item, s);
+        sink_.scalar(item, s);
+        return;
+      case kWireSimpleList: {
+        const std::string_view data = c.byteArray(item.count_wire);
+        item.count = static_cast<std::int64_t>(data.size());
+        carried(item, data, side != nullptr ? *side : follow(state, item), depth);
+        return;
+      }
+      case kWireList:
+        list(c, item, declared, state, depth);
+        return;
+      case kWireMap:
+        map(c, item, declared, depth);
+        return;
+      case kWireStructBegin:
+        item.record = declared != nullptr && declared->record != nullptr ? &declared->record() : nullptr;
+        sink_.open(item, 0);
+        open_.push_back(item);
+        item.end_tag = fields(c, item.record, true, depth + 1);
+        open_.pop_back();
+        sink_.close(item);
+        return;
+      default:
+        throw WireStop{h.offset, "head type " + std::to_string(h.type) + " does not exist"};
+    }
+  }
+
+  static void remember(RecordState* state, const Item& item, const Scalar& s) {
+    if (state == nullptr || state->record == nullptr || item.problem != Problem::kNone) return;
+    if (state->record == &PackageInfo() && item.tag == kPackageCommandNameTag)
+      state->command = std::string(s.text);
+    if (state->record == &PacketInfo() && item.tag == kPacketKindTag) state->kind = s.integer;
+  }
+
+  static CarriedRecord follow(const RecordState* state, const Item& item) {
+    if (state == nullptr || state->record == nullptr || item.problem != Problem::kNone) return {};
+    return CarriedBy(*state->record, item.tag, state->command, state->kind);
+  }
+
+  void carried(Item& item, std::string_view data, const CarriedRecord& where, int depth) {
+    if (!where.follow || !follow_) {
+      sink_.bytes(item, data);
+      return;
+    }
+    Embedding e;
+    e.record = where.record != nullptr ? where.record->name : "";
+    e.protobuf = where.protobuf;
+    std::string inflated;
+    std::string_view view = data;
+    if (where.may_gzip && LooksGzip(data)) {
+      e.gzip = true;
+      e.compressed = data;
+      if (!Gunzip(data, kMaxInflatedSize, inflated, e.inflate_error)) {
+        ++summary_.undecoded;
+        sink_.openEmbedded(item, data, e);
+        sink_.undecoded(0, data, "gzip stream that does not inflate: " + e.inflate_error);
+        sink_.closeEmbedded(item);
+        return;
+      }
+      e.inflated = inflated.size();
+      view = inflated;
+    }
+    sink_.openEmbedded(item, view, e);
+    if (where.protobuf) {
+      message(view);
+    } else {
+      buffer(view, where.record, depth + 1);
+    }
+    sink_.closeEmbedded(item);
+  }
+
+  void list(WireCursor& c, Item& item, const TypeInfo* declared, RecordState* state, int depth) {
+    const std::int64_t count = c.count(1, item.count_wire);
+    item.count = count;
+    const bool ubytes = declared != nullptr && declared->kind == WireKind::kUBytes;
+    if (ubytes) {
+      // Shown as bytes when every element is a byte in the writer's form;
+      // otherwise element by element.
+      std::string gathered;
+      bool ok = false;
+      {
+        WireCursor ahead(std::string_view(c.bytes()), c.pos());
+        try {
+          ok = GatherUBytes(ahead, count, gathered);
+        } catch (const WireStop&) {
+        }
+      }
+      if (ok) {
+        for (std::int64_t i = 0; i < count; ++i) (void)c.integer(c.head());  // read again, in place
+        carried(item, gathered, follow(state, item), depth);
+        return;
+      }
+    }
+    const TypeInfo* element = declared != nullptr ? declared->element : nullptr;
+    sink_.open(item, count);
+    open_.push_back(item);
+    for (std::int64_t i = 0; i < count; ++i) {
+      const Head eh = c.head();
+      if (eh.type == kWireStructEnd)
+        throw WireStop{eh.offset, "end-of-record head in place of a list element"};
+      Item e;
+      e.role = Role::kElement;
+      e.index = static_cast<std::size_t>(i);
+      e.tag = eh.tag;
+      e.wire = eh.type;
+      value(c, eh, e, element, nullptr, nullptr, depth + 1);
+    }
+    open_.pop_back();
+    sink_.close(item);
+  }
+
+  void map(WireCursor& c, Item& item, const TypeInfo* declared, int depth) {
+    const std::int64_t count = c.count(2, item.count_wire);
+    item.count = count;
+    const bool side_records = item.problem == Problem::kNone && IsSideRecordMap(item.field);
+    sink_.open(item, count);
+    open_.push_back(item);
+    for (std::int64_t i = 0; i < count; ++i) {
+      const Head kh = c.head();
+      if (kh.type == kWireStructEnd) throw WireStop{kh.offset, "end-of-record head in place of a map key"};
+      std::string key = c.peekText(kh);
+      Item k;
+      k.role = Role::kKey;
+      k.index = static_cast<std::size_t>(i);
+      k.tag = kh.tag;
+      k.wire = kh.type;
+      value(c, kh, k, declared != nullptr ? declared->key : nullptr, nullptr, nullptr, depth + 1);
+      const Head vh = c.head();
+      if (vh.type == kWireStructEnd) throw WireStop{vh.offset, "end-of-record head in place of a map value"};
+      Item v;
+      v.role = Role::kValue;
+      v.index = static_cast<std::size_t>(i);
+      v.tag = vh.tag;
+      v.wire = vh.type;
+      v.key = key;
+      v.key_is_integer = IsIntegerWire(kh.type);
+      CarriedRecord side;
+      if (side_records) {
+        side.record = SideRecordFor(key);
+        side.follow = side.record != nullptr;
+      }
+      value(c, vh, v, declared != nullptr ? declared->element : nullptr, nullptr,
+            side_records ? &side : nullptr, depth + 1);
+    }
+    open_.pop_back();
+    sink_.close(item);
+  }
+
+  // The navigation stop event: a protocol-buffers message whose map field is
+  // written the service's own way (the field's tag, a bare entry count, then
+  // key and value as two more occurrences of the same field). Read without
+  // its schema, by wire type; a length-delimited field that is followed by a
+  // bare varint is taken as such a map.
+  void message(std::string_view bytes) {
+    ByteReader c(bytes);
+    try {
+      while (!c.atEnd()) {
+        const std::size_t at = c.pos();
+        const std::uint64_t key = c.varint();
+        const std::uint64_t number = key >> 3;
+        const int wire = static_cast<int>(key & 7);
+        switch (wire) {
+          case 0: {
+            const std::uint64_t v = c.varint();
+            sink_.protobufField(at, c.pos() - at, number, wire, v, {});
+            break;
+          }
+          case 1:
+          case 5: {
+            const std::uint64_t v = c.fixed(wire == 1 ? 8 : 4);
+            sink_.protobufField(at, c.pos() - at, number, wire, v, {});
+            break;
+          }
+          case 2: {
+            if (MapCountFollows(c, key)) {
+              const std::uint64_t n = c.varint();
+              sink_.protobufField(at, c.pos() - at, number, 0, n, {});
+              break;
+            }
+            const std::uint64_t n = c.varint();
+            if (n > c.left())
+              throw WireStop{at, "length " + std::to_string(n) + " past the end of the message"};
+            const std::string_view data = bytes.substr(c.pos(), static_cast<std::size_t>(n));
+            c.skip(static_cast<std::size_t>(n));
+            sink_.protobufField(at, c.pos() - at, number, wire, 0, data);
+            break;
+          }
+          default:
+            throw WireStop{at, "protocol-buffers wire type " + std::to_string(wire) + " is not read"};
+        }
+      }
+    } catch (const WireStop& stop) {
+      ++summary_.undecoded;
+      sink_.undecoded(stop.offset, bytes.substr(stop.offset), stop.why);
+    }
+  }
+
+  // After a length-delimited key: whether what follows is the map layout, a
+  // count n and then 2n occurrences of the same field.
+  static bool MapCountFollows(const ByteReader& c, std::uint64_t key) {
+    ByteReader probe = c;
+    try {
+      const std::uint64_t n = probe.varint();
+      if (n == 0 || n > probe.left()) return false;
+      for (std::uint64_t i = 0; i < 2 * n; ++i) {
+        if (probe.atEnd() || probe.varint() != key) return false;
+        const std::uint64_t len = probe.varint();
+        if (len > probe.left()) return false;
+        probe.skip(static_cast<std::size_t>(len));
+      }
+      return true;
+    } catch (const WireStop&) {
+    }
+    return false;
+  }
+
+  TreeSink& sink_;
+  WalkSummary& summary_;
+  std::vector<Item> open_;
+  bool follow_ = true;
+  bool inner_stop_ = false;  // the stop being thrown already names the value that failed
+};
+
+}  // namespace
+
+WalkSummary Walk(const unsigned char* data, std::size_t size, TreeSink& sink) {
+  WalkSummary summary;
+  Walker walker(sink, summary);
+  walker.top(std::string_view(reinterpret_cast<const char*>(data), size));
+  return summary;
+}
+
+WalkSummary WalkRecord(const unsigned char* data, std::size_t size, const RecordInfo& record, TreeSink& sink,
+                       bool follow) {
+  WalkSummary summary;
+  Walker walker(sink, summary);
+  walker.setFollow(follow);
+  walker.record(std::string_view(reinterpret_cast<const char*>(data), size), record);
+  return summary;
+}
+
+namespace {
+
+class NullSink final : public TreeSink {
+ public:
+  void begin(std::string_view, std::size_t, bool, std::size_t, std::string_view) override {}
+  void end() override {}
+  void scalar(const Item&, const Scalar&) override {}
+  void bytes(const Item&, std::string_view) override {}
+  void open(const Item&, std::int64_t) override {}
+  void close(const Item&) override {}
+  void openEmbedded(const Item&, std::string_view, const Embedding&) override {}
+  void closeEmbedded(const Item&) override {}
+  void protobufField(std::size_t, std::size_t, std::uint64_t, int, std::uint64_t, std::string_view) override {
+  }
+  void missing(const FieldInfo&) override {}
+  void undecoded(std::size_t, std::string_view, const std::string&) override {}
+};
+
+}  // namespace
+
+std::unique_ptr<TreeSink> MakeNullSink() { return std::make_unique<NullSink>(); }
+
+const char* WireName(std::uint8_t wire) noexcept {
+  static const char* const kNames[16] = {"int8",   "int16",  "int32",  "int64", "float",  "double",
+                                         "string", "string", "map",    "list",  "struct", "end",
+                                         "zero",   "bytes",  "type14", "type15"};
+  return kNames[wire & 15];
+}
+
+}  // namespace tool
+}  // namespace navreq

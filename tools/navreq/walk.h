@@ -1,0 +1,144 @@
+// Walking Kse bytes as a stream of events, for dump, diff and their views.
+//
+// The walker reads a request the way this system writes it: a Package or a
+// Packet at the top, the bytes that carry other records followed into them
+// (the Package's Header and body, the Packet's payload, the location header's
+// extra data, the route search's side records), gzip streams inflated with a
+// bounded size. Every value is announced to a TreeSink as it is read, with
+// where its bytes are; nothing of the tree is kept, so memory does not grow
+// with the number of fields. Where a record is known, the walker also checks
+// it: declared fields that are absent, heads that cannot carry the declared
+// type, integers outside the declared range, tags that are not declared.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "navreq/kse/record.h"
+#include "navreq/kse/reflection.h"
+
+namespace navreq {
+namespace tool {
+
+using ::navcore::ryn::FieldInfo;
+using ::navcore::ryn::RecordInfo;
+
+// Records, lists and maps nested deeper than this stop the decoding.
+constexpr int kMaxDepth = 64;
+// An inflated body larger than this is not decoded.
+constexpr std::size_t kMaxInflatedSize = std::size_t{256} << 20;
+
+using ::navcore::ryn::TypeInfo;
+using ::navcore::ryn::WireKind;
+
+// Where a value sits in its container.
+enum class Role { kField, kElement, kKey, kValue };
+
+enum class Problem { kNone, kUnknownTag, kTypeMismatch, kOutOfRange, kDuplicateTag };
+
+// One value: a field, a list element, or a map key or value.
+struct Item {
+  std::size_t offset = 0;   // of the head, in the buffer being walked
+  std::size_t length = 0;   // head and value; the rest of the buffer when incomplete
+  bool incomplete = false;  // the value runs past the end of its buffer or does not decode
+  bool stopped = false;     // close(): decoding stopped inside it (though its extent was readable)
+  std::uint8_t tag = 0;
+  std::uint8_t wire = 0;   // type code of the head
+  bool long_head = false;  // a tag below 15 written with the two-byte head
+  Role role = Role::kField;
+  std::size_t index = 0;               // element or entry number
+  const FieldInfo* field = nullptr;    // the declaration, for a field of a known record
+  const TypeInfo* declared = nullptr;  // the declared type, when known (see `problem`)
+  const RecordInfo* record = nullptr;  // a nested record's declaration, when known
+  Problem problem = Problem::kNone;
+  std::string_view key;         // a map value: its key as text (string bytes, or decimal)
+  bool key_is_integer = false;  // ... and the key is an integer
+  int count_wire = -1;          // a list, map or byte array: the count's head type when not the smallest form
+  std::int64_t count = 0;       // a list or map: its element count; a byte array: its size
+  std::uint8_t end_tag = 0;     // a record: the tag of its end head (the writer gives 0)
+};
+
+// A scalar value.
+struct Scalar {
+  std::int64_t integer = 0;  // integer heads and the zero head
+  double real = 0;           // float (widened exactly) and double
+  std::uint64_t bits = 0;    // the IEEE bit pattern of a float or double
+  std::string_view text;     // string bytes
+};
+
+// Bytes that the walker decodes in their turn.
+struct Embedding {
+  std::string_view record;      // the record they hold; empty: unnamed fields or a message
+  bool gzip = false;            // they are a gzip stream
+  std::size_t inflated = 0;     // bytes once inflated
+  std::string_view compressed;  // the gzip stream itself (gzip only)
+  std::string inflate_error;    // the gzip stream did not inflate: nothing is decoded below
+  bool protobuf = false;        // a protocol-buffers message, shown field by field
+};
+
+// Receives the walk. Offsets are relative to the buffer being walked: the
+// input, or the bytes of the innermost embedding.
+class TreeSink {
+ public:
+  virtual ~TreeSink() = default;
+  // Whether Item::length and Item::incomplete are wanted (they cost a skip
+  // over every value before it is read).
+  virtual bool wantsLengths() const { return true; }
+  // The top of the input: `record` is the envelope recognised, or empty.
+  virtual void begin(std::string_view record, std::size_t size, bool gzip, std::size_t inflated,
+                     std::string_view compressed) = 0;
+  virtual void end() = 0;
+  virtual void scalar(const Item& item, const Scalar& value) = 0;
+  // Byte arrays and unsigned-byte lists that are not decoded further.
+  virtual void bytes(const Item& item, std::string_view data) = 0;
+  // Records (count unused), lists and maps; close() follows their items.
+  virtual void open(const Item& item, std::int64_t count) = 0;
+  virtual void close(const Item& item) = 0;
+  // Byte arrays and unsigned-byte lists whose bytes are walked in their turn.
+  virtual void openEmbedded(const Item& item, std::string_view data, const Embedding& embedding) = 0;
+  virtual void closeEmbedded(const Item& item) = 0;
+  // A field of a protocol-buffers message (read without its schema).
+  virtual void protobufField(std::size_t offset, std::size_t length, std::uint64_t number, int wire,
+                             std::uint64_t value, std::string_view data) = 0;
+  // A declared field that the record does not hold (reported before close()).
+  virtual void missing(const FieldInfo& field) = 0;
+  // Decoding of the current buffer stopped at `offset`; `rest` is every byte
+  // from there to its end. Comes after the close() of every value left open.
+  virtual void undecoded(std::size_t offset, std::string_view rest, const std::string& why) = 0;
+};
+
+// What the walk found, for the exit status.
+struct WalkSummary {
+  std::size_t undecoded = 0;  // buffers whose decoding stopped, bodies that did not inflate
+  std::size_t missing = 0;
+  std::size_t mismatches = 0;  // type mismatches and values out of range
+  std::size_t unknown = 0;     // unknown and repeated tags
+  bool unnamed = false;        // no envelope recognised at the top
+
+  [[nodiscard]] int status() const noexcept {
+    if (undecoded > 0) return 1;
+    return missing + mismatches + unknown > 0 || unnamed ? 2 : 0;
+  }
+};
+
+// Walks `size` bytes at `data` (the input of dump, already converted from
+// hex). Never reads outside them; never throws for any input.
+[[nodiscard]] WalkSummary Walk(const unsigned char* data, std::size_t size, TreeSink& sink);
+
+// Walks bytes as the fields of `record` written alone, without looking for
+// an envelope (what a record's own writeTo gives). With `follow` false, byte
+// arrays are not decoded further even where they carry a record.
+[[nodiscard]] WalkSummary WalkRecord(const unsigned char* data, std::size_t size, const RecordInfo& record,
+                                     TreeSink& sink, bool follow = true);
+
+// A sink that ignores the walk, for its summary alone.
+[[nodiscard]] std::unique_ptr<TreeSink> MakeNullSink();
+
+// The short name of a head type code: "int8", "string", "struct", ...
+[[nodiscard]] const char* WireName(std::uint8_t wire) noexcept;
+
+}  // namespace tool
+}  // namespace navreq
