@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "navreq/records/common.h"
-#include "navreq/records/locationReportDMQ.h"
+#include "navreq/records/location_report_dmq.h"
 #include "navreq/records/routesearch.h"
-#include "navreq/records/ugcUnit.h"
+#include "navreq/records/ugc_unit.h"
 #include "navreq/requests.h"
 #include "support/capture.h"
 #include "support/encoded.h"

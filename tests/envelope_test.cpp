@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "navreq/engine/service_overrides.h"
-#include "navreq/records/MapSession.h"
-#include "navreq/records/NavSDKGateway.h"
+#include "navreq/records/map_session.h"
+#include "navreq/records/nav_sdk_gateway.h"
 #include "support/capture.h"
 #include "support/encoded.h"
 #include "support/wire.h"

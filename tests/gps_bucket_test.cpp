@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "navreq/records/ugcUnit.h"
+#include "navreq/records/ugc_unit.h"
 #include "navreq/requests.h"
 #include "support/wire.h"
 

@@ -8,7 +8,7 @@
 
 #include "navreq/kse/record.h"
 #include "navreq/records/common.h"
-#include "navreq/records/locationReportDMQ.h"
+#include "navreq/records/location_report_dmq.h"
 #include "navreq/records/routesearch.h"
 #include "support/wire.h"
 

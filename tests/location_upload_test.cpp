@@ -13,7 +13,7 @@
 
 #include "navreq/engine/service_overrides.h"
 #include "navreq/location_session.h"
-#include "navreq/records/locationReportDMQ.h"
+#include "navreq/records/location_report_dmq.h"
 #include "navreq/requests.h"
 #include "support/capture.h"
 #include "support/gunzip.h"

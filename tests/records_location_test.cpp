@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "navreq/numeric.h"
-#include "navreq/records/MapSession.h"
-#include "navreq/records/locationReportDMQ.h"
-#include "navreq/records/ugcUnit.h"
+#include "navreq/records/location_report_dmq.h"
+#include "navreq/records/map_session.h"
+#include "navreq/records/ugc_unit.h"
 #include "navreq/serialize.h"
 #include "support/encoded.h"
 #include "support/record_tables.h"

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "navreq/records/CarRankTrans.h"
+#include "navreq/records/car_rank_trans.h"
 #include "navreq/records/navicore.h"
 #include "navreq/records/routesearch.h"
 #include "navreq/serialize.h"

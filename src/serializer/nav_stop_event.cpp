@@ -13,7 +13,7 @@
 
 #include "navreq/engine/services.h"
 #include "navreq/numeric.h"
-#include "navreq/records/NavSDKGateway.h"
+#include "navreq/records/nav_sdk_gateway.h"
 #include "navreq/requests.h"
 #include "navreq/serialize.h"
 #include "normal_traj_server.pb.h"

@@ -13,7 +13,7 @@
 #include "navreq/records/dynamicroute.h"
 #include "navreq/records/routesearch.h"
 #include "navreq/records/traffic.h"
-#include "navreq/records/ugcUnit.h"
+#include "navreq/records/ugc_unit.h"
 #include "navreq/requests.h"
 #include "navreq/serialize.h"
 

@@ -14,7 +14,7 @@
 #include "fixed_text.h"
 #include "navreq/engine/services.h"
 #include "navreq/numeric.h"
-#include "navreq/records/CarRankTrans.h"
+#include "navreq/records/car_rank_trans.h"
 #include "navreq/records/navicore.h"
 #include "navreq/records/routesearch.h"
 #include "navreq/requests.h"

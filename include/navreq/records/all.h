@@ -1,21 +1,21 @@
 // Every wire record of the server protocol.
 #pragma once
 
-#include "navreq/records/CarRankTrans.h"
-#include "navreq/records/MapSession.h"
-#include "navreq/records/NavSDKGateway.h"
+#include "navreq/records/car_rank_trans.h"
 #include "navreq/records/cockpit.h"
 #include "navreq/records/common.h"
 #include "navreq/records/common_cmd.h"
 #include "navreq/records/duromap.h"
 #include "navreq/records/dynamicroute.h"
-#include "navreq/records/locationReportDMQ.h"
+#include "navreq/records/location_report_dmq.h"
+#include "navreq/records/map_session.h"
 #include "navreq/records/mobile_car_uni.h"
 #include "navreq/records/nav.h"
+#include "navreq/records/nav_sdk_gateway.h"
 #include "navreq/records/navicore.h"
 #include "navreq/records/routesearch.h"
 #include "navreq/records/traffic.h"
-#include "navreq/records/ugcUnit.h"
+#include "navreq/records/ugc_unit.h"
 
 // Every wire record, for code that must cover them all (the round-trip tests);
 // a record added to a header above is added here too.

@@ -8,11 +8,11 @@
 #include <cstdint>
 #include <string_view>
 
-#include "navreq/records/CarRankTrans.h"
-#include "navreq/records/NavSDKGateway.h"
+#include "navreq/records/car_rank_trans.h"
 #include "navreq/records/common_cmd.h"
 #include "navreq/records/duromap.h"
-#include "navreq/records/locationReportDMQ.h"
+#include "navreq/records/location_report_dmq.h"
+#include "navreq/records/nav_sdk_gateway.h"
 #include "navreq/records/navicore.h"
 #include "navreq/records/routesearch.h"
 #include "navreq/records/traffic.h"

@@ -3,7 +3,7 @@
 
 #include "navreq/records/base.h"
 #include "navreq/records/nav.h"
-#include "navreq/records/ugcUnit.h"
+#include "navreq/records/ugc_unit.h"
 
 namespace navkse {
 namespace dynamicroute {

@@ -4,7 +4,7 @@
 #include "navreq/records/base.h"
 #include "navreq/records/dynamicroute.h"
 #include "navreq/records/routesearch.h"
-#include "navreq/records/ugcUnit.h"
+#include "navreq/records/ugc_unit.h"
 
 namespace navkse {
 namespace traffic {

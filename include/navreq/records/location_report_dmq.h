@@ -2,8 +2,8 @@
 // (namespace navkse::locationReportDMQ).
 #pragma once
 
-#include "navreq/records/MapSession.h"
 #include "navreq/records/base.h"
+#include "navreq/records/map_session.h"
 
 namespace navkse {
 namespace locationReportDMQ {
