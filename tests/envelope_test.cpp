@@ -11,6 +11,7 @@
 #include "navreq/records/NavSDKGateway.h"
 #include "support/capture.h"
 #include "support/encoded.h"
+#include "support/extra.h"
 #include "support/wire.h"
 
 namespace {
@@ -132,18 +133,7 @@ TEST(CommonCmd, Names) {
 }
 
 ReqExtraParam FullExtra() {
-  ReqExtraParam e;
-  e.identity_a = "A";
-  e.imei = "IMEI";
-  e.identity_b = "B";
-  e.identity_number = 77;
-  e.identity_c = "C";
-  e.identity_d = "D";
-  e.api_key = "KEY";
-  e.identity_e = "E";
-  e.identity_f = "F";
-  e.identity_g = "G";
-  e.identity_h = "H";
+  ReqExtraParam e = navreq::testing::LetteredExtra("IMEI", 77);
   e.identity_i = "I";
   return e;
 }

@@ -16,6 +16,7 @@
 #include "navreq/records/locationReportDMQ.h"
 #include "navreq/requests.h"
 #include "support/capture.h"
+#include "support/extra.h"
 #include "support/gunzip.h"
 #include "support/wire.h"
 
@@ -70,18 +71,7 @@ KSLocation Fix(double lon, double lat, std::int64_t t) {
 }
 
 ReqExtraParam Extra() {
-  ReqExtraParam e;
-  e.identity_a = "A";
-  e.imei = "IMEI1";
-  e.identity_b = "B";
-  e.identity_number = 42;
-  e.identity_c = "C";
-  e.identity_d = "D";
-  e.api_key = "KEY";
-  e.identity_e = "E";
-  e.identity_f = "F";
-  e.identity_g = "G";
-  e.identity_h = "H";
+  ReqExtraParam e = navreq::testing::LetteredExtra("IMEI1", 42);
   e.alt_device_id2 = "ALT2";
   return e;
 }
