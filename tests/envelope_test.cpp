@@ -12,6 +12,7 @@
 #include "support/capture.h"
 #include "support/encoded.h"
 #include "support/extra.h"
+#include "support/package.h"
 #include "support/wire.h"
 
 namespace {
@@ -63,26 +64,7 @@ TEST(HeaderRecord, DefaultCmdResultBytes) {
             "1a0c16002c0b");
 }
 
-std::string DefaultHeaderWith(const std::vector<std::pair<int, std::string>>& strings,
-                              std::int64_t identity_number) {
-  // Every tag of the header in order; the given string tags hold the given text.
-  auto text = [&](int tag) {
-    for (const auto& s : strings)
-      if (s.first == tag) return s.second;
-    return std::string();
-  };
-  std::string out = Int(0, identity_number) + Struct(1, Int(0, 0) + Str(1, "") + Int(2, 0)) + Int(2, 0);
-  for (int tag = 3; tag <= 32; ++tag) {
-    if (tag == 18 || tag == 20) {
-      out += Int(tag, 0);
-    } else if (tag == 25 || tag == 32) {
-      out += Bytes(tag, std::string());
-    } else {
-      out += Str(tag, text(tag));
-    }
-  }
-  return out;
-}
+using navreq::testing::DefaultHeaderWith;
 
 TEST(HeaderRecord, DefaultEncodingHasAllThirtyThreeFields) {
   EXPECT_EQ(Encoded(Header()), DefaultHeaderWith({}, 0));
