@@ -27,6 +27,15 @@ inline navcore::KSLocation Fix(double lat, double lon, float speed, float scalar
   return f;
 }
 
+// A fix with only its position and time; note longitude first.
+inline navcore::KSLocation LonLatFix(double lon, double lat, std::int64_t time) {
+  navcore::KSLocation f;
+  f.longitude = lon;
+  f.latitude = lat;
+  f.timeSeconds = time;
+  return f;
+}
+
 inline navcore::KSNaviSearchPoint SearchPoint(double lat, double lon, const std::string& primary,
                                               const std::string& secondary, std::int32_t type) {
   navcore::KSNaviSearchPoint p;
