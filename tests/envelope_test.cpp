@@ -26,18 +26,23 @@ using zv_navi_core::route_req_serializer::GetPackage;
 
 using navreq::testing::Encoded;
 
+// Package tags 5 to 9 at their defaults: empty strings at 5 and 6, empty
+// bytes at 7 (header) and 8 (body), an empty credentials list at 9.
+const char kDefaultTagsFiveToNine[] =
+    "5600"
+    "6600"
+    "7d000c"
+    "8d000c"
+    "990c";
+
 TEST(PackageRecord, DefaultLayout) {
   EXPECT_EQ(Encoded(Package()),
             "0c"
             "1001"
             "2600"
             "3c"
-            "4c"
-            "5600"
-            "6600"
-            "7d000c"
-            "8d000c"
-            "990c");
+            "4c" +
+                std::string(kDefaultTagsFiveToNine));
 }
 
 TEST(PackageRecord, GzipBodyFlag) {
@@ -48,12 +53,8 @@ TEST(PackageRecord, GzipBodyFlag) {
             "1001"
             "2600"
             "3c"
-            "4003"
-            "5600"
-            "6600"
-            "7d000c"
-            "8d000c"
-            "990c");
+            "4003" +
+                std::string(kDefaultTagsFiveToNine));
 }
 
 TEST(HeaderRecord, DefaultCmdResultBytes) {
@@ -210,12 +211,8 @@ TEST(GetPackage, HeaderFailurePrintsLineAndLeavesPackageUntouched) {
             "2606" +
                 Hex(std::string("before")) +
                 "3c"
-                "4c"
-                "5600"
-                "6600"
-                "7d000c"
-                "8d000c"
-                "990c");
+                "4c" +
+                std::string(kDefaultTagsFiveToNine));
 }
 
 TEST(SerializeKSE, OversizedStringEmptiesAPreviouslyFilledVector) {
