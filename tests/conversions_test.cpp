@@ -25,7 +25,6 @@ using navkse::routesearch::LimitArea;
 using navreq::testing::LogCapture;
 using zv_navi_core::KSLatLon;
 using zv_navi_core::KSLocation;
-using zv_navi_core::KSNaviSearchPoint;
 using zv_navi_core::SerializeKSE;
 using zv_navi_core::drive_route_req_serializer::AngleToStr;
 using zv_navi_core::drive_route_req_serializer::ConvertLocationsToCommGPS;
@@ -63,17 +62,7 @@ std::string PoiHex(std::int64_t lon, std::int64_t lat, const std::string& primar
 }
 
 using navreq::testing::Fix;
-
-KSNaviSearchPoint SearchPoint(double lat, double lon, const std::string& primary,
-                              const std::string& secondary, std::int32_t type) {
-  KSNaviSearchPoint p;
-  p.latitude = lat;
-  p.longitude = lon;
-  p.primaryText = primary;
-  p.secondaryText = secondary;
-  p.pointType = type;
-  return p;
-}
+using navreq::testing::SearchPoint;
 
 // ---- ConvertLocationToCommGPS ----
 

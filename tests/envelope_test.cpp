@@ -11,6 +11,8 @@
 #include "navreq/records/nav_sdk_gateway.h"
 #include "support/capture.h"
 #include "support/encoded.h"
+#include "support/extra.h"
+#include "support/package.h"
 #include "support/wire.h"
 
 namespace {
@@ -24,18 +26,23 @@ using zv_navi_core::route_req_serializer::GetPackage;
 
 using navreq::testing::Encoded;
 
+// Package tags 5 to 9 at their defaults: empty strings at 5 and 6, empty
+// bytes at 7 (header) and 8 (body), an empty credentials list at 9.
+const char kDefaultTagsFiveToNine[] =
+    "5600"
+    "6600"
+    "7d000c"
+    "8d000c"
+    "990c";
+
 TEST(PackageRecord, DefaultLayout) {
   EXPECT_EQ(Encoded(Package()),
             "0c"
             "1001"
             "2600"
             "3c"
-            "4c"
-            "5600"
-            "6600"
-            "7d000c"
-            "8d000c"
-            "990c");
+            "4c" +
+                std::string(kDefaultTagsFiveToNine));
 }
 
 TEST(PackageRecord, GzipBodyFlag) {
@@ -46,12 +53,8 @@ TEST(PackageRecord, GzipBodyFlag) {
             "1001"
             "2600"
             "3c"
-            "4003"
-            "5600"
-            "6600"
-            "7d000c"
-            "8d000c"
-            "990c");
+            "4003" +
+                std::string(kDefaultTagsFiveToNine));
 }
 
 TEST(HeaderRecord, DefaultCmdResultBytes) {
@@ -62,26 +65,7 @@ TEST(HeaderRecord, DefaultCmdResultBytes) {
             "1a0c16002c0b");
 }
 
-std::string DefaultHeaderWith(const std::vector<std::pair<int, std::string>>& strings,
-                              std::int64_t identity_number) {
-  // Every tag of the header in order; the given string tags hold the given text.
-  auto text = [&](int tag) {
-    for (const auto& s : strings)
-      if (s.first == tag) return s.second;
-    return std::string();
-  };
-  std::string out = Int(0, identity_number) + Struct(1, Int(0, 0) + Str(1, "") + Int(2, 0)) + Int(2, 0);
-  for (int tag = 3; tag <= 32; ++tag) {
-    if (tag == 18 || tag == 20) {
-      out += Int(tag, 0);
-    } else if (tag == 25 || tag == 32) {
-      out += Bytes(tag, std::string());
-    } else {
-      out += Str(tag, text(tag));
-    }
-  }
-  return out;
-}
+using navreq::testing::DefaultHeaderWith;
 
 TEST(HeaderRecord, DefaultEncodingHasAllThirtyThreeFields) {
   EXPECT_EQ(Encoded(Header()), DefaultHeaderWith({}, 0));
@@ -132,18 +116,7 @@ TEST(CommonCmd, Names) {
 }
 
 ReqExtraParam FullExtra() {
-  ReqExtraParam e;
-  e.identity_a = "A";
-  e.imei = "IMEI";
-  e.identity_b = "B";
-  e.identity_number = 77;
-  e.identity_c = "C";
-  e.identity_d = "D";
-  e.api_key = "KEY";
-  e.identity_e = "E";
-  e.identity_f = "F";
-  e.identity_g = "G";
-  e.identity_h = "H";
+  ReqExtraParam e = navreq::testing::LetteredExtra("IMEI", 77);
   e.identity_i = "I";
   return e;
 }
@@ -238,12 +211,8 @@ TEST(GetPackage, HeaderFailurePrintsLineAndLeavesPackageUntouched) {
             "2606" +
                 Hex(std::string("before")) +
                 "3c"
-                "4c"
-                "5600"
-                "6600"
-                "7d000c"
-                "8d000c"
-                "990c");
+                "4c" +
+                std::string(kDefaultTagsFiveToNine));
 }
 
 TEST(SerializeKSE, OversizedStringEmptiesAPreviouslyFilledVector) {

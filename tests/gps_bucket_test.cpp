@@ -10,6 +10,7 @@
 
 #include "navreq/records/ugc_unit.h"
 #include "navreq/requests.h"
+#include "support/fixes.h"
 #include "support/wire.h"
 
 namespace {
@@ -20,13 +21,7 @@ using zv_navi_core::KSLocation;
 using zv_navi_core::SerializeKSE;
 using zv_navi_core::drive_route_req_serializer::GetGPSBuket;
 
-KSLocation Fix(double lon, double lat, std::int64_t t) {
-  KSLocation f;
-  f.longitude = lon;
-  f.latitude = lat;
-  f.timeSeconds = t;
-  return f;
-}
+using navreq::testing::LonLatFix;
 
 std::string Encoded(const gpsBucket& b) {
   std::vector<char> out;
@@ -62,21 +57,21 @@ TEST(GpsBucket, FirstSpotIsTheHeadFixThenDifferences) {
   // G3: back by 40000 and 100, all measures 0 (scalarD 0 - 20 = -20), 1500 - 1300 = 200 -> int8 -56.
   // G4: 1244 - 1500 = -256 -> low 8 bits 0 (a zero head). G5: 1100 - 1244 = -144 -> 112.
   // Decreasing times are kept: only the fit is checked.
-  KSLocation g0 = Fix(116.5, 39.75, 1000);
+  KSLocation g0 = LonLatFix(116.5, 39.75, 1000);
   g0.heading = 90.0f;
   g0.speed = 0.29f;
   g0.scalarA = 0.7f;
   g0.scalarD = 1.5f;
-  KSLocation g1 = Fix(116.54, 39.7501, 1300);
+  KSLocation g1 = LonLatFix(116.54, 39.7501, 1300);
   g1.heading = -10.5f;
   g1.speed = 12.5f;
   g1.scalarA = 2.5f;
   g1.scalarD = 2.0f;
-  KSLocation g2 = Fix(0.0, 0.0, 2147483648);
+  KSLocation g2 = LonLatFix(0.0, 0.0, 2147483648);
   g2.scalarD = 100.0f;
-  const KSLocation g3 = Fix(116.5, 39.75, 1500);
-  const KSLocation g4 = Fix(116.5, 39.75, 1244);
-  const KSLocation g5 = Fix(116.5, 39.75, 1100);
+  const KSLocation g3 = LonLatFix(116.5, 39.75, 1500);
+  const KSLocation g4 = LonLatFix(116.5, 39.75, 1244);
+  const KSLocation g5 = LonLatFix(116.5, 39.75, 1100);
 
   gpsBucket b;
   GetGPSBuket(b, "123456789012", "IMEI1", -3, {g0, g1, g2, g3, g4, g5});
@@ -106,18 +101,18 @@ TEST(GpsBucket, EmptyFixListLeavesTargetUntouched) {
 TEST(GpsBucket, EmptyNumberTextKeepsTagSix) {
   gpsBucket b;
   b.head.number = 77;
-  GetGPSBuket(b, "", "t", 1, {Fix(0, 0, 5)});
+  GetGPSBuket(b, "", "t", 1, {LonLatFix(0, 0, 5)});
   EXPECT_EQ(Encoded(b), BucketHex(HeadHex(0, 0, 0, 5, 1, 77, "t"), {SpotHex(0, 0, 0, 0, 0, 0, 0)}));
 }
 
 TEST(GpsBucket, NumberTextIsParsedLikeStoll) {
   gpsBucket b;
-  GetGPSBuket(b, " -12x", "t", 1, {Fix(0, 0, 5)});
+  GetGPSBuket(b, " -12x", "t", 1, {LonLatFix(0, 0, 5)});
   EXPECT_EQ(b.head.number, -12);
   gpsBucket bad;
-  EXPECT_THROW(GetGPSBuket(bad, "abc", "t", 1, {Fix(0, 0, 5)}), std::invalid_argument);
+  EXPECT_THROW(GetGPSBuket(bad, "abc", "t", 1, {LonLatFix(0, 0, 5)}), std::invalid_argument);
   gpsBucket huge;
-  EXPECT_THROW(GetGPSBuket(huge, "99999999999999999999", "t", 1, {Fix(0, 0, 5)}), std::out_of_range);
+  EXPECT_THROW(GetGPSBuket(huge, "99999999999999999999", "t", 1, {LonLatFix(0, 0, 5)}), std::out_of_range);
 }
 
 TEST(GpsBucket, TimesThatDoNotFitUpwardAreSkipped) {
@@ -125,7 +120,8 @@ TEST(GpsBucket, TimesThatDoNotFitUpwardAreSkipped) {
   // 2147483647, larger than the value, so it counts as fitting and is kept:
   // -2147483649 - 2147483647 = -4294967296, low 8 bits 0.
   gpsBucket b;
-  GetGPSBuket(b, "", "", 0, {Fix(0, 0, 2147483647), Fix(0, 0, 2147483648), Fix(0, 0, -2147483649LL)});
+  GetGPSBuket(b, "", "", 0,
+              {LonLatFix(0, 0, 2147483647), LonLatFix(0, 0, 2147483648), LonLatFix(0, 0, -2147483649LL)});
   EXPECT_EQ(Encoded(b), BucketHex(HeadHex(0, 0, 0, 2147483647, 0, 0, ""),
                                   {SpotHex(0, 0, 0, 0, 0, 0, 0), SpotHex(0, 0, 0, 0, 0, 0, 0)}));
 }
@@ -135,18 +131,18 @@ TEST(GpsBucket, HeadFixThatDoesNotFitStaysTheReference) {
   // out, so the first spot is the next fix, 10 - 4294967301 -> low 8 bits 5,
   // 0.001 deg -> 1000 micro-degrees from the head.
   gpsBucket b;
-  GetGPSBuket(b, "", "", 0, {Fix(0, 0, 4294967301LL), Fix(0.001, 0, 10)});
+  GetGPSBuket(b, "", "", 0, {LonLatFix(0, 0, 4294967301LL), LonLatFix(0.001, 0, 10)});
   EXPECT_EQ(Encoded(b), BucketHex(HeadHex(0, 0, 0, 5, 0, 0, ""), {SpotHex(1000, 0, 0, 5, 0, 0, 0)}));
 }
 
 TEST(GpsBucket, SixteenBitFieldsWrap) {
   // heading 40000 -> int16 -25536; speed 400 m/s x 100 = 40000 -> -25536;
   // scalarA 3276.8 x 10 = 32768 -> -32768; NaN heading -> 0.
-  KSLocation f = Fix(0, 0, 1);
+  KSLocation f = LonLatFix(0, 0, 1);
   f.heading = 40000.0f;
   f.speed = 400.0f;
   f.scalarA = 3276.8f;
-  KSLocation g = Fix(0, 0, 2);
+  KSLocation g = LonLatFix(0, 0, 2);
   g.heading = std::numeric_limits<float>::quiet_NaN();
   gpsBucket b;
   GetGPSBuket(b, "", "", 0, {f, g});
@@ -157,7 +153,7 @@ TEST(GpsBucket, SixteenBitFieldsWrap) {
 
 TEST(GpsBucket, AllDefaultSpotAndStatusListAlwaysWritten) {
   gpsBucket b;
-  GetGPSBuket(b, "", "", 0, {Fix(0, 0, 0)});
+  GetGPSBuket(b, "", "", 0, {LonLatFix(0, 0, 0)});
   // Head, one all-zero spot, the empty gpsStatus list (0x29 0x0c) and the flag.
   // clang-format off
   EXPECT_EQ(Encoded(b), "0a" "0c1c2c3c4c5c6c" "7600" "8600" "9600" "a600" "0b"

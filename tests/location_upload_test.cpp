@@ -16,6 +16,8 @@
 #include "navreq/records/location_report_dmq.h"
 #include "navreq/requests.h"
 #include "support/capture.h"
+#include "support/extra.h"
+#include "support/fixes.h"
 #include "support/gunzip.h"
 #include "support/wire.h"
 
@@ -61,27 +63,10 @@ class LocationTest : public ::testing::Test {
   LocationState saved_;
 };
 
-KSLocation Fix(double lon, double lat, std::int64_t t) {
-  KSLocation f;
-  f.longitude = lon;
-  f.latitude = lat;
-  f.timeSeconds = t;
-  return f;
-}
+using navreq::testing::LonLatFix;
 
 ReqExtraParam Extra() {
-  ReqExtraParam e;
-  e.identity_a = "A";
-  e.imei = "IMEI1";
-  e.identity_b = "B";
-  e.identity_number = 42;
-  e.identity_c = "C";
-  e.identity_d = "D";
-  e.api_key = "KEY";
-  e.identity_e = "E";
-  e.identity_f = "F";
-  e.identity_g = "G";
-  e.identity_h = "H";
+  ReqExtraParam e = navreq::testing::LetteredExtra("IMEI1", 42);
   e.alt_device_id2 = "ALT2";
   return e;
 }
@@ -150,23 +135,23 @@ std::string PayloadOf(const std::vector<char>& packet) {
 //   F4: back to 116.5 deg: -40000 -> 25536; 39.7501 deg -> 39750100, +100; scalarD -0.5f -> -5,
 //       -5 - 20 = -25; heading -10.5f -> -10, -10 - 95 = -105; speed 0 - 29 = -29; 2 s = 2000 ms.
 std::vector<KSLocation> DeltaFixes() {
-  KSLocation f0 = Fix(116.5, 39.75, 1700000000);
+  KSLocation f0 = LonLatFix(116.5, 39.75, 1700000000);
   f0.speed = 10.0f;
   f0.scalarA = 2.5f;
   f0.heading = 90.0f;
   f0.scalarD = 1.5f;
   f0.intValueA = 7;
   f0.intValueB = 8;
-  KSLocation f1 = Fix(117.0, 40.0, 1700000000);
-  KSLocation f2 = Fix(118.0, 41.0, 1699999999);
-  KSLocation f3 = Fix(116.54, 39.75, 1700000001);
+  KSLocation f1 = LonLatFix(117.0, 40.0, 1700000000);
+  KSLocation f2 = LonLatFix(118.0, 41.0, 1699999999);
+  KSLocation f3 = LonLatFix(116.54, 39.75, 1700000001);
   f3.speed = 0.29f;
   f3.scalarA = 0.7f;
   f3.heading = 95.7f;
   f3.scalarD = 2.0f;
   f3.intValueA = 9;
   f3.intValueB = 10;
-  KSLocation f4 = Fix(116.5, 39.7501, 1700000003);
+  KSLocation f4 = LonLatFix(116.5, 39.7501, 1700000003);
   f4.heading = -10.5f;
   f4.scalarD = -0.5f;
   f4.intValueA = -1;
@@ -278,7 +263,7 @@ TEST_F(LocationTest, EmptyFixListStillSendsExtraDataAndSession) {
 TEST_F(LocationTest, OneFixGoesToTheHeaderOnly) {
   WriteState({"s", 99, 0});
   LocationReportRequest report;
-  drs::GetLocationReportRequest(report, {Fix(-116.5, 39.9999999, 100)}, 5000, 99);
+  drs::GetLocationReportRequest(report, {LonLatFix(-116.5, 39.9999999, 100)}, 5000, 99);
   std::vector<char> bytes;
   ASSERT_TRUE(SerializeKSE(report, bytes));
   // -116.5 -> -116500000; 39.9999999 -> 39999999 (truncated, not rounded); 100 s -> 100000 ms.
@@ -295,7 +280,9 @@ TEST_F(LocationTest, RepeatedAndEarlierTimesAreDropped) {
   WriteState({"s", 1, 0});
   LocationReportRequest report;
   drs::GetLocationReportRequest(
-      report, {Fix(0, 0, 100), Fix(0.001, 0, 100), Fix(0.002, 0, 99), Fix(0.0005, 0, 101)}, 0, 1);
+      report,
+      {LonLatFix(0, 0, 100), LonLatFix(0.001, 0, 100), LonLatFix(0.002, 0, 99), LonLatFix(0.0005, 0, 101)}, 0,
+      1);
   ASSERT_EQ(report.points.size(), 1u);
   std::vector<char> bytes;
   ASSERT_TRUE(SerializeKSE(report.points[0], bytes));
@@ -309,7 +296,7 @@ TEST_F(LocationTest, RepeatedAndEarlierTimesAreDropped) {
 TEST_F(LocationTest, LongitudeStepWrapsToSixteenBits) {
   WriteState({"s", 1, 0});
   LocationReportRequest report;
-  drs::GetLocationReportRequest(report, {Fix(0, 0, 10), Fix(0.04, 0, 11)}, 0, 1);
+  drs::GetLocationReportRequest(report, {LonLatFix(0, 0, 10), LonLatFix(0.04, 0, 11)}, 0, 1);
   ASSERT_EQ(report.points.size(), 1u);
   EXPECT_EQ(report.points[0].d_longitude, -25536);  // 40000 - 65536
   std::vector<char> bytes;
@@ -323,14 +310,14 @@ TEST_F(LocationTest, TimeDifferenceIsThirtyTwoBitMilliseconds) {
   // 2147484 s = 2147484000 ms, beyond int32: 2147484000 - 2^32 = -2147483296.
   WriteState({"s", 1, 0});
   LocationReportRequest report;
-  drs::GetLocationReportRequest(report, {Fix(0, 0, 0), Fix(0, 0, 2147484)}, 0, 1);
+  drs::GetLocationReportRequest(report, {LonLatFix(0, 0, 0), LonLatFix(0, 0, 2147484)}, 0, 1);
   ASSERT_EQ(report.points.size(), 1u);
   EXPECT_EQ(report.points[0].d_time_ms, -2147483296);
   EXPECT_EQ(report.points[0].d_time_ms_again, -2147483296);
   // Absurd times wrap instead of overflowing: (2^63 - 1) * 1000 mod 2^64 is
   // -1000, -2^63 * 1000 mod 2^64 is 0, so the second is a point 1000 ms later.
   LocationReportRequest odd;
-  drs::GetLocationReportRequest(odd, {Fix(0, 0, INT64_MAX), Fix(0, 0, INT64_MIN)}, 0, 1);
+  drs::GetLocationReportRequest(odd, {LonLatFix(0, 0, INT64_MAX), LonLatFix(0, 0, INT64_MIN)}, 0, 1);
   EXPECT_EQ(odd.header.time_ms, -1000);
   ASSERT_EQ(odd.points.size(), 1u);
   EXPECT_EQ(odd.points[0].d_time_ms, 1000);
@@ -339,14 +326,14 @@ TEST_F(LocationTest, TimeDifferenceIsThirtyTwoBitMilliseconds) {
 TEST_F(LocationTest, SequenceNumberIsUnsignedAndGoesOutAsInt32) {
   WriteState({"s", 1, 0x80000000u});
   LocationReportRequest a;
-  drs::GetLocationReportRequest(a, {Fix(0, 0, 1)}, 0, 1);
+  drs::GetLocationReportRequest(a, {LonLatFix(0, 0, 1)}, 0, 1);
   EXPECT_EQ(a.header.sequence_number, INT32_MIN);
   std::vector<char> bytes;
   ASSERT_TRUE(SerializeKSE(a.header, bytes));
   EXPECT_NE(Hex(bytes).find("9280000000"), std::string::npos);
   WriteState({"s", 1, 0xFFFFFFFFu});
   LocationReportRequest b;
-  drs::GetLocationReportRequest(b, {Fix(0, 0, 1)}, 0, 1);
+  drs::GetLocationReportRequest(b, {LonLatFix(0, 0, 1)}, 0, 1);
   EXPECT_EQ(b.header.sequence_number, -1);
   EXPECT_EQ(ReadState().sequence, 0u);  // wrapped
   LocationReportRequest c;
@@ -361,7 +348,7 @@ TEST_F(LocationTest, SessionsAcrossUploads) {
   navreq::ScopedSessionDigits digits([&draws] { return ++draws == 1 ? 418 : 999; });
   ReqExtraParam e = Extra();
   LocationUploadParam p;
-  p.locations = {Fix(1, 2, 3)};
+  p.locations = {LonLatFix(1, 2, 3)};
   std::vector<char> out;
   {
     navreq::services::ScopedClock clock(1000);
@@ -391,7 +378,7 @@ TEST_F(LocationTest, SessionsAcrossUploads) {
     ASSERT_EQ(drs::GetLocationUploadReqData(p, e, out), 0);
     EXPECT_EQ(ReadState().loc_id, b_id);
     EXPECT_EQ(ReadState().sequence, 12u);
-    p.locations = {Fix(1, 2, 3)};
+    p.locations = {LonLatFix(1, 2, 3)};
     ASSERT_EQ(drs::GetLocationUploadReqData(p, e, out), 0);
     EXPECT_EQ(ReadState().loc_id, b_id);
     EXPECT_EQ(ReadState().sequence, 13u);
@@ -410,7 +397,7 @@ TEST_F(LocationTest, EmptySessionOnFirstUploadKeepsInitialIdentifier) {
   WriteState({"", 0, 0});  // the state of a fresh process
   navreq::services::ScopedClock clock(kNow);
   LocationUploadParam p;
-  p.locations = {Fix(0, 0, 1)};
+  p.locations = {LonLatFix(0, 0, 1)};
   std::vector<char> out;
   ASSERT_EQ(drs::GetLocationUploadReqData(p, Extra(), out), 0);
   const LocationState s = ReadState();
@@ -536,7 +523,7 @@ TEST_F(LocationConcurrency, OverlappingUploadsKeepSessionAndSequenceWhole) {
       navreq::ScopedSessionDigits digits([t] { return 100 + t; });
       LocationUploadParam p;
       p.session_id = "session-" + std::to_string(t);
-      p.locations = {Fix(116.5, 39.75, 1700000000)};
+      p.locations = {LonLatFix(116.5, 39.75, 1700000000)};
       const ReqExtraParam e = Extra();
       for (int i = 0; i < kUploads; ++i) {
         std::vector<char> out;

@@ -92,19 +92,14 @@ TEST(NavStopEvent, EmptyDeviceWritesEmptyValueAndEmptyImei) {
   ScopedClock clock(kClockMs);
   std::vector<char> out;
   ASSERT_EQ(GetNavStopActionReqData("stop", "", "key1", out), 0);
-  EXPECT_EQ(Hex(out),
-            "0002"
-            "1a"
-            "06046b657931"
-            "1600"
-            "0b" +
-                wire::UBytes(2, Unhex("0801"
-                                      "1201"
-                                      "1205756c6d6964"
-                                      "1200"
-                                      "1a0473746f70"
-                                      "2080e2cfaa06")) +
-                "3c");
+  // The map value and the credentials' device are both the empty string (12 00, 16 00).
+  EXPECT_EQ(Hex(out), StopPacket("key1", "",
+                                 "0801"
+                                 "1201"
+                                 "1205756c6d6964"
+                                 "1200"
+                                 "1a0473746f70"
+                                 "2080e2cfaa06"));
 }
 
 TEST(NavStopEvent, EmbeddedNulCutsTheTextButNotTheDevice) {

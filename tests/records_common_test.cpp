@@ -9,6 +9,7 @@
 #include "navreq/records/common.h"
 #include "navreq/serialize.h"
 #include "support/encoded.h"
+#include "support/record_info.h"
 #include "support/record_tables.h"
 #include "support/wire.h"
 
@@ -19,6 +20,8 @@ using tables::Hx;
 using namespace navkse::common;
 
 using navreq::testing::Encoded;
+using navreq::testing::TagRange;
+using navreq::testing::TagsOf;
 
 // ---- Point ------------------------------------------------------------------
 
@@ -224,26 +227,12 @@ TEST(CommonRecordsAreValues, CopyOfClientParamIsIndependent) {
 
 // ---- Field names: shape of the declarations -------------------------------------
 
-template <class R>
-std::vector<int> TagsOf() {
-  const navcore::ryn::RecordInfo& info = R::kseInfo();
-  std::vector<int> tags;
-  for (std::size_t i = 0; i < info.count; ++i) tags.push_back(info.fields[i].tag);
-  return tags;
-}
-
-std::vector<int> Range(int from, int to) {
-  std::vector<int> out;
-  for (int t = from; t <= to; ++t) out.push_back(t);
-  return out;
-}
-
 TEST(CommonRecordsInfo, TagsAscendingWithTheRightCount) {
-  EXPECT_EQ(TagsOf<Point>(), Range(0, 2));
-  EXPECT_EQ(TagsOf<Gps>(), Range(0, 19));
-  EXPECT_EQ(TagsOf<SimplePOIRequestInfo>(), Range(0, 23));
-  EXPECT_EQ(TagsOf<ClientParam>(), Range(0, 32));
-  EXPECT_EQ(TagsOf<BrokerReq>(), Range(0, 6));
+  EXPECT_EQ(TagsOf<Point>(), TagRange(0, 2));
+  EXPECT_EQ(TagsOf<Gps>(), TagRange(0, 19));
+  EXPECT_EQ(TagsOf<SimplePOIRequestInfo>(), TagRange(0, 23));
+  EXPECT_EQ(TagsOf<ClientParam>(), TagRange(0, 32));
+  EXPECT_EQ(TagsOf<BrokerReq>(), TagRange(0, 6));
   EXPECT_STREQ(SimplePOIRequestInfo::kseInfo().name, "SimplePOIRequestInfo");
   EXPECT_STREQ(Gps::kseInfo().fields[6].typeName(), "int64");
   EXPECT_EQ(ClientParam::kseInfo().fields[12].record(), &ReqLinksData::kseInfo());

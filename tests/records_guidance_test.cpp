@@ -11,6 +11,7 @@
 #include "navreq/records/navicore.h"
 #include "navreq/serialize.h"
 #include "support/encoded.h"
+#include "support/record_info.h"
 #include "support/record_tables.h"
 #include "support/wire.h"
 
@@ -27,6 +28,8 @@ using navkse::navicore::nav::ugs_guidance_slice_req_t;
 using tables::Hx;
 
 using navreq::testing::Encoded;
+using navreq::testing::TagRange;
+using navreq::testing::TagsOf;
 
 const char kOriginalLink[] =
     "0c1c2c3c"          // tags 0..3
@@ -160,29 +163,15 @@ TEST(SliceReqRecord, SlicesInOrderAsNestedRecords) {
 
 // ---- Field names: shape of the declarations -------------------------------------
 
-template <class R>
-std::vector<int> TagsOf() {
-  const navcore::ryn::RecordInfo& info = R::kseInfo();
-  std::vector<int> tags;
-  for (std::size_t i = 0; i < info.count; ++i) tags.push_back(info.fields[i].tag);
-  return tags;
-}
-
-std::vector<int> Range(int from, int to) {
-  std::vector<int> out;
-  for (int t = from; t <= to; ++t) out.push_back(t);
-  return out;
-}
-
 TEST(GuidanceRecordsInfo, TagsAscendingWithTheRightCount) {
   EXPECT_EQ(OriginalLink::kseInfo().count, 26u);
-  EXPECT_EQ(TagsOf<OriginalLink>(), Range(0, 25));
-  EXPECT_EQ(TagsOf<SignalGnss>(), Range(0, 11));
-  EXPECT_EQ(TagsOf<NaviPath>(), Range(0, 3));
-  EXPECT_EQ(TagsOf<MMRequest>(), Range(0, 3));
-  EXPECT_EQ(TagsOf<ugs_cloud_info>(), Range(0, 14));
-  EXPECT_EQ(TagsOf<ugs_guidance_slice_params_t>(), Range(0, 2));
-  EXPECT_EQ(TagsOf<ugs_guidance_slice_req_t>(), Range(0, 1));
+  EXPECT_EQ(TagsOf<OriginalLink>(), TagRange(0, 25));
+  EXPECT_EQ(TagsOf<SignalGnss>(), TagRange(0, 11));
+  EXPECT_EQ(TagsOf<NaviPath>(), TagRange(0, 3));
+  EXPECT_EQ(TagsOf<MMRequest>(), TagRange(0, 3));
+  EXPECT_EQ(TagsOf<ugs_cloud_info>(), TagRange(0, 14));
+  EXPECT_EQ(TagsOf<ugs_guidance_slice_params_t>(), TagRange(0, 2));
+  EXPECT_EQ(TagsOf<ugs_guidance_slice_req_t>(), TagRange(0, 1));
   EXPECT_STREQ(OriginalLink::kseInfo().find(7)->typeName(), "int8");
   EXPECT_STREQ(OriginalLink::kseInfo().find(9)->typeName(), "int8");
   EXPECT_STREQ(OriginalLink::kseInfo().find(18)->typeName(), "map<string,string>");

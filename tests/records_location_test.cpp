@@ -11,6 +11,7 @@
 #include "navreq/records/ugc_unit.h"
 #include "navreq/serialize.h"
 #include "support/encoded.h"
+#include "support/record_info.h"
 #include "support/record_tables.h"
 #include "support/wire.h"
 
@@ -30,6 +31,8 @@ using navkse::ugcUnit::gpsTaxi;
 using tables::Hx;
 
 using navreq::testing::Encoded;
+using navreq::testing::TagRange;
+using navreq::testing::TagsOf;
 
 const std::string kSession = Hx("1c 2600 3600 4600 5600 6600 7600 8600 9600 ac b600 c600");
 const std::string kHeader = Hx("0c 1c 2c 3c 4c 5c 6d000c 7c 8c 9c ac");
@@ -202,31 +205,17 @@ TEST(GpsBucketRecord, CopyIsDeep) {
 
 // ---- Field names: shape of the declarations -------------------------------------
 
-template <class R>
-std::vector<int> TagsOf() {
-  const navcore::ryn::RecordInfo& info = R::kseInfo();
-  std::vector<int> tags;
-  for (std::size_t i = 0; i < info.count; ++i) tags.push_back(info.fields[i].tag);
-  return tags;
-}
-
-std::vector<int> Range(int from, int to) {
-  std::vector<int> out;
-  for (int t = from; t <= to; ++t) out.push_back(t);
-  return out;
-}
-
 TEST(LocationRecordsInfo, TagsAscendingWithTheRightCount) {
-  EXPECT_EQ(TagsOf<SessionInfo>(), Range(1, 12));
+  EXPECT_EQ(TagsOf<SessionInfo>(), TagRange(1, 12));
   EXPECT_EQ(TagsOf<LocationReportRequestDMQ>(), (std::vector<int>{0, 1, 100}));
   EXPECT_EQ(TagsOf<LocationReportRequest>(), (std::vector<int>{1, 2}));
-  EXPECT_EQ(TagsOf<LocationHeader>(), Range(0, 10));
-  EXPECT_EQ(TagsOf<LocationPoint>(), Range(0, 16));
-  EXPECT_EQ(TagsOf<NavExtraData>(), Range(0, 5));
-  EXPECT_EQ(TagsOf<gpsBucket>(), Range(0, 3));
-  EXPECT_EQ(TagsOf<gpsTaxi>(), Range(0, 10));
-  EXPECT_EQ(TagsOf<gpsSpot>(), Range(0, 11));
-  EXPECT_EQ(TagsOf<gpsStatus>(), Range(0, 1));
+  EXPECT_EQ(TagsOf<LocationHeader>(), TagRange(0, 10));
+  EXPECT_EQ(TagsOf<LocationPoint>(), TagRange(0, 16));
+  EXPECT_EQ(TagsOf<NavExtraData>(), TagRange(0, 5));
+  EXPECT_EQ(TagsOf<gpsBucket>(), TagRange(0, 3));
+  EXPECT_EQ(TagsOf<gpsTaxi>(), TagRange(0, 10));
+  EXPECT_EQ(TagsOf<gpsSpot>(), TagRange(0, 11));
+  EXPECT_EQ(TagsOf<gpsStatus>(), TagRange(0, 1));
   EXPECT_STREQ(LocationPoint::kseInfo().find(7)->typeName(), "int8");
   EXPECT_STREQ(gpsSpot::kseInfo().find(3)->typeName(), "int8");
   EXPECT_STREQ(LocationPoint::kseInfo().find(1)->typeName(), "int16");

@@ -12,6 +12,7 @@
 #include "navreq/records/routesearch.h"
 #include "navreq/serialize.h"
 #include "support/encoded.h"
+#include "support/record_info.h"
 #include "support/record_tables.h"
 #include "support/wire.h"
 
@@ -34,6 +35,7 @@ using tables::FromHex;
 using tables::Hx;
 
 using navreq::testing::Encoded;
+using navreq::testing::TagsOf;
 
 // ---- CarRouteReq ------------------------------------------------------------
 
@@ -203,14 +205,6 @@ TEST(ToRankRecords, LimitCitiesAsNestedRecords) {
 }
 
 // ---- Field names: shape of the declarations -------------------------------------
-
-template <class R>
-std::vector<int> TagsOf() {
-  const navcore::ryn::RecordInfo& info = R::kseInfo();
-  std::vector<int> tags;
-  for (std::size_t i = 0; i < info.count; ++i) tags.push_back(info.fields[i].tag);
-  return tags;
-}
 
 TEST(RouteSearchRecordsInfo, CarRouteReqHasEightySevenFieldsAndNoTagTwelve) {
   std::vector<int> expect;

@@ -11,6 +11,7 @@
 #include "navreq/records/traffic.h"
 #include "navreq/serialize.h"
 #include "support/encoded.h"
+#include "support/record_info.h"
 #include "support/record_tables.h"
 #include "support/wire.h"
 
@@ -29,6 +30,8 @@ using navkse::traffic::AllOnRouteReqBatch;
 using tables::Hx;
 
 using navreq::testing::Encoded;
+using navreq::testing::TagRange;
+using navreq::testing::TagsOf;
 
 const std::string kZero8 = "0000000000000000";  // the eight bytes of 0.0
 
@@ -224,28 +227,14 @@ TEST(AllOnRouteReqBatchRecord, CopyIsDeep) {
 
 // ---- Field names: shape of the declarations -------------------------------------
 
-template <class R>
-std::vector<int> TagsOf() {
-  const navcore::ryn::RecordInfo& info = R::kseInfo();
-  std::vector<int> tags;
-  for (std::size_t i = 0; i < info.count; ++i) tags.push_back(info.fields[i].tag);
-  return tags;
-}
-
-std::vector<int> Range(int from, int to) {
-  std::vector<int> out;
-  for (int t = from; t <= to; ++t) out.push_back(t);
-  return out;
-}
-
 TEST(TrafficRecordsInfo, TagsAscendingWithTheRightCount) {
-  EXPECT_EQ(TagsOf<OnRouteReq>(), Range(0, 17));
-  EXPECT_EQ(TagsOf<TrafficTimeReq>(), Range(0, 11));
-  EXPECT_EQ(TagsOf<DynamicReq>(), Range(0, 26));
-  EXPECT_EQ(TagsOf<EnergyConsumeReq>(), Range(0, 8));
-  EXPECT_EQ(TagsOf<AllOnRouteReq>(), Range(0, 4));
-  EXPECT_EQ(TagsOf<AllOnRouteReqBatch>(), Range(0, 4));
-  EXPECT_EQ(TagsOf<RouteRefreshReq>(), Range(0, 2));
+  EXPECT_EQ(TagsOf<OnRouteReq>(), TagRange(0, 17));
+  EXPECT_EQ(TagsOf<TrafficTimeReq>(), TagRange(0, 11));
+  EXPECT_EQ(TagsOf<DynamicReq>(), TagRange(0, 26));
+  EXPECT_EQ(TagsOf<EnergyConsumeReq>(), TagRange(0, 8));
+  EXPECT_EQ(TagsOf<AllOnRouteReq>(), TagRange(0, 4));
+  EXPECT_EQ(TagsOf<AllOnRouteReqBatch>(), TagRange(0, 4));
+  EXPECT_EQ(TagsOf<RouteRefreshReq>(), TagRange(0, 2));
   EXPECT_STREQ(OnRouteReq::kseInfo().find(3)->typeName(), "uint32");
   EXPECT_STREQ(OnRouteReq::kseInfo().find(10)->typeName(), "double");
 }

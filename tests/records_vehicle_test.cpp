@@ -12,6 +12,7 @@
 #include "navreq/records/routesearch.h"
 #include "navreq/serialize.h"
 #include "support/encoded.h"
+#include "support/record_info.h"
 #include "support/record_tables.h"
 #include "support/wire.h"
 
@@ -31,6 +32,8 @@ using navkse::routesearch::TruckParamsReq;
 using tables::Hx;
 
 using navreq::testing::Encoded;
+using navreq::testing::TagRange;
+using navreq::testing::TagsOf;
 
 const char kDefaultEVType[] = "060016002600";
 const std::string kDefaultModelTail = Hx("1c 2c 3c 4c 5c 6400000000 7400000000 8c 9d000c");
@@ -184,26 +187,12 @@ TEST(CarSyncInfoRecord, MapOfBlobsAndStringList) {
 
 // ---- Field names: shape of the declarations -------------------------------------
 
-template <class R>
-std::vector<int> TagsOf() {
-  const navcore::ryn::RecordInfo& info = R::kseInfo();
-  std::vector<int> tags;
-  for (std::size_t i = 0; i < info.count; ++i) tags.push_back(info.fields[i].tag);
-  return tags;
-}
-
-std::vector<int> Range(int from, int to) {
-  std::vector<int> out;
-  for (int t = from; t <= to; ++t) out.push_back(t);
-  return out;
-}
-
 TEST(VehicleRecordsInfo, TagsAscendingWithTheRightCount) {
-  EXPECT_EQ(TagsOf<TruckParamsReq>(), Range(0, 8));
-  EXPECT_EQ(TagsOf<TruckParamsReq_v2>(), Range(0, 13));
-  EXPECT_EQ(TagsOf<PowerConsumeModelParam>(), Range(0, 9));
-  EXPECT_EQ(TagsOf<CarSyncInfo>(), Range(0, 10));
-  EXPECT_EQ(TagsOf<PreferenceConfig>(), Range(0, 10));
+  EXPECT_EQ(TagsOf<TruckParamsReq>(), TagRange(0, 8));
+  EXPECT_EQ(TagsOf<TruckParamsReq_v2>(), TagRange(0, 13));
+  EXPECT_EQ(TagsOf<PowerConsumeModelParam>(), TagRange(0, 9));
+  EXPECT_EQ(TagsOf<CarSyncInfo>(), TagRange(0, 10));
+  EXPECT_EQ(TagsOf<PreferenceConfig>(), TagRange(0, 10));
   EXPECT_STREQ(PowerConsumeModelParam::kseInfo().find(9)->typeName(), "bytes");
 }
 

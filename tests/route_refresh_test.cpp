@@ -49,17 +49,7 @@ ReqExtraParam Extra() {
 // Header of Extra(): tag 8 and (as the fallback) tag 22 the imei, tag 12
 // identity_f, tag 14 "0"; every other field at its default.
 std::string HeaderHex() {
-  std::string out = Int(0, 0) + Struct(1, Int(0, 0) + Str(1, "") + Int(2, 0)) + Int(2, 0);
-  for (int tag = 3; tag <= 32; ++tag) {
-    if (tag == 18 || tag == 20) {
-      out += Int(tag, 0);
-    } else if (tag == 25 || tag == 32) {
-      out += Bytes(tag, std::string());
-    } else {
-      out += Str(tag, tag == 8 || tag == 22 ? "IMEI1" : tag == 12 ? "F" : tag == 14 ? "0" : "");
-    }
-  }
-  return out;
+  return navreq::testing::DefaultHeaderWith({{8, "IMEI1"}, {12, "F"}, {14, "0"}, {22, "IMEI1"}}, 0);
 }
 
 // Command 10102 (0x2776), the compressed flag (tag 4 = 3) and the plain body.

@@ -15,6 +15,7 @@
 #include "navreq/serialize.h"
 #include "support/capture.h"
 #include "support/encoded.h"
+#include "support/extra.h"
 #include "support/fixes.h"
 #include "support/gunzip.h"
 #include "support/record_tables.h"
@@ -422,18 +423,7 @@ TEST(ExplainControl, CopiesEveryValueInKeyOrderAndKeepsExistingKeys) {
 // ---- GetRouteReqData ----
 
 ReqExtraParam Extra() {
-  ReqExtraParam e;
-  e.identity_a = "A";
-  e.imei = "IM";
-  e.identity_b = "B";
-  e.identity_number = 77;
-  e.identity_c = "C";
-  e.identity_d = "D";
-  e.api_key = "KEY";
-  e.identity_e = "E";
-  e.identity_f = "F";
-  e.identity_g = "G";
-  e.identity_h = "H";
+  ReqExtraParam e = navreq::testing::LetteredExtra("IM", 77);
   e.identity_i = "I";
   return e;
 }

@@ -27,7 +27,6 @@ using navreq::testing::LogCapture;
 using zv_navi_core::DriveRouteReqParam;
 using zv_navi_core::KSLatLon;
 using zv_navi_core::KSLocation;
-using zv_navi_core::KSNaviSearchPoint;
 using zv_navi_core::ReqExtraParam;
 using zv_navi_core::SerializeKSE;
 using zv_navi_core::drive_route_req_serializer::GetCarRouteReq;
@@ -68,18 +67,8 @@ TEST(GetCarRouteReq, DefaultParamSetsTheFixedFieldsOnTopOfTheDefaults) {
 
 // ---- Every input set ----
 
-KSNaviSearchPoint SearchPoint(double lat, double lon, const std::string& primary,
-                              const std::string& secondary, std::int32_t type) {
-  KSNaviSearchPoint p;
-  p.latitude = lat;
-  p.longitude = lon;
-  p.primaryText = primary;
-  p.secondaryText = secondary;
-  p.pointType = type;
-  return p;
-}
-
 using navreq::testing::Fix;
+using navreq::testing::SearchPoint;
 
 KSLatLon LatLon(double lat, double lon) {
   KSLatLon v;

@@ -53,6 +53,17 @@ Outcome RunEntry(Call&& call) {
   return outcome;
 }
 
+// The call returned `rc`, printed exactly `printed` and left the output
+// vector as it was before the call; every mismatch is reported.
+::testing::AssertionResult FailedKeepingOutput(const Outcome& o, int rc, const std::string& printed) {
+  std::string wrong;
+  if (o.rc != rc) wrong += "\n  result " + std::to_string(o.rc) + ", expected " + std::to_string(rc);
+  if (o.printed != printed) wrong += "\n  printed \"" + o.printed + "\", expected \"" + printed + "\"";
+  if (o.out != kStale) wrong += "\n  output changed to " + std::to_string(o.out.size()) + " bytes";
+  if (wrong.empty()) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << wrong;
+}
+
 // ---- Route search ----
 
 Outcome RouteSearch(const zv_navi_core::DriveRouteReqParam& param, const zv_navi_core::ReqExtraParam& extra) {
@@ -65,18 +76,14 @@ TEST(StringLimit, RouteSearchOptionOverLimitFailsTheRequestWrite) {
   auto param = navreq::reliability::RealisticRoute();
   param.routeOption11 = OverLimit();
   const Outcome o = RouteSearch(param, RealisticExtra());
-  EXPECT_EQ(o.rc, 1);
-  EXPECT_EQ(o.printed, "SerializeKSE_route_req_fail\n");
-  EXPECT_EQ(o.out, kStale);
+  EXPECT_TRUE(FailedKeepingOutput(o, 1, "SerializeKSE_route_req_fail\n"));
 }
 
 TEST(StringLimit, RouteSearchPointNameOverLimitFailsTheRequestWrite) {
   auto param = navreq::reliability::RealisticRoute();
   param.viaPoints[1].secondaryText = OverLimit();
   const Outcome o = RouteSearch(param, RealisticExtra());
-  EXPECT_EQ(o.rc, 1);
-  EXPECT_EQ(o.printed, "SerializeKSE_route_req_fail\n");
-  EXPECT_EQ(o.out, kStale);
+  EXPECT_TRUE(FailedKeepingOutput(o, 1, "SerializeKSE_route_req_fail\n"));
 }
 
 TEST(StringLimit, RouteSearchDeviceIdOverLimitFailsTheRequestWrite) {
@@ -85,9 +92,7 @@ TEST(StringLimit, RouteSearchDeviceIdOverLimitFailsTheRequestWrite) {
   auto extra = RealisticExtra();
   extra.imei = OverLimit();
   const Outcome o = RouteSearch(navreq::reliability::RealisticRoute(), extra);
-  EXPECT_EQ(o.rc, 1);
-  EXPECT_EQ(o.printed, "SerializeKSE_route_req_fail\n");
-  EXPECT_EQ(o.out, kStale);
+  EXPECT_TRUE(FailedKeepingOutput(o, 1, "SerializeKSE_route_req_fail\n"));
 }
 
 TEST(StringLimit, RouteSearchHeaderStringOverLimitFailsTheEnvelope) {
@@ -95,9 +100,7 @@ TEST(StringLimit, RouteSearchHeaderStringOverLimitFailsTheEnvelope) {
   auto extra = RealisticExtra();
   extra.identity_d = OverLimit();
   const Outcome o = RouteSearch(navreq::reliability::RealisticRoute(), extra);
-  EXPECT_EQ(o.rc, 1);
-  EXPECT_EQ(o.printed, "SerializeKSE_header_fail\nret_pkg_fail\n");
-  EXPECT_EQ(o.out, kStale);
+  EXPECT_TRUE(FailedKeepingOutput(o, 1, "SerializeKSE_header_fail\nret_pkg_fail\n"));
 }
 
 // ---- Route refresh ----
@@ -111,36 +114,28 @@ TEST(StringLimit, RefreshTextOverLimitFailsSilently) {
   auto param = navreq::reliability::RealisticRefresh();
   param.primary_text = OverLimit();
   const Outcome o = Refresh(param, RealisticExtra());
-  EXPECT_EQ(o.rc, 1);
-  EXPECT_EQ(o.printed, "");
-  EXPECT_EQ(o.out, kStale);
+  EXPECT_TRUE(FailedKeepingOutput(o, 1, ""));
 }
 
 TEST(StringLimit, RefreshRouteSearchStringOverLimitFailsSilently) {
   auto param = navreq::reliability::RealisticRefresh();
   param.route_param.order_id_ = OverLimit();
   const Outcome o = Refresh(param, RealisticExtra());
-  EXPECT_EQ(o.rc, 1);
-  EXPECT_EQ(o.printed, "");
-  EXPECT_EQ(o.out, kStale);
+  EXPECT_TRUE(FailedKeepingOutput(o, 1, ""));
 }
 
 TEST(StringLimit, RefreshExplainControlTextOverLimitFailsSilently) {
   auto param = navreq::reliability::RealisticRefresh();
   param.explain_controls.begin()->second.road_links8[0].name = OverLimit();
   const Outcome o = Refresh(param, RealisticExtra());
-  EXPECT_EQ(o.rc, 1);
-  EXPECT_EQ(o.printed, "");
-  EXPECT_EQ(o.out, kStale);
+  EXPECT_TRUE(FailedKeepingOutput(o, 1, ""));
 }
 
 TEST(StringLimit, RefreshHeaderStringOverLimitFailsTheEnvelope) {
   auto extra = RealisticExtra();
   extra.identity_d = OverLimit();
   const Outcome o = Refresh(navreq::reliability::RealisticRefresh(), extra);
-  EXPECT_EQ(o.rc, 1);
-  EXPECT_EQ(o.printed, "SerializeKSE_header_fail\n");
-  EXPECT_EQ(o.out, kStale);
+  EXPECT_TRUE(FailedKeepingOutput(o, 1, "SerializeKSE_header_fail\n"));
 }
 
 // ---- Location upload ----
@@ -177,18 +172,14 @@ TEST_F(LocationStringLimit, ExtraTextOverLimitFailsTheExtraDataSilently) {
   auto param = navreq::reliability::RealisticLocation(true);
   param.extra_text2 = OverLimit();
   const Outcome o = Upload(param, RealisticExtra());
-  EXPECT_EQ(o.rc, 1);
-  EXPECT_EQ(o.printed, "");
-  EXPECT_EQ(o.out, kStale);
+  EXPECT_TRUE(FailedKeepingOutput(o, 1, ""));
 }
 
 TEST_F(LocationStringLimit, ExtraListEntryOverLimitFailsTheExtraDataSilently) {
   auto param = navreq::reliability::RealisticLocation(false);
   param.extra_list.push_back(OverLimit());
   const Outcome o = Upload(param, RealisticExtra());
-  EXPECT_EQ(o.rc, 1);
-  EXPECT_EQ(o.printed, "");
-  EXPECT_EQ(o.out, kStale);
+  EXPECT_TRUE(FailedKeepingOutput(o, 1, ""));
 }
 
 TEST_F(LocationStringLimit, ReportStringOverLimitPrintsOnTheCompressedPath) {
@@ -196,18 +187,14 @@ TEST_F(LocationStringLimit, ReportStringOverLimitPrintsOnTheCompressedPath) {
   auto extra = RealisticExtra();
   extra.identity_e = OverLimit();
   const Outcome o = Upload(navreq::reliability::RealisticLocation(true), extra);
-  EXPECT_EQ(o.rc, 1);
-  EXPECT_EQ(o.printed, "SerializeKSE_location_buf_fail\n");
-  EXPECT_EQ(o.out, kStale);
+  EXPECT_TRUE(FailedKeepingOutput(o, 1, "SerializeKSE_location_buf_fail\n"));
 }
 
 TEST_F(LocationStringLimit, ReportStringOverLimitIsSilentOnThePlainPath) {
   auto extra = RealisticExtra();
   extra.imei = OverLimit();
   const Outcome o = Upload(navreq::reliability::RealisticLocation(false), extra);
-  EXPECT_EQ(o.rc, 1);
-  EXPECT_EQ(o.printed, "");
-  EXPECT_EQ(o.out, kStale);
+  EXPECT_TRUE(FailedKeepingOutput(o, 1, ""));
 }
 
 TEST_F(LocationStringLimit, ApiKeyOverLimitFailsThePacketAndEmptiesTheOutput) {
@@ -265,9 +252,7 @@ TEST(StringLimit, RoutePlusSessionOverLimitFailsWithTwo) {
   param.slice_session_id = OverLimit();
   const Outcome o =
       RunEntry([&](std::vector<char>& out) { return serializer::GetRoutePlus(param, DevExtra(), out); });
-  EXPECT_EQ(o.rc, 2);
-  EXPECT_EQ(o.printed, "");
-  EXPECT_EQ(o.out, kStale);
+  EXPECT_TRUE(FailedKeepingOutput(o, 2, ""));
   // The lines before the write are logged; the success line is not.
   ASSERT_EQ(o.log.size(), 2u);
   EXPECT_EQ(
@@ -283,9 +268,7 @@ TEST(StringLimit, GuidanceSliceTextOverLimitFailsWithTwo) {
   param.slices[0].slice_text = OverLimit();
   const Outcome o =
       RunEntry([&](std::vector<char>& out) { return serializer::GetRouteSlice(param, DevExtra(), out); });
-  EXPECT_EQ(o.rc, 2);
-  EXPECT_EQ(o.printed, "");
-  EXPECT_EQ(o.out, kStale);
+  EXPECT_TRUE(FailedKeepingOutput(o, 2, ""));
   ASSERT_EQ(o.log.size(), 3u);
   EXPECT_EQ(o.log[1], "L0 E8 RoutePlus::RequestSlice request serialize slice_session_id s1");
   EXPECT_EQ(o.log[2], "L0 E8 RoutePlus::RequestSlice request serialize slice_size 1");
@@ -298,9 +281,7 @@ TEST(StringLimit, RoutePlusHeaderStringOverLimitFailsTheEnvelope) {
   extra.identity_h = OverLimit();
   const Outcome o =
       RunEntry([&](std::vector<char>& out) { return serializer::GetRoutePlus(param, extra, out); });
-  EXPECT_EQ(o.rc, 1);
-  EXPECT_EQ(o.printed, "SerializeKSE_header_fail\n");
-  EXPECT_EQ(o.out, kStale);
+  EXPECT_TRUE(FailedKeepingOutput(o, 1, "SerializeKSE_header_fail\n"));
 }
 
 // The limit is on strings: an api key of more than 100 MiB travels as the

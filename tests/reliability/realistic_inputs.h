@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "navreq/engine/params.h"
+#include "support/fixes.h"
 
 namespace navreq {
 namespace reliability {
@@ -59,16 +60,7 @@ inline std::vector<zv_navi_core::KSLocation> Fixes(int count, std::int64_t first
   return fixes;
 }
 
-inline zv_navi_core::KSNaviSearchPoint SearchPoint(double latitude, double longitude, const std::string& name,
-                                                   const std::string& address, std::int32_t type) {
-  zv_navi_core::KSNaviSearchPoint point;
-  point.latitude = latitude;
-  point.longitude = longitude;
-  point.primaryText = name;
-  point.secondaryText = address;
-  point.pointType = type;
-  return point;
-}
+using navreq::testing::SearchPoint;
 
 // A reroute (reason -1) of a truck, with via points, fixes, an area to
 // avoid, the ranking side record and a motorcycle record: every branch of

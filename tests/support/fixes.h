@@ -1,7 +1,9 @@
-// Engine fixes for route search tests, every field the conversion reads.
+// Engine fixes and search points for route search tests, every field the
+// conversion reads.
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "navreq/engine/params.h"
 
@@ -23,6 +25,26 @@ inline navcore::KSLocation Fix(double lat, double lon, float speed, float scalar
   f.intValueB = int_b;
   f.src_type = src;
   return f;
+}
+
+// A fix with only its position and time; note longitude first.
+inline navcore::KSLocation LonLatFix(double lon, double lat, std::int64_t time) {
+  navcore::KSLocation f;
+  f.longitude = lon;
+  f.latitude = lat;
+  f.timeSeconds = time;
+  return f;
+}
+
+inline navcore::KSNaviSearchPoint SearchPoint(double lat, double lon, const std::string& primary,
+                                              const std::string& secondary, std::int32_t type) {
+  navcore::KSNaviSearchPoint p;
+  p.latitude = lat;
+  p.longitude = lon;
+  p.primaryText = primary;
+  p.secondaryText = secondary;
+  p.pointType = type;
+  return p;
 }
 
 }  // namespace testing
