@@ -152,14 +152,7 @@ std::string WireCursor::peekText(const Head& h) const {
   return "#" + std::to_string(h.offset);
 }
 
-std::uint8_t SmallestIntegerWire(std::int64_t v) noexcept {
-  // The writer's ladder (a test checks that both agree at every boundary).
-  if (v == 0) return kWireZero;
-  if (v >= -128 && v <= 127) return kWireInt8;
-  if (v >= -32768 && v <= 32767) return kWireInt16;
-  if (v >= INT32_MIN && v <= INT32_MAX) return kWireInt32;
-  return kWireInt64;
-}
+std::uint8_t SmallestIntegerWire(std::int64_t v) noexcept { return ::navcore::ryn::kseIntegerType<64>(v); }
 
 }  // namespace tool
 }  // namespace navreq

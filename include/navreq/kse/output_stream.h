@@ -221,34 +221,30 @@ class KseOutputStream {
   // Counts are 32-bit signed on the wire; larger sizes keep their low bits.
   static std::int32_t countOf(std::size_t n) noexcept { return navreq::WrapTo<std::int32_t>(n); }
 
-  // Stores an integer field (head and smallest form) at `p`; returns its size.
-  // This is the integer-form ladder, the one place that states it: the
-  // declared width only sets where the chain starts (64 -> 32 -> 16 -> 8 bits
-  // -> zero head), each step taken while the value fits the next smaller
-  // signed width. Each form stores its own constant-size payload.
+  // Stores an integer field (head and the form kseIntegerType picks) at `p`;
+  // returns its size. Each form stores its own constant-size payload.
   template <int Bits>
   static NAVKSE_INLINE std::size_t storeIntegerAt(char* p, std::int64_t v, std::uint8_t tag) noexcept {
     using kse_detail::storeBigEndian;
     using kse_detail::storeHead;
-    if (v == 0) return storeHead(p, kKseZero, tag);
-    if (Bits == 8 || (v >= -128 && v <= 127)) {
-      const std::size_t h = storeHead(p, kKseInt8, tag);
-      p[h] = static_cast<char>(static_cast<std::uint8_t>(v));
-      return h + 1;
+    const std::uint8_t type = kseIntegerType<Bits>(v);
+    const std::size_t h = storeHead(p, type, tag);
+    switch (type) {
+      case kKseZero:
+        return h;
+      case kKseInt8:
+        p[h] = static_cast<char>(static_cast<std::uint8_t>(v));
+        return h + 1;
+      case kKseInt16:
+        storeBigEndian(p + h, static_cast<std::uint16_t>(v));
+        return h + 2;
+      case kKseInt32:
+        storeBigEndian(p + h, static_cast<std::uint32_t>(v));
+        return h + 4;
+      default:
+        storeBigEndian(p + h, static_cast<std::uint64_t>(v));
+        return h + 8;
     }
-    if (Bits == 16 || (v >= -32768 && v <= 32767)) {
-      const std::size_t h = storeHead(p, kKseInt16, tag);
-      storeBigEndian(p + h, static_cast<std::uint16_t>(v));
-      return h + 2;
-    }
-    if (Bits == 32 || (v >= INT32_MIN && v <= INT32_MAX)) {
-      const std::size_t h = storeHead(p, kKseInt32, tag);
-      storeBigEndian(p + h, static_cast<std::uint32_t>(v));
-      return h + 4;
-    }
-    const std::size_t h = storeHead(p, kKseInt64, tag);
-    storeBigEndian(p + h, static_cast<std::uint64_t>(v));
-    return h + 8;
   }
 
   NAVKSE_INLINE void putHead(std::uint8_t type, std::uint8_t tag) {

@@ -116,6 +116,19 @@ constexpr const char* kseTypeName(std::uint8_t type) noexcept {
   }
 }
 
+// The integer-form ladder, the one place that states it: the type code an
+// integer of declared width `Bits` goes out with. The declared width only sets
+// where the chain starts (64 -> 32 -> 16 -> 8 bits -> zero head); each step is
+// taken while the value fits the next smaller signed width.
+template <int Bits>
+constexpr std::uint8_t kseIntegerType(std::int64_t v) noexcept {
+  if (v == 0) return kKseZero;
+  if (Bits == 8 || (v >= -128 && v <= 127)) return kKseInt8;
+  if (Bits == 16 || (v >= -32768 && v <= 32767)) return kKseInt16;
+  if (Bits == 32 || (v >= INT32_MIN && v <= INT32_MAX)) return kKseInt32;
+  return kKseInt64;
+}
+
 // Payload bytes after the head of an integer form (0 for the zero head).
 constexpr std::size_t kseIntegerPayloadSize(std::uint8_t type) noexcept {
   return type == kKseInt8 ? 1 : type == kKseInt16 ? 2 : type == kKseInt32 ? 4 : type == kKseInt64 ? 8 : 0;
