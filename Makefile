@@ -1,8 +1,10 @@
 # Two commands do everything on a fresh Debian machine:
 #   make demo   build and run the main example
 #   make test   build and run every test: plain (zlib, then libdeflate), under
-#               ASan + UBSan, under TSan, and cross-built for aarch64 and s390x
-.PHONY: all deps demo test test-dev test-libdeflate test-asan test-tsan bench bench-callgrind fuzz cross-test format clean
+#               ASan + UBSan, under TSan, cross-built for aarch64 and s390x, and
+#               the browser inspector in headless Chromium
+.PHONY: all deps demo test test-dev test-libdeflate test-asan test-tsan test-inspector inspector open-inspector \
+	bench bench-callgrind fuzz cross-test format clean
 
 all: test
 
@@ -17,7 +19,7 @@ demo: deps
 	$(NAVREQ) encode route examples/route.json --now-ms 1700000000000 -o build/release/route.bin
 	$(NAVREQ) dump build/release/route.bin
 
-test: test-dev test-libdeflate test-asan test-tsan cross-test
+test: test-dev test-libdeflate test-asan test-tsan cross-test test-inspector
 
 test-dev: deps
 	cmake --preset dev
@@ -45,6 +47,28 @@ test-tsan: deps
 # (big-endian), run under qemu-user: the bytes must not depend on the host.
 cross-test: deps
 	scripts/cross-test.sh arm64 s390x
+
+# The browser inspector: the library's reader and the tool's walker and diff
+# in WebAssembly (emscripten), inlined with the page into one HTML file that
+# works straight from disk.
+INSPECTOR_PAGE := build/inspector/navreq-inspector.html
+inspector:
+	@scripts/install-deps.sh build inspector
+	@scripts/fetch-zlib-source.sh build/inspector-deps
+	cmake --preset inspector
+	cmake --build --preset inspector
+	@echo "inspector: $(INSPECTOR_PAGE) ($$(stat -c %s $(INSPECTOR_PAGE)) bytes)"
+
+# Builds the inspector and opens it in the desktop's browser.
+open-inspector: inspector
+	xdg-open $(INSPECTOR_PAGE)
+
+# The inspector in headless Chromium, checked against the host tool's dump and
+# diff of every example request (scripts/test-inspector.sh).
+test-inspector: inspector
+	cmake --preset dev
+	cmake --build --preset dev --target navreq_cli
+	ctest --preset inspector
 
 # Benchmarks: time, allocations and size of every request, the route body
 # beside libprotobuf and nanopb, the compressors, scaling; ends with a summary.

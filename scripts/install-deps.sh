@@ -2,7 +2,7 @@
 # Installs the Debian packages navreq needs, only those missing. Silent when
 # everything is there; runs `apt-get update` only when something must be installed.
 #
-#   scripts/install-deps.sh [GROUP...]   groups: build (default), bench, cross
+#   scripts/install-deps.sh [GROUP...]   groups: build (default), bench, cross, inspector
 set -euo pipefail
 
 build_pkgs=(
@@ -18,6 +18,14 @@ build_pkgs=(
 )
 bench_pkgs=(libbenchmark-dev libprotobuf-dev protobuf-compiler libdeflate-dev valgrind)
 cross_pkgs=(g++-aarch64-linux-gnu g++-s390x-linux-gnu qemu-user)
+inspector_pkgs=(
+  emscripten                  # the reader in WebAssembly (brings clang, lld, binaryen, node-acorn)
+  chromium                    # the inspector's browser tests, headless
+  bzip2                       # unpacking zlib's Debian source (scripts/fetch-zlib-source.sh)
+)
+# npm installs the tests' pinned puppeteer-core; a Node.js that came with its
+# own npm (the machine's) is kept.
+command -v npm >/dev/null 2>&1 || inspector_pkgs+=(nodejs npm)
 
 groups=("$@")
 [ ${#groups[@]} -eq 0 ] && groups=(build)
@@ -28,7 +36,8 @@ for g in "${groups[@]}"; do
     build) wanted+=("${build_pkgs[@]}") ;;
     bench) wanted+=("${bench_pkgs[@]}") ;;
     cross) wanted+=("${cross_pkgs[@]}") ;;
-    *) echo "install-deps: unknown group '$g' (build, bench, cross)" >&2; exit 64 ;;
+    inspector) wanted+=("${inspector_pkgs[@]}") ;;
+    *) echo "install-deps: unknown group '$g' (build, bench, cross, inspector)" >&2; exit 64 ;;
   esac
 done
 

@@ -14,10 +14,10 @@ namespace navreq {
 namespace tool {
 
 // Exit statuses besides the entry functions' own 0, 1 and 2.
-constexpr int kExitThrew = 3;           // the entry function threw
-constexpr int kExitUsage = 64;          // bad command line
-constexpr int kExitBadInput = 65;       // input that cannot be read or is not valid
-constexpr int kExitCannotWrite = 73;    // an output (a file or standard output) cannot be written
+constexpr int kExitThrew = 3;         // the entry function threw
+constexpr int kExitUsage = 64;        // bad command line
+constexpr int kExitBadInput = 65;     // input that cannot be read or is not valid
+constexpr int kExitCannotWrite = 73;  // an output (a file or standard output) cannot be written
 
 struct EncodeOptions {
   std::string kind;

@@ -3,9 +3,12 @@
 #include <charconv>
 #include <cstring>
 #include <map>
+#include <nlohmann/json.hpp>
+#include <system_error>
 #include <thread>
 
 #include "dump_views.h"
+#include "paths.h"
 #include "text_util.h"
 #include "walk.h"
 #include "wire_cursor.h"
@@ -16,16 +19,6 @@ namespace tool {
 namespace {
 
 constexpr std::size_t kShownBytes = 32;
-
-bool PlainKey(std::string_view key) {
-  if (key.empty()) return false;
-  for (char c : key) {
-    const bool ok =
-        (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' || c == '-';
-    if (!ok) return false;
-  }
-  return true;
-}
 
 std::string BytesShown(std::string_view data) {
   const std::size_t n = data.size() < kShownBytes ? data.size() : kShownBytes;
@@ -219,30 +212,31 @@ class Collector final : public TreeSink {
   int skipping_ = 0;
 };
 
-// The text of a node's segment in a path ("" for the root).
+// The text of a node's level in a path ("" for the root).
 std::string SegmentText(const Tree& t, const Node& n, bool first) {
+  std::string text;
   switch (n.segment) {
     case Node::kRoot:
-      return {};
+      break;
     case Node::kField:
-      return (first ? "" : ".") + (n.name != nullptr ? std::string(n.name) : std::to_string(n.seg));
+      AppendFieldLevel(text, n.name, n.seg, first);
+      break;
     case Node::kIndex:
     case Node::kKeyInt:
-      return "[" + std::to_string(n.seg) + "]";
-    case Node::kKeyText: {
-      const std::string_view key = t.bytes(static_cast<std::uint64_t>(n.seg), n.seg_len);
-      return "[" + (PlainKey(key) ? std::string(key) : Quote(key)) + "]";
-    }
-    case Node::kProto: {
-      const std::uint64_t occurrence = static_cast<std::uint64_t>(n.seg) & 0xFFFFF;
-      std::string text = (first ? "#" : ".#") + std::to_string(static_cast<std::uint64_t>(n.seg) >> 20);
-      if (occurrence > 0) text += "[" + std::to_string(occurrence) + "]";
-      return text;
-    }
+      AppendIndexLevel(text, n.seg);
+      break;
+    case Node::kKeyText:
+      AppendKeyLevel(text, t.bytes(static_cast<std::uint64_t>(n.seg), n.seg_len), false);
+      break;
+    case Node::kProto:
+      AppendProtobufLevel(text, static_cast<std::uint64_t>(n.seg) >> 20,
+                          static_cast<std::uint64_t>(n.seg) & 0xFFFFF, first);
+      break;
     case Node::kUndecoded:
-      return first ? "<undecoded>" : ".<undecoded>";
+      AppendUndecodedLevel(text, first);
+      break;
   }
-  return {};
+  return text;
 }
 
 std::string Shown(const Tree& t, const Node& n) {
@@ -291,75 +285,6 @@ int CompareSegments(const Tree& ta, const Node& a, const Tree& tb, const Node& b
   }
   return a.seg < b.seg ? -1 : a.seg > b.seg ? 1 : 0;
 }
-// A path split into its levels: "a.b[0][x]" gives a, b, [0], [x].
-std::vector<std::string> Levels(const std::string& path) {
-  std::vector<std::string> out;
-  std::string cur;
-  bool quoted = false;
-  for (std::size_t i = 0; i < path.size(); ++i) {
-    const char c = path[i];
-    if (quoted) {
-      cur += c;
-      if (c == '\\' && i + 1 < path.size()) {
-        cur += path[++i];
-      } else if (c == '"') {
-        quoted = false;
-      }
-      continue;
-    }
-    if (c == '"') {
-      quoted = true;
-      cur += c;
-    } else if (c == '.') {
-      if (!cur.empty()) out.push_back(cur);
-      cur.clear();
-    } else if (c == '[') {
-      if (!cur.empty()) out.push_back(cur);
-      cur = "[";
-    } else if (c == ']') {
-      cur += c;
-      out.push_back(cur);
-      cur.clear();
-    } else {
-      cur += c;
-    }
-  }
-  if (!cur.empty()) out.push_back(cur);
-  return out;
-}
-
-// `*` within one level: any run of characters.
-bool LevelMatches(const std::string& p, const std::string& s, std::size_t pi = 0, std::size_t si = 0) {
-  while (pi < p.size()) {
-    if (p[pi] == '*') {
-      for (std::size_t k = si; k <= s.size(); ++k) {
-        if (LevelMatches(p, s, pi + 1, k)) return true;
-      }
-      return false;
-    }
-    if (si >= s.size() || p[pi] != s[si]) return false;
-    ++pi;
-    ++si;
-  }
-  return si == s.size();
-}
-
-// Whether the pattern levels from `pi` match a prefix of the path levels from `si`.
-bool PrefixMatches(const std::vector<std::string>& p, std::size_t pi, const std::vector<std::string>& s,
-                   std::size_t si) {
-  if (pi == p.size()) return true;
-  if (p[pi] == "**") {
-    for (std::size_t k = si; k <= s.size(); ++k) {
-      if (PrefixMatches(p, pi + 1, s, k)) return true;
-    }
-    return false;
-  }
-  if (si == s.size()) return false;
-  const bool any = p[pi] == "*" || p[pi] == "[*]";
-  if (!(any || LevelMatches(p[pi], s[si]))) return false;
-  return PrefixMatches(p, pi + 1, s, si + 1);
-}
-
 bool IntegerWire(std::uint8_t w) { return w <= kWireInt64 || w == kWireZero; }
 bool StringWire(std::uint8_t w) { return w == kWireString1 || w == kWireString4; }
 
@@ -383,7 +308,7 @@ class Comparer {
  public:
   Comparer(const Tree& a, const Tree& b, const std::vector<std::string>& ignore, std::vector<Difference>& out)
       : a_(a), b_(b), out_(out) {
-    for (const std::string& p : ignore) patterns_.push_back(Levels(p));
+    for (const std::string& p : ignore) patterns_.push_back(PathLevels(p));
   }
 
   void run() {
@@ -474,9 +399,9 @@ class Comparer {
 
   bool ignored() const {
     if (patterns_.empty()) return false;
-    const std::vector<std::string> levels = Levels(path_);
+    const std::vector<std::string> levels = PathLevels(path_);
     for (const auto& p : patterns_) {
-      if (PrefixMatches(p, 0, levels, 0)) return true;
+      if (LevelsMatch(p, levels)) return true;
     }
     return false;
   }
@@ -512,22 +437,27 @@ std::vector<std::pair<std::string, std::string>> FlattenRequest(const std::strin
 }
 
 bool PathMatches(const std::string& pattern, const std::string& path) {
-  return PrefixMatches(Levels(pattern), 0, Levels(path), 0);
+  return LevelsMatch(PathLevels(pattern), PathLevels(path));
 }
 
 std::vector<Difference> DiffRequests(const std::string& a_bytes, const std::string& b_bytes,
                                      const std::vector<std::string>& ignore) {
   // The two trees are independent: B is read on a second thread.
   Tree b;
-  std::thread reader([&b, &b_bytes] { b = Collect(b_bytes); });
+  std::thread reader;
+  try {
+    reader = std::thread([&b, &b_bytes] { b = Collect(b_bytes); });
+  } catch (const std::system_error&) {
+    b = Collect(b_bytes);  // no threads here (the browser build): one after the other
+  }
   Tree a;
   try {
     a = Collect(a_bytes);
   } catch (...) {
-    reader.join();
+    if (reader.joinable()) reader.join();
     throw;
   }
-  reader.join();
+  if (reader.joinable()) reader.join();
   std::vector<Difference> out;
   Comparer(a, b, ignore, out).run();
   return out;
@@ -537,6 +467,27 @@ std::string DifferenceLine(const Difference& d) {
   if (d.only_a) return d.path + ": only in A";
   if (d.only_b) return d.path + ": only in B";
   return d.path + ": " + d.a + " -> " + d.b;
+}
+
+std::string DifferencesJson(const std::vector<Difference>& diffs, bool with_lines) {
+  nlohmann::ordered_json list = nlohmann::ordered_json::array();
+  for (const Difference& d : diffs) {
+    nlohmann::ordered_json item;
+    item["path"] = d.path;
+    auto value = [](bool present, const std::string& text, bool number) -> nlohmann::ordered_json {
+      if (!present) return nullptr;
+      if (number) {
+        const auto parsed = nlohmann::ordered_json::parse(text, nullptr, false);
+        if (!parsed.is_discarded()) return parsed;
+      }
+      return text;
+    };
+    item["a"] = value(!d.only_b, d.a, d.a_number);
+    item["b"] = value(!d.only_a, d.b, d.b_number);
+    if (with_lines) item["line"] = DifferenceLine(d);
+    list.push_back(std::move(item));
+  }
+  return list.dump(with_lines ? -1 : 2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 
 }  // namespace tool

@@ -1,12 +1,5 @@
-// `navreq diff`: two requests compared field by field.
-//
-// Paths name every level: a field by its declared name (by its tag where the
-// record is not known or does not declare it), a list element by its position
-// and a map value by its key in brackets, a protocol-buffers field as #NUMBER,
-// and bytes that did not decode as <undecoded>:
-//   body.start[0].point.x    header.imei    body.side_records[toGuidance].x
-// The fields inside a byte array that carries a record (the Package's header
-// and body, the Packet's payload, ...) continue the byte array's path.
+// `navreq diff`: two requests compared field by field, each difference named
+// by its path (paths.h).
 #pragma once
 
 #include <cstddef>
@@ -43,6 +36,11 @@ struct Difference {
 
 // "PATH: A -> B", "PATH: only in A", ...
 [[nodiscard]] std::string DifferenceLine(const Difference& d);
+
+// The differences as the JSON array of `navreq diff --json`: {"path", "a", "b"}
+// per difference (a value absent from one side is null; numbers stay numbers),
+// indented; with `with_lines`, on one line and each with its "line" as well.
+[[nodiscard]] std::string DifferencesJson(const std::vector<Difference>& diffs, bool with_lines);
 
 }  // namespace tool
 }  // namespace navreq

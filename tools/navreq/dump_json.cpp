@@ -1,11 +1,13 @@
 // The JSON view of a dump: the tree that `navreq pack` turns back into bytes
 // (the format is described in docs/tree-format.md). Written while the walk
 // goes, one value per line.
+#include <map>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
 #include "dump_views.h"
+#include "paths.h"
 #include "text_util.h"
 #include "wire_cursor.h"
 
@@ -22,7 +24,7 @@ std::string JsonString(std::string_view text) {
 
 class JsonView final : public TreeSink {
  public:
-  explicit JsonView(std::ostream& out) : out_(out) {}
+  JsonView(std::ostream& out, bool with_paths) : out_(out), with_paths_(with_paths) {}
   ~JsonView() override { flush(); }
 
   void begin(std::string_view record, std::size_t size, bool gzip, std::size_t inflated,
@@ -36,10 +38,12 @@ class JsonView final : public TreeSink {
     if (gzip && inflated == 0) {
       // Did not inflate: only the bytes themselves.
       levels_.push_back(Level::Object());
+      levels_.back().top = true;
       return;
     }
     buf_ += ", \"fields\": [";
     levels_.push_back(Level::Array());
+    levels_.back().top = true;
   }
 
   void end() override {
@@ -102,6 +106,7 @@ class JsonView final : public TreeSink {
       buf_ += item.wire == kWireMap ? ", \"entries\": [" : ", \"items\": [";
     }
     levels_.push_back(Level::Array());
+    levels_.back().path = std::move(item_path_);
   }
 
   void close(const Item& item) override {
@@ -117,6 +122,7 @@ class JsonView final : public TreeSink {
     if (e.gzip) buf_ += ", \"gzip\": \"" + HexOf(e.compressed.data(), e.compressed.size()) + "\"";
     if (e.gzip && !e.inflate_error.empty()) {
       levels_.push_back(Level::Object());
+      levels_.back().path = std::move(item_path_);
       return;
     }
     if (e.protobuf) {
@@ -127,6 +133,7 @@ class JsonView final : public TreeSink {
       buf_ += ", \"fields\": [";
     }
     levels_.push_back(Level::Array());
+    levels_.back().path = std::move(item_path_);
   }
 
   void closeEmbedded(const Item& item) override {
@@ -146,6 +153,12 @@ class JsonView final : public TreeSink {
     } else {
       buf_ += ", \"value\": " + std::to_string(value);
     }
+    if (with_paths_) {
+      Level& level = levels_.back();
+      std::string path = level.path;
+      AppendProtobufLevel(path, number, level.repetitions[number]++, level.top);
+      appendPath(path);
+    }
     buf_ += "}";
   }
 
@@ -159,7 +172,14 @@ class JsonView final : public TreeSink {
     Level& level = levels_.back();
     level.undecoded = ", \"undecoded\": {\"at\": " + std::to_string(offset) +
                       ", \"why\": " + JsonString(why) + ", \"hex\": \"" + HexOf(rest.data(), rest.size()) +
-                      "\"}";
+                      "\"";
+    if (with_paths_) {
+      std::string path = level.path;
+      AppendUndecodedLevel(path, level.top);
+      level.undecoded += ", \"path\": ";
+      AppendJsonString(level.undecoded, path);
+    }
+    level.undecoded += "}";
     if (!level.array)
       level.undecoded =
           ", \"hex\": \"" + HexOf(rest.data(), rest.size()) + "\", \"error\": " + JsonString(why);
@@ -172,6 +192,9 @@ class JsonView final : public TreeSink {
     std::string tail;   // missing fields, written when the level closes
     std::string undecoded;
     bool entry_open = false;  // a map entry has its key and waits for its value
+    bool top = false;         // the top level: its paths start without a dot
+    std::string path;         // with paths: the path of the value whose items these are
+    std::map<std::uint64_t, std::uint64_t> repetitions;  // protocol-buffers field numbers seen
 
     static Level Array() { return Level(); }
     static Level Object() {
@@ -218,6 +241,18 @@ class JsonView final : public TreeSink {
       AppendInt(buf_, item.count_wire);
     }
     if (item.incomplete) buf_ += ", \"incomplete\": true";
+    if (with_paths_ && item.role != Role::kKey) {
+      const Level& level = levels_.back();
+      item_path_ = level.path;
+      if (item.role == Role::kField) {
+        AppendFieldLevel(item_path_, item.field != nullptr ? item.field->name : nullptr, item.tag, level.top);
+      } else if (item.role == Role::kElement) {
+        AppendIndexLevel(item_path_, static_cast<std::int64_t>(item.index));
+      } else {
+        AppendKeyLevel(item_path_, item.key, item.key_is_integer);
+      }
+      appendPath(item_path_);
+    }
     switch (item.problem) {
       case Problem::kNone:
         break;
@@ -256,6 +291,11 @@ class JsonView final : public TreeSink {
     buf_ += level.undecoded;
   }
 
+  void appendPath(const std::string& path) {
+    buf_ += ", \"path\": ";
+    AppendJsonString(buf_, path);
+  }
+
   void flush() {
     if (buf_.empty()) return;
     out_.write(buf_.data(), static_cast<std::streamsize>(buf_.size()));
@@ -263,13 +303,17 @@ class JsonView final : public TreeSink {
   }
 
   std::ostream& out_;
+  const bool with_paths_;
+  std::string item_path_;  // with paths: the path of the value being written
   std::string buf_;
   std::vector<Level> levels_;
 };
 
 }  // namespace
 
-std::unique_ptr<TreeSink> MakeJsonView(std::ostream& out) { return std::make_unique<JsonView>(out); }
+std::unique_ptr<TreeSink> MakeJsonView(std::ostream& out, bool with_paths) {
+  return std::make_unique<JsonView>(out, with_paths);
+}
 
 }  // namespace tool
 }  // namespace navreq

@@ -14,10 +14,14 @@ std::string RealText(const Item& item, const Scalar& value) {
   const double v = value.real;
   if (std::isnan(v)) return "NaN";
   if (std::isinf(v)) return v < 0 ? "-Infinity" : "Infinity";
+#if defined(__cpp_lib_to_chars)
   char buf[64];
   const auto r = item.wire == kWireFloat ? std::to_chars(buf, buf + sizeof buf, static_cast<float>(v))
                                          : std::to_chars(buf, buf + sizeof buf, v);
   std::string text(buf, r.ptr);
+#else
+  std::string text = ShortestDecimal(v, item.wire == kWireFloat);
+#endif
   if (text.find_first_of(".e") == std::string::npos) text += ".0";
   return text;
 }

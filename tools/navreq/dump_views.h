@@ -17,7 +17,9 @@ constexpr std::size_t kUndecodedShown = 64;
 
 // Writes to `out` in large pieces; `out` is checked by the caller.
 [[nodiscard]] std::unique_ptr<TreeSink> MakeTextView(std::ostream& out, bool full);
-[[nodiscard]] std::unique_ptr<TreeSink> MakeJsonView(std::ostream& out);
+// With `with_paths`, every value also carries "path": its path as `navreq
+// diff` names it (paths.h); map keys, which name their values, have none.
+[[nodiscard]] std::unique_ptr<TreeSink> MakeJsonView(std::ostream& out, bool with_paths = false);
 
 // Text of a float or double as the views print it: the shortest decimal that
 // reads back as the same value, always with a '.' or an exponent, or

@@ -2,10 +2,6 @@
 
 #include <zlib.h>
 
-#include <vector>
-
-#include "navreq/engine/service_overrides.h"
-
 namespace navreq {
 namespace tool {
 
@@ -96,14 +92,6 @@ bool Gunzip(std::string_view in, std::size_t limit, std::string& out, std::strin
   out.assign(size, '\0');
   std::size_t again = 0;
   return InflateAll(in, size, out.data(), again, error);
-}
-
-bool Gzip(std::string_view in, std::string& out) {
-  std::vector<char> plain(in.begin(), in.end());
-  std::vector<char> packed;
-  if (!navreq::services::DefaultGZipCompress(plain, packed)) return false;
-  out.assign(packed.begin(), packed.end());
-  return true;
 }
 
 }  // namespace tool

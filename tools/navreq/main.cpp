@@ -9,8 +9,8 @@
 
 #include "commands.h"
 #include "kinds.h"
-#include "tool_io.h"
 #include "readback_cli.h"
+#include "tool_io.h"
 
 #ifndef NAVREQ_VERSION
 #define NAVREQ_VERSION "unknown"

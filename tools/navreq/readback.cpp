@@ -5,7 +5,6 @@
 #include <cstring>
 #include <fstream>
 #include <iostream>
-#include <nlohmann/json.hpp>
 
 #include "commands.h"
 #include "diff.h"
@@ -177,23 +176,7 @@ int RunDiff(const DiffOptions& options, std::ostream& out, std::ostream& err) {
   }
   const std::vector<Difference> diffs = DiffRequests(a, b, options.ignore);
   if (options.json) {
-    nlohmann::ordered_json list = nlohmann::ordered_json::array();
-    for (const Difference& d : diffs) {
-      nlohmann::ordered_json item;
-      item["path"] = d.path;
-      auto value = [](bool present, const std::string& text, bool number) -> nlohmann::ordered_json {
-        if (!present) return nullptr;
-        if (number) {
-          const auto parsed = nlohmann::ordered_json::parse(text, nullptr, false);
-          if (!parsed.is_discarded()) return parsed;
-        }
-        return text;
-      };
-      item["a"] = value(!d.only_b, d.a, d.a_number);
-      item["b"] = value(!d.only_a, d.b, d.b_number);
-      list.push_back(std::move(item));
-    }
-    out << list.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << "\n";
+    out << DifferencesJson(diffs, false) << "\n";
   } else {
     for (const Difference& d : diffs) out << DifferenceLine(d) << "\n";
   }

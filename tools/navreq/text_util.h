@@ -24,5 +24,11 @@ namespace tool {
 // control byte and every byte outside well-formed UTF-8 as \xNN.
 [[nodiscard]] std::string Quote(std::string_view bytes);
 
+// The fewest significant digits that read back as the same finite value (as
+// a float when `single`), written in the shorter of the fixed and exponent
+// forms, fixed on a tie: what std::to_chars(first, last, value) gives. For C++
+// libraries without floating-point to_chars (the browser build's).
+[[nodiscard]] std::string ShortestDecimal(double value, bool single);
+
 }  // namespace tool
 }  // namespace navreq

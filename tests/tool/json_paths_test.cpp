@@ -1,0 +1,130 @@
+// The JSON tree with paths (what the browser inspector shows) names every
+// value exactly as `navreq diff` does, and the differences come out as JSON
+// with their printed lines.
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "diff.h"
+#include "dump_views.h"
+#include "support/wire.h"
+#include "tool_run.h"
+#include "walk.h"
+
+namespace {
+
+using navreq::testing::FromHex;
+
+nlohmann::json TreeWithPaths(const std::string& bytes) {
+  std::ostringstream out;
+  {
+    const auto view = navreq::tool::MakeJsonView(out, true);
+    (void)navreq::tool::Walk(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), *view);
+  }
+  return nlohmann::json::parse(out.str());
+}
+
+// Every "path" of the tree in document order (map keys have none).
+void Paths(const nlohmann::json& node, std::vector<std::string>& out) {
+  if (node.is_array()) {
+    for (const auto& n : node) Paths(n, out);
+    return;
+  }
+  if (!node.is_object()) return;
+  if (node.contains("path")) out.push_back(node["path"]);
+  for (const char* key : {"fields", "items", "kse", "message", "value", "undecoded"}) {
+    if (node.contains(key) && (node[key].is_object() || node[key].is_array())) Paths(node[key], out);
+  }
+  if (node.contains("entries")) {
+    for (const auto& e : node["entries"]) {
+      EXPECT_FALSE(e["key"].contains("path"));
+      Paths(e["value"], out);
+    }
+  }
+}
+
+std::string GoldenRequest(const std::string& kind) {
+  std::ifstream in(std::string(NAVREQ_SOURCE_DIR) + "/tests/tool/golden/" + kind + ".hex");
+  std::string hex((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  while (!hex.empty() && (hex.back() == '\n' || hex.back() == '\r')) hex.pop_back();
+  return FromHex(hex);
+}
+
+TEST(JsonPaths, SmallRecordNamesEveryLevel) {
+  // Read as a Package (its first heads fit one), so the declared tags are
+  // named, whatever they hold: field 0 (version) int8 5; field 1 (cmd) a list
+  // of two int8; field 2 (cmd_name) a map of string keys (tag 0) to int8
+  // values (tag 1), {"a": 1, "b c": 2}; field 200, not declared (two-byte
+  // head), int8 7.
+  const std::string bytes = FromHex(
+      "0005"  // 0: int8 5
+      "19"
+      "0002"
+      "0001"
+      "0002"  // 1: list, count 2: 1, 2
+      "28"
+      "0002"  // 2: map, count 2
+      "060161"
+      "1001"  //   "a" -> 1
+      "0603622063"
+      "1002"  //   "b c" -> 2
+      "f0c8"
+      "07");  // 200: int8 7
+  const nlohmann::json tree = TreeWithPaths(bytes);
+  std::vector<std::string> paths;
+  Paths(tree["fields"], paths);
+  const std::vector<std::string> expected = {
+      "version", "cmd", "cmd[0]", "cmd[1]", "cmd_name", "cmd_name[a]", "cmd_name[\"b c\"]", "200"};
+  EXPECT_EQ(paths, expected);
+}
+
+class GoldenPaths : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(GoldenPaths, SameAsDiffPathsInOrder) {
+  const std::string bytes = GoldenRequest(GetParam());
+  std::vector<std::string> from_tree;
+  Paths(TreeWithPaths(bytes)["fields"], from_tree);
+  std::vector<std::string> from_diff;
+  for (const auto& [path, value] : navreq::tool::FlattenRequest(bytes)) from_diff.push_back(path);
+  ASSERT_FALSE(from_diff.empty());
+  EXPECT_EQ(from_tree, from_diff);
+}
+
+INSTANTIATE_TEST_SUITE_P(Examples, GoldenPaths,
+                         ::testing::Values("route", "refresh", "location", "plus", "slice", "navstop"));
+
+TEST(JsonPaths, PlainTreeHasNoPaths) {
+  std::ostringstream out;
+  {
+    const auto view = navreq::tool::MakeJsonView(out);
+    const std::string bytes = GoldenRequest("route");
+    (void)navreq::tool::Walk(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), *view);
+  }
+  EXPECT_EQ(out.str().find("\"path\""), std::string::npos);
+}
+
+TEST(DifferencesJson, OneLineWithPrintedLines) {
+  std::vector<navreq::tool::Difference> diffs(3);
+  diffs[0].path = "body.start.point.longitude";
+  diffs[0].a = "116378624";
+  diffs[0].b = "116398624";
+  diffs[0].a_number = diffs[0].b_number = true;
+  diffs[1].path = "header.imei";
+  diffs[1].only_a = true;
+  diffs[1].a = "\"x\"";
+  diffs[2].path = "body.via[3]";
+  diffs[2].only_b = true;
+  diffs[2].b = "struct";
+  EXPECT_EQ(navreq::tool::DifferencesJson(diffs, true),
+            "[{\"path\":\"body.start.point.longitude\",\"a\":116378624,\"b\":116398624,"
+            "\"line\":\"body.start.point.longitude: 116378624 -> 116398624\"},"
+            "{\"path\":\"header.imei\",\"a\":\"\\\"x\\\"\",\"b\":null,\"line\":\"header.imei: only in A\"},"
+            "{\"path\":\"body.via[3]\",\"a\":null,\"b\":\"struct\",\"line\":\"body.via[3]: only in B\"}]");
+}
+
+}  // namespace
