@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
@@ -20,10 +21,11 @@ namespace {
 
 using navreq::testing::FromHex;
 
-nlohmann::json TreeWithPaths(const std::string& bytes) {
+nlohmann::json TreeWithPaths(const std::string& bytes, navreq::tool::JsonViewOptions options = {}) {
+  options.paths = true;
   std::ostringstream out;
   {
-    const auto view = navreq::tool::MakeJsonView(out, true);
+    const auto view = navreq::tool::MakeJsonView(out, options);
     (void)navreq::tool::Walk(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), *view);
   }
   return nlohmann::json::parse(out.str());
@@ -81,6 +83,132 @@ TEST(JsonPaths, SmallRecordNamesEveryLevel) {
   const std::vector<std::string> expected = {
       "version", "cmd", "cmd[0]", "cmd[1]", "cmd_name", "cmd_name[a]", "cmd_name[\"b c\"]", "200"};
   EXPECT_EQ(paths, expected);
+}
+
+// Version 5, then `cmd` holding a list of five int8 (1 to 5): values
+// numbered 1 (version), 2 (the list), 3 to 7 (its elements).
+const char kFiveElements[] =
+    "0005"
+    "19"
+    "0005"
+    "0001"
+    "0002"
+    "0003"
+    "0004"
+    "0005";
+
+TEST(JsonWindows, BudgetCutsAListAndSaysWhere) {
+  navreq::tool::JsonViewOptions options;
+  options.budget = 3;
+  const nlohmann::json tree = TreeWithPaths(FromHex(kFiveElements), options);
+  const nlohmann::json& list = tree["fields"][1];
+  EXPECT_EQ(list["node"], 2);
+  EXPECT_EQ(list["count"], 5);
+  ASSERT_EQ(list["items"].size(), 1u);
+  EXPECT_EQ(list["items"][0]["value"], 1);
+  EXPECT_EQ(list["more"], nlohmann::json::parse(R"({"node": 2, "from": 1, "items": 5})"));
+  EXPECT_FALSE(tree.contains("more"));  // the top's two fields were both written
+  EXPECT_TRUE(tree.contains("missing"));
+}
+
+TEST(JsonWindows, ItemsCapCutsEachContainer) {
+  navreq::tool::JsonViewOptions options;
+  options.items_cap = 2;
+  const nlohmann::json tree = TreeWithPaths(FromHex(kFiveElements), options);
+  const nlohmann::json& list = tree["fields"][1];
+  ASSERT_EQ(list["items"].size(), 2u);
+  EXPECT_EQ(list["more"], nlohmann::json::parse(R"({"node": 2, "from": 2, "items": 5})"));
+  EXPECT_FALSE(tree.contains("more"));  // the top holds two fields: not over the cap
+
+  options.fragment = true;
+  options.node = 2;
+  options.from = 2;
+  options.node_path = "cmd";
+  const nlohmann::json part = TreeWithPaths(FromHex(kFiveElements), options);
+  ASSERT_EQ(part["items"].size(), 2u);  // items 2 and 3; the cap counts from `from`
+  EXPECT_EQ(part["items"][1]["path"], "cmd[3]");
+  EXPECT_EQ(part["more"], nlohmann::json::parse(R"({"node": 2, "from": 4, "items": 5})"));
+}
+
+TEST(JsonWindows, FragmentGivesTheNextItems) {
+  navreq::tool::JsonViewOptions options;
+  options.fragment = true;
+  options.node = 2;
+  options.from = 1;
+  options.node_path = "cmd";
+  options.budget = 2;
+  const nlohmann::json part = TreeWithPaths(FromHex(kFiveElements), options);
+  ASSERT_EQ(part["items"].size(), 2u);
+  EXPECT_EQ(part["items"][0]["value"], 2);
+  EXPECT_EQ(part["items"][0]["path"], "cmd[1]");
+  EXPECT_EQ(part["items"][1]["value"], 3);
+  EXPECT_EQ(part["items"][1]["path"], "cmd[2]");
+  EXPECT_EQ(part["more"], nlohmann::json::parse(R"({"node": 2, "from": 3, "items": 5})"));
+
+  options.from = 3;
+  options.budget = 0;
+  const nlohmann::json rest = TreeWithPaths(FromHex(kFiveElements), options);
+  ASSERT_EQ(rest["items"].size(), 2u);
+  EXPECT_EQ(rest["items"][1]["path"], "cmd[4]");
+  EXPECT_FALSE(rest.contains("more"));
+  EXPECT_FALSE(rest.contains("missing"));
+}
+
+TEST(JsonWindows, FragmentOfTheTop) {
+  navreq::tool::JsonViewOptions options;
+  options.fragment = true;
+  options.node = 0;
+  options.from = 1;
+  const nlohmann::json part = TreeWithPaths(FromHex(kFiveElements), options);
+  ASSERT_EQ(part["items"].size(), 1u);
+  EXPECT_EQ(part["items"][0]["path"], "cmd");
+  EXPECT_EQ(part["items"][0]["items"].size(), 5u);
+  EXPECT_FALSE(part.contains("missing"));  // shown with the top
+}
+
+TEST(JsonWindows, EveryWindowOfARequestAddsUpToTheWholeTree) {
+  // The route request in windows of 7 values: loading "more" wherever it is
+  // offered gives back every path of the whole tree, in order.
+  const std::string bytes = GoldenRequest("route");
+  std::vector<std::string> whole;
+  Paths(TreeWithPaths(bytes)["fields"], whole);
+  navreq::tool::JsonViewOptions options;
+  options.budget = 7;
+  nlohmann::json tree = TreeWithPaths(bytes, options);
+  // Fills every "more" in place, depth first, until none is left.
+  std::function<void(nlohmann::json&, const std::string&, bool)> fill =
+      [&](nlohmann::json& node, const std::string& path, bool top) {
+        for (const char* key : {"fields", "items", "entries"}) {
+          nlohmann::json* container = &node;
+          if (node.contains("kse")) container = &node["kse"];
+          if (node.contains("message")) container = &node["message"];
+          if (!container->contains(key)) continue;
+          while (container->contains("more")) {
+            navreq::tool::JsonViewOptions next;
+            next.fragment = true;
+            next.node = (*container)["more"]["node"];
+            next.from = (*container)["more"]["from"];
+            next.node_path = top ? "" : path;
+            next.budget = 7;
+            const nlohmann::json part = TreeWithPaths(bytes, next);
+            ASSERT_EQ((*container)[key].size(), next.from);
+            for (const auto& item : part["items"]) (*container)[key].push_back(item);
+            container->erase("more");
+            if (part.contains("more")) (*container)["more"] = part["more"];
+          }
+          for (auto& child : (*container)[key]) {
+            if (child.contains("key")) {
+              fill(child["value"], child["value"].value("path", ""), false);
+            } else {
+              fill(child, child.value("path", ""), false);
+            }
+          }
+        }
+      };
+  fill(tree, "", true);
+  std::vector<std::string> windowed;
+  Paths(tree["fields"], windowed);
+  EXPECT_EQ(windowed, whole);
 }
 
 class GoldenPaths : public ::testing::TestWithParam<const char*> {};

@@ -6,6 +6,7 @@
 #include <emscripten/emscripten.h>
 
 #include <exception>
+#include <map>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -20,6 +21,15 @@
 namespace {
 
 std::string g_result;
+// The requests shown, by number: a window asked later walks its input again.
+std::map<int, std::string> g_inputs;
+int g_next_input = 1;
+
+// The first window of a request: at most kWindowItems items of each
+// container and kWindowValues values in all. The whole tree of every request
+// the engine writes; a part of one with hundreds of thousands of values.
+constexpr std::uint64_t kWindowItems = 500;
+constexpr std::size_t kWindowValues = 50000;
 
 std::string ErrorJson(const char* what) {
   std::string text = "{\"error\": ";
@@ -27,26 +37,70 @@ std::string ErrorJson(const char* what) {
   return text + "}";
 }
 
+navreq::tool::WalkSummary WalkInto(const std::string& input, const navreq::tool::JsonViewOptions& options,
+                                   std::ostringstream& out) {
+  const std::unique_ptr<navreq::tool::TreeSink> view = navreq::tool::MakeJsonView(out, options);
+  return navreq::tool::Walk(reinterpret_cast<const unsigned char*>(input.data()), input.size(), *view);
+}
+
 }  // namespace
 
 extern "C" {
 
-// The tree of `navreq dump --json`, each value with its diff path, and dump's
-// exit status: {"status": 0|1|2, "tree": {...}}.
+// Keeps the request as input number N and gives its first window: the tree
+// of `navreq dump --json`, each value with its diff path and each container
+// with its number, cut after kFirstWindow values ("more" says where), and
+// dump's exit status: {"status": 0|1|2, "input": N, "tree": {...}}.
 EMSCRIPTEN_KEEPALIVE const char* navreq_inspect(const unsigned char* data, std::size_t size) {
   try {
+    const int input = g_next_input++;
+    const std::string& bytes = g_inputs[input] = std::string(reinterpret_cast<const char*>(data), size);
+    navreq::tool::JsonViewOptions options;
+    options.paths = true;
+    options.budget = kWindowValues;
+    options.items_cap = kWindowItems;
     std::ostringstream tree;
-    navreq::tool::WalkSummary summary;
-    {
-      const std::unique_ptr<navreq::tool::TreeSink> view = navreq::tool::MakeJsonView(tree, true);
-      summary = navreq::tool::Walk(data, size, *view);
-    }
-    g_result = "{\"status\": " + std::to_string(summary.status()) + ", \"tree\": " + tree.str() + "}";
+    const navreq::tool::WalkSummary summary = WalkInto(bytes, options, tree);
+    g_result = "{\"status\": " + std::to_string(summary.status()) + ", \"input\": " + std::to_string(input) +
+               ", \"tree\": " + tree.str() + "}";
   } catch (const std::exception& e) {
     g_result = ErrorJson(e.what());
   }
   return g_result.c_str();
 }
+
+// The next window of one container of input N: its items from item `from`
+// on, at most `budget` values, and kWindowItems items of each container
+// within: {"items": [...], "more": {...}}; `path` is the container's path
+// ("" for the top, node 0).
+EMSCRIPTEN_KEEPALIVE const char* navreq_items(int input, double node, double from, double budget,
+                                              const char* path) {
+  try {
+    const auto found = g_inputs.find(input);
+    if (found == g_inputs.end()) {
+      g_result = ErrorJson("no such input");
+      return g_result.c_str();
+    }
+    navreq::tool::JsonViewOptions options;
+    options.paths = true;
+    options.fragment = true;
+    options.node = static_cast<std::uint64_t>(node);
+    options.from = static_cast<std::uint64_t>(from);
+    options.budget = static_cast<std::size_t>(budget);
+    options.items_cap = kWindowItems;
+    options.node_path = path;
+    std::ostringstream part;
+    (void)WalkInto(found->second, options, part);
+    g_result = part.str();
+    if (g_result.empty()) g_result = ErrorJson("no such container");
+  } catch (const std::exception& e) {
+    g_result = ErrorJson(e.what());
+  }
+  return g_result.c_str();
+}
+
+// Forgets input N.
+EMSCRIPTEN_KEEPALIVE void navreq_release(int input) { g_inputs.erase(input); }
 
 // The differences of `navreq diff` as a JSON array of {"path", "a", "b", "line"}.
 EMSCRIPTEN_KEEPALIVE const char* navreq_diff(const char* a, std::size_t a_size, const char* b,

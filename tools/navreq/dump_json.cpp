@@ -24,11 +24,22 @@ std::string JsonString(std::string_view text) {
 
 class JsonView final : public TreeSink {
  public:
-  JsonView(std::ostream& out, bool with_paths) : out_(out), with_paths_(with_paths) {}
+  JsonView(std::ostream& out, JsonViewOptions options)
+      : out_(out), options_(std::move(options)), with_paths_(options_.paths) {}
   ~JsonView() override { flush(); }
 
   void begin(std::string_view record, std::size_t size, bool gzip, std::size_t inflated,
              std::string_view compressed) override {
+    if (options_.fragment) {
+      // Only the items of one container: the top itself, or one found on the way.
+      levels_.push_back(Level::Object());
+      if (options_.node == 0) {
+        enterFragment(0, true);
+      } else {
+        suppressed_ = 1;
+      }
+      return;
+    }
     buf_ += "{\"navreq_tree\": 1, \"size\": " + std::to_string(size);
     if (gzip) {
       buf_ += ", \"gzip\": \"" + HexOf(compressed.data(), compressed.size()) + "\"";
@@ -47,12 +58,18 @@ class JsonView final : public TreeSink {
   }
 
   void end() override {
+    if (options_.fragment) {
+      if (!levels_.empty() && levels_.back().fragment_root) leaveFragment();
+      flush();
+      return;
+    }
     closeLevel();
     buf_ += "}\n";
     flush();
   }
 
   void scalar(const Item& item, const Scalar& v) override {
+    if (admit(item.role, false) != Admission::kWrite) return;
     start(item);
     switch (item.wire) {
       case kWireFloat:
@@ -90,6 +107,7 @@ class JsonView final : public TreeSink {
   }
 
   void bytes(const Item& item, std::string_view data) override {
+    if (admit(item.role, false) != Admission::kWrite) return;
     start(item);
     buf_ += ", \"hex\": \"";
     AppendHex(buf_, data.data(), data.size());
@@ -98,18 +116,20 @@ class JsonView final : public TreeSink {
   }
 
   void open(const Item& item, std::int64_t count) override {
+    if (admit(item.role, true) != Admission::kWrite) return;
     start(item);
+    writeNode();
     if (item.wire == kWireStructBegin) {
       buf_ += ", \"fields\": [";
     } else {
       buf_ += ", \"count\": " + std::to_string(count);
       buf_ += item.wire == kWireMap ? ", \"entries\": [" : ", \"items\": [";
     }
-    levels_.push_back(Level::Array());
-    levels_.back().path = std::move(item_path_);
+    pushLevel(Level::Array());
   }
 
   void close(const Item& item) override {
+    if (closedSuppressed()) return;
     closeLevel();
     // Cut short inside: written back without its end head, with its count.
     if (item.stopped && !item.incomplete) buf_ += ", \"incomplete\": true";
@@ -118,11 +138,12 @@ class JsonView final : public TreeSink {
   }
 
   void openEmbedded(const Item& item, std::string_view data, const Embedding& e) override {
+    if (admit(item.role, true) != Admission::kWrite) return;
     start(item);
+    writeNode();
     if (e.gzip) buf_ += ", \"gzip\": \"" + HexOf(e.compressed.data(), e.compressed.size()) + "\"";
     if (e.gzip && !e.inflate_error.empty()) {
-      levels_.push_back(Level::Object());
-      levels_.back().path = std::move(item_path_);
+      pushLevel(Level::Object());
       return;
     }
     if (e.protobuf) {
@@ -132,11 +153,11 @@ class JsonView final : public TreeSink {
       if (!e.record.empty()) buf_ += ", \"record\": " + JsonString(e.record);
       buf_ += ", \"fields\": [";
     }
-    levels_.push_back(Level::Array());
-    levels_.back().path = std::move(item_path_);
+    pushLevel(Level::Array());
   }
 
   void closeEmbedded(const Item& item) override {
+    if (closedSuppressed()) return;
     const bool object = levels_.back().array;
     closeLevel();
     if (object) buf_ += "}";
@@ -145,6 +166,10 @@ class JsonView final : public TreeSink {
 
   void protobufField(std::size_t offset, std::size_t length, std::uint64_t number, int wire,
                      std::uint64_t value, std::string_view data) override {
+    // Repetitions count every field of the message, written or not.
+    const std::uint64_t repetition =
+        suppressed_ == 0 && !finished_ && with_paths_ ? levels_.back().repetitions[number]++ : 0;
+    if (admit(Role::kField, false) != Admission::kWrite) return;
     newLine();
     buf_ += "{\"at\": " + std::to_string(offset) + ", \"len\": " + std::to_string(length) +
             ", \"number\": " + std::to_string(number) + ", \"wire\": " + std::to_string(wire);
@@ -154,21 +179,23 @@ class JsonView final : public TreeSink {
       buf_ += ", \"value\": " + std::to_string(value);
     }
     if (with_paths_) {
-      Level& level = levels_.back();
+      const Level& level = levels_.back();
       std::string path = level.path;
-      AppendProtobufLevel(path, number, level.repetitions[number]++, level.top);
+      AppendProtobufLevel(path, number, repetition, level.top);
       appendPath(path);
     }
     buf_ += "}";
   }
 
   void missing(const FieldInfo& field) override {
+    if (!reporting()) return;
     levels_.back().tail +=
         std::string(levels_.back().tail.empty() ? "" : ", ") + "{\"tag\": " + std::to_string(field.tag) +
         ", \"name\": " + JsonString(field.name) + ", \"declared\": " + JsonString(field.type->name()) + "}";
   }
 
   void undecoded(std::size_t offset, std::string_view rest, const std::string& why) override {
+    if (!reporting()) return;
     Level& level = levels_.back();
     level.undecoded = ", \"undecoded\": {\"at\": " + std::to_string(offset) +
                       ", \"why\": " + JsonString(why) + ", \"hex\": \"" + HexOf(rest.data(), rest.size()) +
@@ -195,6 +222,11 @@ class JsonView final : public TreeSink {
     bool top = false;         // the top level: its paths start without a dot
     std::string path;         // with paths: the path of the value whose items these are
     std::map<std::uint64_t, std::uint64_t> repetitions;  // protocol-buffers field numbers seen
+    std::uint64_t node = 0;                              // the container's number (see admit())
+    std::uint64_t items = 0;                             // items begun (a map entry counts once)
+    std::uint64_t more_from = kAll;                      // the first item left out by the budget
+    bool skip_value = false;                             // the entry's key was left out: its value too
+    bool fragment_root = false;                          // the container whose items are written
 
     static Level Array() { return Level(); }
     static Level Object() {
@@ -289,6 +321,104 @@ class JsonView final : public TreeSink {
     }
     if (!level.tail.empty()) buf_ += ", \"missing\": [" + level.tail + "]";
     buf_ += level.undecoded;
+    if (level.more_from != kAll) {
+      buf_ += ", \"more\": {\"node\": " + std::to_string(level.node) +
+              ", \"from\": " + std::to_string(level.more_from) +
+              ", \"items\": " + std::to_string(level.items) + "}";
+    }
+  }
+
+  // Which values are written. Every value and protocol-buffers field has a
+  // number, its place in the walk (1, 2, ... in the order the values begin; 0
+  // is the top); containers are written with it ("node") when paths are.
+  // Past the budget, the items left are counted but not written, and their
+  // container says from which item on ("more"); a fragment writes only the
+  // items of one container, from one item on.
+  enum class Admission { kWrite, kSkip };
+
+  Admission admit(Role role, bool container) {
+    const std::uint64_t number = next_node_++;
+    if (options_.fragment && container && suppressed_ > 0 && number == options_.node && !finished_) {
+      saved_suppressed_ = suppressed_;
+      suppressed_ = 0;
+      enterFragment(number, false);
+      return Admission::kSkip;
+    }
+    if (suppressed_ > 0 || finished_) return skip(container);
+    Level& level = levels_.back();
+    if (role == Role::kValue) {
+      if (level.skip_value) {
+        level.skip_value = false;
+        return skip(container);
+      }
+    } else {
+      const std::uint64_t index = level.items++;
+      const bool before = level.fragment_root && index < options_.from;
+      const std::uint64_t first = level.fragment_root ? options_.from : 0;
+      const bool over = !before && ((options_.budget > 0 && written_ >= options_.budget) ||
+                                    (options_.items_cap > 0 && index >= first + options_.items_cap));
+      if (before || over) {
+        if (over && level.more_from == kAll) level.more_from = index;
+        level.skip_value = role == Role::kKey;
+        return skip(container);
+      }
+    }
+    ++written_;
+    node_ = number;
+    return Admission::kWrite;
+  }
+
+  Admission skip(bool container) {
+    if (container) ++suppressed_;
+    return Admission::kSkip;
+  }
+
+  // The close of a container that was not written (true), or of the fragment's.
+  bool closedSuppressed() {
+    if (suppressed_ > 0) {
+      --suppressed_;
+      return true;
+    }
+    if (levels_.back().fragment_root) {
+      leaveFragment();
+      return true;
+    }
+    return false;
+  }
+
+  void enterFragment(std::uint64_t number, bool top) {
+    buf_ += "{\"items\": [";
+    Level level = Level::Array();
+    level.top = top;
+    level.path = options_.node_path;
+    level.node = number;
+    level.fragment_root = true;
+    levels_.push_back(std::move(level));
+  }
+
+  void leaveFragment() {
+    Level& level = levels_.back();
+    level.tail.clear();  // shown with the container itself
+    level.undecoded.clear();
+    closeLevel();
+    buf_ += "}\n";
+    finished_ = true;
+    suppressed_ = saved_suppressed_;
+  }
+
+  // Missing fields and undecoded bytes of the level being written.
+  bool reporting() const { return suppressed_ == 0 && !finished_ && !levels_.back().fragment_root; }
+
+  void writeNode() {
+    if (!with_paths_) return;
+    buf_ += ", \"node\": ";
+    AppendInt(buf_, static_cast<std::int64_t>(node_));
+  }
+
+  void pushLevel(Level level) {
+    level.path = std::move(item_path_);
+    level.node = node_;
+    levels_.push_back(std::move(level));
   }
 
   void appendPath(const std::string& path) {
@@ -302,18 +432,29 @@ class JsonView final : public TreeSink {
     buf_.clear();
   }
 
+  static constexpr std::uint64_t kAll = ~std::uint64_t{0};
+
   std::ostream& out_;
+  const JsonViewOptions options_;
   const bool with_paths_;
-  std::string item_path_;  // with paths: the path of the value being written
+  std::uint64_t next_node_ = 1;
+  std::uint64_t node_ = 0;    // the number of the value being written
+  std::size_t written_ = 0;   // values written
+  int suppressed_ = 0;        // containers open that are not written
+  int saved_suppressed_ = 0;  // ... outside the fragment's container
+  bool finished_ = false;     // the fragment is written
+  std::string item_path_;     // with paths: the path of the value being written
   std::string buf_;
   std::vector<Level> levels_;
 };
 
 }  // namespace
 
-std::unique_ptr<TreeSink> MakeJsonView(std::ostream& out, bool with_paths) {
-  return std::make_unique<JsonView>(out, with_paths);
+std::unique_ptr<TreeSink> MakeJsonView(std::ostream& out, const JsonViewOptions& options) {
+  return std::make_unique<JsonView>(out, options);
 }
+
+std::unique_ptr<TreeSink> MakeJsonView(std::ostream& out) { return MakeJsonView(out, JsonViewOptions()); }
 
 }  // namespace tool
 }  // namespace navreq

@@ -17,9 +17,30 @@ constexpr std::size_t kUndecodedShown = 64;
 
 // Writes to `out` in large pieces; `out` is checked by the caller.
 [[nodiscard]] std::unique_ptr<TreeSink> MakeTextView(std::ostream& out, bool full);
-// With `with_paths`, every value also carries "path": its path as `navreq
-// diff` names it (paths.h); map keys, which name their values, have none.
-[[nodiscard]] std::unique_ptr<TreeSink> MakeJsonView(std::ostream& out, bool with_paths = false);
+[[nodiscard]] std::unique_ptr<TreeSink> MakeJsonView(std::ostream& out);
+
+// The JSON view as the browser inspector reads it: in windows, so that a
+// request of millions of values is shown a part at a time.
+struct JsonViewOptions {
+  // Every value also carries "path", its path as `navreq diff` names it
+  // (paths.h; map keys, which name their values, have none), and every
+  // container "node", its number in the walk (the top is 0).
+  bool paths = false;
+  // At most this many values are written (0: all). A container whose items
+  // were cut short says so: "more": {"node": N, "from": FIRST LEFT OUT, "items": ALL}.
+  std::size_t budget = 0;
+  // At most this many items of each list, map or record (0: all), cut short
+  // the same way: a long list leaves room for what follows it.
+  std::uint64_t items_cap = 0;
+  // Instead of the document, only the items of container `node` (whose path
+  // is `node_path`) from item `from` on: {"items": [...], "more": {...}}.
+  // Its missing fields and undecoded bytes come with the container itself.
+  bool fragment = false;
+  std::uint64_t node = 0;
+  std::uint64_t from = 0;
+  std::string node_path;
+};
+[[nodiscard]] std::unique_ptr<TreeSink> MakeJsonView(std::ostream& out, const JsonViewOptions& options);
 
 // Text of a float or double as the views print it: the shortest decimal that
 // reads back as the same value, always with a '.' or an exponent, or
