@@ -211,6 +211,40 @@ TEST(JsonWindows, EveryWindowOfARequestAddsUpToTheWholeTree) {
   EXPECT_EQ(windowed, whole);
 }
 
+TEST(JsonPaths, UnsignedByteListCarriesItsBytes) {
+  // A Packet whose payload, an unsigned-byte list of three bytes (each under
+  // its own int8 head), holds a location report: its imei, "a".
+  const std::string bytes = FromHex(
+      "0001"  // kind 1: the location report
+      "1a"
+      "06016b"
+      "160169"
+      "0b"  // auth: api_key "k", imei "i"
+      "29"
+      "0003"
+      "0006"
+      "0001"
+      "0061"  // payload: 06 01 61
+      "3c");  // payload_encoding 0 (zero head)
+  const nlohmann::json tree = TreeWithPaths(bytes);
+  const nlohmann::json& payload = tree["fields"][2];
+  EXPECT_EQ(payload["at"], 10);
+  EXPECT_EQ(payload["len"], 9);
+  EXPECT_EQ(payload["kse"]["hex"], "060161");  // what the offsets below count in
+  const nlohmann::json& imei = payload["kse"]["fields"][0];
+  EXPECT_EQ(imei["path"], "payload.imei");
+  EXPECT_EQ(imei["at"], 0);
+  EXPECT_EQ(imei["len"], 3);
+  EXPECT_EQ(imei["value"], "a");
+
+  std::ostringstream plain;  // dump --json itself does not repeat them
+  {
+    const auto view = navreq::tool::MakeJsonView(plain);
+    (void)navreq::tool::Walk(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), *view);
+  }
+  EXPECT_FALSE(nlohmann::json::parse(plain.str())["fields"][2]["kse"].contains("hex"));
+}
+
 class GoldenPaths : public ::testing::TestWithParam<const char*> {};
 
 TEST_P(GoldenPaths, SameAsDiffPathsInOrder) {

@@ -151,6 +151,13 @@ class JsonView final : public TreeSink {
     } else {
       buf_ += ", \"kse\": {\"size\": " + std::to_string(data.size());
       if (!e.record.empty()) buf_ += ", \"record\": " + JsonString(e.record);
+      // An unsigned-byte list spreads its bytes over one head each: with
+      // paths, the bytes the items' offsets count in come along.
+      if (with_paths_ && item.wire == kWireList && !e.gzip) {
+        buf_ += ", \"hex\": \"";
+        AppendHex(buf_, data.data(), data.size());
+        buf_ += '"';
+      }
       buf_ += ", \"fields\": [";
     }
     pushLevel(Level::Array());
