@@ -1,16 +1,19 @@
 #!/bin/sh
-# Browser tests of the inspector page: scripts/test-inspector.sh PAGE NAVREQ_TOOL
+# Browser tests of the inspector page:
+#   scripts/test-inspector.sh PAGE NAVREQ_TOOL [NODE_TEST_OPTION...]
+# (e.g. --test-name-pattern=compare to run one suite).
 # Run from the source tree's root. puppeteer-core is installed (from the
 # committed lock) under build/inspector/npm, never in the source tree, and
 # again only when the lock changes.
 set -eu
 
-if [ $# -ne 2 ]; then
-  echo "usage: $0 PAGE NAVREQ_TOOL" >&2
+if [ $# -lt 2 ]; then
+  echo "usage: $0 PAGE NAVREQ_TOOL [NODE_TEST_OPTION...]" >&2
   exit 64
 fi
 page=$1
 tool=$2
+shift 2
 root=$(cd "$(dirname "$0")/.." && pwd)
 out=${NAVREQ_INSPECTOR_OUT:-$root/build/inspector}
 npmdir=$out/npm
@@ -38,4 +41,4 @@ NAVREQ_INSPECTOR_PAGE=$(abs "$page") \
 NAVREQ_TOOL=$(abs "$tool") \
 NAVREQ_GOLDEN_DIR=$root/tests/tool/golden \
 NAVREQ_INSPECTOR_OUT=$out \
-  exec node --test --test-reporter=spec "$src/inspector.test.cjs"
+  exec node --test --test-reporter=spec "$@" "$src/inspector.test.cjs"

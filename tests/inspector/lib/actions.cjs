@@ -18,6 +18,9 @@ async function selectByClick(page, side, p) {
     for (const el of it.querySelectorAll('.name')) if (el.closest('[role=treeitem]') === it) return el;
     return it;
   }, item);
+  // The pointer leaves the hex panes first, as a person's would: resting on
+  // a byte keeps that byte's node picked.
+  await page.mouse.move(0, 0);
   await label.asElement().click();
   return item;
 }

@@ -157,7 +157,7 @@ function expectedTree(doc, side = 'a') {
     for (const m of container.missing || []) missing.push({ parent: parentPath, name: m.name, tag: num(m.tag) });
     if (container.undecoded) {
       const u = container.undecoded;
-      push(u, join(parentPath, '<undecoded>'), '<undecoded>', '', buffer, base);
+      push(u, join(parentPath, '<undecoded>'), '<undecoded>', 'undecoded', buffer, base);
     }
   };
 
@@ -180,6 +180,9 @@ function expectedTree(doc, side = 'a') {
     }
     if (n.entries) {
       level(n, n.entries, path, buffer, base, (e) => {
+        // A key is a node of its own, without a path: the value's path
+        // names the entry.
+        node(e.key, '', 'key', buffer, base);
         const seg = keySegment(e.key);
         node(e.value, path + seg, seg, buffer, base);
       });
