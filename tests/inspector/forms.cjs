@@ -8,7 +8,7 @@ const fs = require('node:fs');
 const path = require('node:path');
 const b = require('./lib/browser.cjs');
 const { dumpJson, expectedTree, firstMismatch } = require('./lib/expect-tree.cjs');
-const { describeMismatch, setInput, forgetShown } = require('./lib/actions.cjs');
+const { checkSelection, describeMismatch, setInput, forgetShown } = require('./lib/actions.cjs');
 
 describe('input forms', () => {
   let page;
@@ -154,9 +154,14 @@ describe('keyboard', () => {
     assert.equal(await focusedPath(page), 'body');
     await page.keyboard.press('Enter');
     assert.deepEqual(await b.selectedPaths(page, 'a'), ['body'], 'Enter selects');
+    // The body's bytes in the input: @263+1188 (route.dump.txt).
+    await checkSelection(page, 'a', { path: 'body', buffer: 'a:0', start: 263, len: 1188 }, 'Enter on body');
     await key('ArrowUp');
     await page.keyboard.press(' ');
     assert.deepEqual(await b.selectedPaths(page, 'a'), ['header'], 'Space selects');
+    // The Header's bytes: @31+232.
+    await checkSelection(page, 'a', { path: 'header', buffer: 'a:0', start: 31, len: 232 }, 'Space on header');
+    assert.equal(await focusedPath(page), 'header', 'selecting keeps the focus');
 
     await key('ArrowDown');
     await page.keyboard.press('*');

@@ -94,7 +94,7 @@ async function readTree(page, side = 'a') {
       }
       items.push({
         path: item.dataset.path, name: own(item, 'name') ?? '', type: own(item, 'type') ?? '',
-        value: own(item, 'value') ?? '', at: own(item, 'at') ?? '', len: item.dataset.len,
+        value: own(item, 'value') ?? '', at: own(item, 'at') ?? '', dataAt: item.dataset.at, len: item.dataset.len,
         buffer: item.dataset.buffer, start: item.dataset.start, problem: own(item, 'problem') ?? '',
       });
     }

@@ -131,7 +131,7 @@ function valueText(node) {
 }
 
 // Walks a dump document; returns {items, missing} in document order.
-// items: {path, name, type, value, at, len, buffer, start, problem}
+// items: {path, name, type, value, at (the label), dataAt, len, buffer, start, problem}
 // missing: {parent, name, tag}
 function expectedTree(doc, side = 'a') {
   const items = [];
@@ -147,7 +147,7 @@ function expectedTree(doc, side = 'a') {
     if (!problem && node.incomplete === true) problem = 'incomplete';
     items.push({
       path, name, type, value: valueText(node),
-      at: `@${at}+${len}`, len: String(len), buffer, start: String(base + at), problem,
+      at: `@${at}+${len}`, dataAt: String(at), len: String(len), buffer, start: String(base + at), problem,
     });
   };
 
