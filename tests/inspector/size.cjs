@@ -69,7 +69,7 @@ describe('size and speed', () => {
       const input = await page.$('#file-a');
       const t0 = Date.now();
       await input.uploadFile(bin);
-      await b.waitShown(page, 'a');
+      await b.waitShown(page, 'a', 90000);
       const loadMs = Date.now() - t0;
       const rows = await renderedRows(page);
       const note = `route with ${VIA_POINTS} via points: ${size} bytes, body ${inflated} bytes inflated; ` +

@@ -33,6 +33,7 @@ async function checkSelection(page, side, want, what) {
   await page.evaluate(() => new Promise((r) => requestAnimationFrame(() => requestAnimationFrame(r))));
   const pane = await b.paneSelection(page, want.buffer);
   assert.ok(pane, `${what}: no .hex-pane[data-buffer="${want.buffer}"]`);
+  assert.ok(pane.visible, `${what}: the pane of ${want.buffer} is shown`);
   assert.equal(pane.start, String(want.start), `${what}: data-sel-start`);
   assert.equal(pane.len, String(want.len), `${what}: data-sel-len`);
   const rendered = await page.evaluate((buf, s, n) => {

@@ -26,6 +26,8 @@ const offline = []; // requests that left file:// and data:
 
 async function launch() {
   profileDir = fs.mkdtempSync(path.join(os.tmpdir(), 'navreq-inspector-profile-'));
+  const dir = profileDir;
+  process.once('exit', () => fs.rmSync(dir, { recursive: true, force: true }));
   browser = await puppeteer.launch({
     executablePath: process.env.NAVREQ_CHROMIUM || '/usr/bin/chromium',
     headless: true,
@@ -65,9 +67,9 @@ async function openPage(page, fragment = '') {
   await page.waitForFunction(() => document.body.dataset.state === 'ready', { timeout: 20000 });
 }
 
-async function waitShown(page, side = 'a') {
+async function waitShown(page, side = 'a', timeout = 20000) {
   await page.waitForFunction((s) => document.body.dataset.shown === s ||
-      (document.body.dataset.shown || '').split(/[ ,]/).includes(s), { timeout: 20000 }, side);
+      (document.body.dataset.shown || '').split(/[ ,]/).includes(s), { timeout }, side);
 }
 
 // Every treeitem of a tree, in document order, with what its label shows.
@@ -122,6 +124,7 @@ async function paneSelection(page, buffer) {
     if (!pane) return null;
     const cells = [...pane.querySelectorAll('[data-offset].sel')].map((c) => Number(c.dataset.offset));
     return {
+      visible: pane.getClientRects().length > 0 && getComputedStyle(pane).visibility !== 'hidden',
       start: pane.dataset.selStart, len: pane.dataset.selLen,
       sel: [...new Set(cells)].sort((x, y) => x - y),
     };
