@@ -59,9 +59,10 @@ inspector:
 	cmake --build --preset inspector
 	@echo "inspector: $(INSPECTOR_PAGE) ($$(stat -c %s $(INSPECTOR_PAGE)) bytes)"
 
-# Builds the inspector and opens it in the desktop's browser.
+# Builds the inspector and opens it in the desktop's browser (or says where it is).
 open-inspector: inspector
-	xdg-open $(INSPECTOR_PAGE)
+	@if command -v xdg-open >/dev/null 2>&1; then xdg-open $(INSPECTOR_PAGE); \
+	else echo "open file://$(CURDIR)/$(INSPECTOR_PAGE) in a browser"; fi
 
 # The inspector in headless Chromium, checked against the host tool's dump and
 # diff of every example request (scripts/test-inspector.sh).

@@ -4,7 +4,8 @@
 // given: envelopes whose body is broken gzip, counts far beyond the bytes
 // left, nesting without end, truncated heads. Its JSON view must be one JSON
 // document, and whenever everything decoded (status 0 or 2), packing that
-// JSON must give back the input byte for byte.
+// JSON must give back the input byte for byte. The browser inspector's small
+// windows of it are JSON too, and a container cut short gives its next window.
 #include <cstddef>
 #include <cstdint>
 #include <nlohmann/json.hpp>
@@ -16,6 +17,39 @@
 #include "navreq/records/all.h"
 #include "pack.h"
 #include "walk.h"
+
+namespace {
+
+// The first container cut short in a window, depth first; `options` becomes
+// the request for its next window.
+const nlohmann::json* FirstMore(const nlohmann::json& node, const std::string& path,
+                                navreq::tool::JsonViewOptions& options) {
+  if (!node.is_object()) return nullptr;
+  if (node.contains("more")) {
+    const nlohmann::json& more = node["more"];
+    options.fragment = true;
+    options.node = more["node"].get<std::uint64_t>();
+    options.from = more["from"].get<std::uint64_t>();
+    options.node_path = path;
+    return &more;
+  }
+  for (const char* key : {"fields", "items", "entries"}) {
+    if (!node.contains(key)) continue;
+    for (const nlohmann::json& child : node[key]) {
+      const nlohmann::json& value = child.contains("key") ? child["value"] : child;
+      const std::string child_path = value.value("path", "");
+      if (const auto* found = FirstMore(value, child_path, options)) return found;
+      for (const char* carried : {"kse", "message"}) {
+        if (value.contains(carried)) {
+          if (const auto* found = FirstMore(value[carried], child_path, options)) return found;
+        }
+      }
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::ostringstream text;
@@ -39,6 +73,29 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string packed = navreq::tool::PackTree(tree);
     NAVREQ_FUZZ_CHECK(packed == std::string(reinterpret_cast<const char*>(data), size),
                       "dump --json | pack gives back the input");
+  }
+
+  navreq::tool::JsonViewOptions window;
+  window.paths = true;
+  window.budget = 16;
+  window.items_cap = 4;
+  std::ostringstream windowed;
+  {
+    const auto view = navreq::tool::MakeJsonView(windowed, window);
+    (void)navreq::tool::Walk(data, size, *view);
+  }
+  const nlohmann::json first = nlohmann::json::parse(windowed.str(), nullptr, false);
+  NAVREQ_FUZZ_CHECK(!first.is_discarded() && first.is_object(), "a window is valid JSON");
+  if (const nlohmann::json* more = FirstMore(first, "", window)) {
+    std::ostringstream part_text;
+    {
+      const auto view = navreq::tool::MakeJsonView(part_text, window);
+      (void)navreq::tool::Walk(data, size, *view);
+    }
+    const nlohmann::json part = nlohmann::json::parse(part_text.str(), nullptr, false);
+    NAVREQ_FUZZ_CHECK(!part.is_discarded() && part.contains("items") && !part["items"].empty(),
+                      "the next window of a container cut short has items");
+    (void)more;
   }
 
   // The known records directly, without an envelope around them.

@@ -191,7 +191,10 @@ function expectedTree(doc, side = 'a') {
     if (carried) {
       let cbuf = buffer;
       let cbase;
-      if (n.gzip !== undefined) {
+      // An inflated body, and the bytes of an unsigned-byte list (type 9:
+      // one head per byte, so not a run of this buffer), are a buffer of
+      // their own; a byte array's bytes are the end of its own range.
+      if (n.gzip !== undefined || num(n.type) === 9) {
         cbuf = newBuffer();
         cbase = 0;
       } else {
