@@ -36,7 +36,10 @@ const nlohmann::json* FirstMore(const nlohmann::json& node, const std::string& p
   for (const char* key : {"fields", "items", "entries"}) {
     if (!node.contains(key)) continue;
     for (const nlohmann::json& child : node[key]) {
+      // A map entry cut short can have its key and no value.
+      if (child.contains("key") && !child.contains("value")) continue;
       const nlohmann::json& value = child.contains("key") ? child["value"] : child;
+      if (!value.is_object()) continue;
       const std::string child_path = value.value("path", "");
       if (const auto* found = FirstMore(value, child_path, options)) return found;
       for (const char* carried : {"kse", "message"}) {
