@@ -1,0 +1,158 @@
+'use strict';
+// Input text and the module: turning pasted hex or base64 into bytes, and a
+// thin wrapper over the module's exports (inspect, diff, inflate). All
+// decoding of requests happens in the module; this file never reads a Kse head.
+window.NR = window.NR || {};
+
+(function (NR) {
+  const HEX_DIGITS = '0123456789abcdef';
+
+  NR.bytesToHex = function (bytes) {
+    const parts = new Array(bytes.length);
+    for (let i = 0; i < bytes.length; i++) {
+      const b = bytes[i];
+      parts[i] = HEX_DIGITS[b >> 4] + HEX_DIGITS[b & 15];
+    }
+    return parts.join('');
+  };
+
+  // Hex without separators (as the module's JSON writes it) to bytes.
+  NR.hexToBytes = function (hex) {
+    const n = hex.length >> 1;
+    const out = new Uint8Array(n);
+    for (let i = 0; i < n; i++) out[i] = parseInt(hex.substr(2 * i, 2), 16);
+    return out;
+  };
+
+  function fail(message) {
+    return { error: message };
+  }
+
+  // Reads pasted text as hex or base64. Whitespace is ignored; hex may carry
+  // "0x" prefixes and ":" or "-" between bytes. Text made only of hex digits
+  // is hex (as `navreq dump` reads it), otherwise base64 (standard or URL-safe).
+  NR.parseText = function (text) {
+    const compact = text.replace(/\s+/g, '');
+    if (compact.length === 0) return fail('Nothing to decode: the input is empty.');
+    const tokens = text.split(/[\s:-]+/).filter((t) => t.length > 0);
+    const hex = tokens.map((t) => t.replace(/^0[xX]/, '')).join('');
+    if (/^[0-9a-fA-F]*$/.test(hex)) {
+      if (hex.length === 0) return fail('Nothing to decode: only "0x" prefixes and separators.');
+      if (hex.length % 2 !== 0) {
+        return fail('Odd hex length: ' + hex.length + ' digits; every byte needs two.');
+      }
+      return { bytes: NR.hexToBytes(hex), form: 'hex' };
+    }
+    if (/^[A-Za-z0-9+/_-]*={0,2}$/.test(compact)) {
+      let b64 = compact.replace(/-/g, '+').replace(/_/g, '/').replace(/=+$/, '');
+      if (b64.length % 4 === 1) {
+        return fail('Not valid base64: ' + b64.length + ' characters leave a dangling one.');
+      }
+      while (b64.length % 4 !== 0) b64 += '=';
+      let binary;
+      try {
+        binary = atob(b64);
+      } catch (e) {
+        return fail('Not valid base64.');
+      }
+      const bytes = new Uint8Array(binary.length);
+      for (let i = 0; i < binary.length; i++) bytes[i] = binary.charCodeAt(i);
+      if (bytes.length === 0) return fail('Nothing to decode: the input is empty.');
+      return { bytes, form: 'base64' };
+    }
+    const bad = compact.search(/[^A-Za-z0-9+/_=:-]/);
+    const where = bad >= 0 ? ' (first unexpected character: "' + compact[bad] + '")' : '';
+    return fail('The text is neither hex nor base64' + where + '.');
+  };
+
+  // A file is read as hex when it holds only hex digits and ASCII whitespace
+  // (an even number of digits), as the tool reads it; otherwise as raw bytes.
+  NR.parseFile = function (bytes) {
+    if (bytes.length === 0) return fail('The file is empty.');
+    let digits = 0;
+    for (let i = 0; i < bytes.length; i++) {
+      const c = bytes[i];
+      const isHex = (c >= 48 && c <= 57) || (c >= 65 && c <= 70) || (c >= 97 && c <= 102);
+      if (isHex) digits++;
+      else if (!(c === 32 || c === 9 || c === 10 || c === 13 || c === 11 || c === 12)) {
+        return { bytes, form: 'binary' };
+      }
+    }
+    if (digits === 0 || digits % 2 !== 0) return { bytes, form: 'binary' };
+    const text = new TextDecoder('ascii').decode(bytes);
+    return { bytes: NR.hexToBytes(text.replace(/\s+/g, '')), form: 'hex' };
+  };
+
+  // Integers beyond 2^53 would lose digits in JSON.parse: they are kept as
+  // their decimal text. Only a `"value": ` key starts such a run (inside a JSON
+  // string the quotes are escaped, so text in strings never matches).
+  function parseJson(text) {
+    return JSON.parse(text.replace(/("(?:value|a|b)": )(-?\d{16,})(?=[,}\]\s])/g, '$1"$2"'));
+  }
+  NR.parseJson = parseJson;
+
+  class Engine {
+    constructor(module) {
+      this.M = module;
+      this.decoder = new TextDecoder('utf-8');
+    }
+
+    fn(name) {
+      const M = this.M;
+      const direct = M['_' + name];
+      if (typeof direct === 'function') return direct;
+      return (...args) => M.ccall(name, 'number', args.map(() => 'number'), args);
+    }
+
+    withBytes(list, body) {
+      const M = this.M;
+      const ptrs = list.map((b) => {
+        const p = M._malloc(Math.max(1, b.length));
+        M.HEAPU8.set(b, p);
+        return p;
+      });
+      try {
+        return body(ptrs);
+      } finally {
+        ptrs.forEach((p) => M._free(p));
+      }
+    }
+
+    cString(p) {
+      const heap = this.M.HEAPU8;
+      let end = heap.indexOf(0, p);
+      if (end < 0) end = heap.length;
+      return this.decoder.decode(heap.subarray(p, end));
+    }
+
+    // {status, tree}
+    inspect(bytes) {
+      const f = this.fn('navreq_inspect');
+      const text = this.withBytes([bytes], ([p]) => this.cString(f(p, bytes.length)));
+      return parseJson(text);
+    }
+
+    // [{path, a, b, line}]
+    diff(a, b) {
+      const f = this.fn('navreq_diff');
+      const text = this.withBytes([a, b], ([pa, pb]) => this.cString(f(pa, a.length, pb, b.length)));
+      return parseJson(text);
+    }
+
+    // {bytes} or {error}
+    inflate(bytes) {
+      const f = this.fn('navreq_inflate');
+      const data = this.fn('navreq_result_data');
+      const size = this.fn('navreq_result_size');
+      return this.withBytes([bytes], ([p]) => {
+        const ok = f(p, bytes.length);
+        const at = data();
+        const n = size();
+        const out = this.M.HEAPU8.slice(at, at + n);
+        if (ok === 1) return { bytes: out };
+        return { error: this.decoder.decode(out) || 'does not inflate' };
+      });
+    }
+  }
+  NR.Engine = Engine;
+})(window.NR);

@@ -1,0 +1,349 @@
+'use strict';
+// The decoded request as a tree of nodes, built lazily over the JSON document
+// the module returns (the same tree `navreq dump --json` prints, plus paths).
+// A node knows which buffer holds its bytes and where: the input, or the
+// inflated bytes of a gzip body (its own buffer, offsets counted from 0).
+(function (NR) {
+  const TYPE_NAMES = ['int8', 'int16', 'int32', 'int64', 'float', 'double', 'string', 'string',
+    'map', 'list', 'struct', 'end', 'zero', 'bytes', 'type14', 'type15'];
+  const PB_WIRE = { 0: 'varint', 1: 'fixed64', 2: 'bytes', 5: 'fixed32' };
+  NR.TYPE_NAMES = TYPE_NAMES;
+
+  // The text dump gives a float or double: the shortest form that reads
+  // back, fixed or with an exponent (whichever is shorter, fixed on a tie),
+  // always with "." or "e".
+  function realText(v) {
+    if (typeof v === 'string') return v;
+    if (Object.is(v, -0)) return '-0.0';
+    const neg = v < 0;
+    const m = Math.abs(v).toExponential().match(/^(\d)(?:\.(\d+))?e([+-]\d+)$/);
+    const digits = m[1] + (m[2] || '');
+    const exp = parseInt(m[3], 10);
+    const sci = m[1] + (m[2] ? '.' + m[2] : '') + 'e' + (exp < 0 ? '-' : '+') +
+      String(Math.abs(exp)).padStart(2, '0');
+    let fixed;
+    if (exp >= 0) {
+      fixed = digits.length > exp + 1 ? digits.slice(0, exp + 1) + '.' + digits.slice(exp + 1)
+        : digits + '0'.repeat(exp + 1 - digits.length);
+    } else {
+      fixed = '0.' + '0'.repeat(-exp - 1) + digits;
+    }
+    let text = fixed.length <= sci.length ? fixed : sci;
+    if (!/[.e]/.test(text)) text += '.0';
+    return (neg ? '-' : '') + text;
+  }
+  NR.realText = realText;
+
+  class Node {
+    constructor(doc, parent, j, kind, name, buf, base) {
+      this.doc = doc;
+      this.parent = parent;
+      this.j = j;
+      this.kind = kind; // root, field, elem, key, value, pb, missing, undecoded
+      this.name = name;
+      this.buf = buf;
+      this.base = base; // where "at" 0 lies in the buffer
+      this.kids = null;
+      this.located = null;
+      this.el = null;
+      this.depth = parent ? parent.depth + 1 : 0;
+      if (kind === 'missing' || kind === 'root') {
+        this.at = -1;
+        this.len = 0;
+      } else {
+        this.at = j.at;
+        this.len = kind === 'undecoded' ? j.hex.length / 2 : j.len;
+      }
+      this.start = this.at >= 0 ? base + this.at : -1;
+      this.path = j && typeof j.path === 'string' ? j.path : '';
+    }
+
+    get typeText() {
+      const j = this.j;
+      if (this.kind === 'undecoded') return 'undecoded';
+      if (this.kind === 'pb') return PB_WIRE[j.wire] || 'wire ' + j.wire;
+      if (this.kind === 'missing') return j.declared || '';
+      if (j.declared) return j.declared;
+      return TYPE_NAMES[j.type & 15];
+    }
+
+    // The value as the JSON holds it, or null for a container.
+    get valueText() {
+      const j = this.j;
+      if (this.kind === 'root' || this.kind === 'missing') return null;
+      if (this.kind === 'undecoded') return j.hex;
+      if (this.kind === 'pb') return j.hex !== undefined ? j.hex : String(j.value);
+      if (j.kse || j.message || j.fields || j.items || j.entries) return null;
+      if (j.error !== undefined) return j.hex !== undefined ? j.hex : null;
+      if (j.hex !== undefined) return j.hex;
+      if (j.value === undefined) return null;
+      if (j.type === 4 || j.type === 5) return realText(j.value);
+      return String(j.value);
+    }
+
+    get isString() {
+      return (this.j.type === 6 || this.j.type === 7) && this.j.value !== undefined &&
+        this.kind !== 'pb';
+    }
+
+    // A short description of what a container holds.
+    get summary() {
+      const j = this.j;
+      if (!j || this.kind === 'pb' || this.kind === 'undecoded') return '';
+      const parts = [];
+      if (j.items || j.entries) parts.push('[' + (j.count !== undefined ? j.count : '?') + ']');
+      if (j.gzip !== undefined && this.kind !== 'root') {
+        if (j.error !== undefined) parts.push('gzip stream that does not inflate');
+        else parts.push('gzip, ' + this.innerSize() + ' bytes inflated');
+      }
+      if (j.kse) parts.push('\u2192 ' + (j.kse.record || 'Kse fields'));
+      if (j.message) parts.push('\u2192 protocol-buffers message');
+      return parts.join(' ');
+    }
+
+    get problems() {
+      const j = this.j;
+      const out = [];
+      if (!j || this.kind === 'root') return out;
+      if (j.problem) out.push(j.problem);
+      if (j.incomplete) out.push('incomplete');
+      return out;
+    }
+
+    innerSize() {
+      const j = this.j;
+      if (j.kse) return j.kse.size;
+      if (j.message) return j.message.hex.length / 2;
+      return 0;
+    }
+
+    get expandable() {
+      return this.children().length > 0;
+    }
+
+    // Children in the order dump prints them: fields (or items, entries),
+    // then missing fields, then the undecoded run.
+    children() {
+      if (this.kids) return this.kids;
+      const j = this.j;
+      const kids = [];
+      let holder = null;
+      let buf = this.buf;
+      let base = this.base;
+      if (this.kind === 'root') {
+        holder = j;
+        buf = this.doc.topBuffer;
+        base = 0;
+      } else if (this.kind !== 'pb' && this.kind !== 'missing' && this.kind !== 'undecoded') {
+        if (j.kse || j.message) {
+          holder = j.kse || j.message;
+          if (j.gzip !== undefined) {
+            buf = j._nrBuf;
+            base = 0;
+          } else {
+            base = this.start + this.len - this.innerSize();
+          }
+        } else {
+          holder = j;
+        }
+      }
+      if (holder) {
+        if (holder.fields) {
+          const pb = holder === j.message;
+          for (const f of holder.fields) {
+            const name = pb ? '#' + f.number : (f.name !== undefined ? f.name : '#' + f.tag);
+            kids.push(new Node(this.doc, this, f, pb ? 'pb' : 'field', name, buf, base));
+          }
+        }
+        if (holder.items) {
+          holder.items.forEach((f, i) => kids.push(new Node(this.doc, this, f, 'elem', '[' + i + ']', buf, base)));
+        }
+        if (holder.entries) {
+          holder.entries.forEach((e, i) => {
+            if (e.key) kids.push(new Node(this.doc, this, e.key, 'key', 'key', buf, base));
+            if (e.value) kids.push(new Node(this.doc, this, e.value, 'value', this.entryName(e, i), buf, base));
+          });
+        }
+        if (holder.missing) {
+          for (const m of holder.missing) kids.push(new Node(this.doc, this, m, 'missing', m.name, buf, base));
+        }
+        if (holder.undecoded) kids.push(new Node(this.doc, this, holder.undecoded, 'undecoded', '<undecoded>', buf, base));
+      }
+      this.kids = kids;
+      return kids;
+    }
+
+    // A map value is named by its key as the diff path names it: "[key]".
+    entryName(e, i) {
+      const p = e.value.path;
+      if (typeof p === 'string' && this.path && p.startsWith(this.path) && p.endsWith(']')) {
+        return p.slice(this.path.length);
+      }
+      const k = e.key ? (e.key.value !== undefined ? e.key.value : e.key.hex) : i;
+      return '[' + k + ']';
+    }
+
+    // Children with bytes in the same buffer, sorted by start (the wire order).
+    locatedKids() {
+      if (this.located) return this.located;
+      this.located = this.children().filter((k) => k.start >= 0 && k.buf === this.bufOfKids());
+      return this.located;
+    }
+
+    bufOfKids() {
+      if (this.kind === 'root') return this.doc.topBuffer;
+      if (this.j && this.j.gzip !== undefined) return this.j._nrBuf;
+      return this.buf;
+    }
+
+    // The innermost descendant whose bytes hold `off` (in this node's
+    // children's buffer); null when none does.
+    innermost(off) {
+      let node = this;
+      let found = null;
+      for (;;) {
+        const kids = node.locatedKids();
+        let lo = 0;
+        let hi = kids.length - 1;
+        let pick = -1;
+        while (lo <= hi) {
+          const mid = (lo + hi) >> 1;
+          if (kids[mid].start <= off) {
+            pick = mid;
+            lo = mid + 1;
+          } else {
+            hi = mid - 1;
+          }
+        }
+        if (pick < 0) return found;
+        const k = kids[pick];
+        if (off >= k.start + k.len) return found;
+        found = k;
+        if (k.bufOfKids() !== k.buf) return found; // a gzip body: its fields live elsewhere
+        node = k;
+      }
+    }
+
+    // The node with this path, or the deepest ancestor of it that exists.
+    findPath(path) {
+      let node = this;
+      for (;;) {
+        const kids = node.children();
+        let next = null;
+        for (const k of kids) {
+          if (!k.path) continue;
+          if (k.path === path) return k;
+          if (!next && path.startsWith(k.path) && (path[k.path.length] === '.' || path[k.path.length] === '[') &&
+            k.children().length > 0) {
+            next = k;
+          }
+        }
+        if (!next) return node === this ? null : node;
+        node = next;
+      }
+    }
+  }
+  NR.Node = Node;
+
+  // One decoded request: its bytes, the tree, the buffers (input and inflated).
+  class Doc {
+    constructor(side, bytes, result, engine) {
+      this.side = side;
+      this.bytes = bytes;
+      this.status = result.status;
+      this.tree = result.tree || {};
+      this.engine = engine;
+      this.buffers = [{ id: side + ':0', label: 'input', size: bytes.length, bytes, owner: null }];
+      this.topBuffer = side + ':0';
+      if (this.tree.gzip !== undefined) {
+        const id = side + ':1';
+        this.buffers.push({ id, label: 'inflated input', size: this.tree.inflated || 0, bytes: null, owner: null, top: true });
+        this.topBuffer = id;
+      }
+      this.root = new Node(this, null, this.tree, 'root', this.tree.record || '', this.topBuffer, 0);
+      this.assignBuffers();
+    }
+
+    // Numbers the gzip bodies in document order: side:1, side:2, ...
+    assignBuffers() {
+      const stack = [];
+      const push = (list) => {
+        if (!list) return;
+        for (let i = list.length - 1; i >= 0; i--) stack.push(list[i]);
+      };
+      const pushHolder = (h) => {
+        if (!h) return;
+        const items = [];
+        if (h.fields) items.push(...h.fields);
+        if (h.items) items.push(...h.items);
+        if (h.entries) for (const e of h.entries) { if (e.key) items.push(e.key); if (e.value) items.push(e.value); }
+        push(items);
+      };
+      if (this.tree.gzip === undefined || this.tree.fields) pushHolder(this.tree);
+      while (stack.length) {
+        const j = stack.pop();
+        if (j.gzip !== undefined && j.tag !== undefined) {
+          const id = this.side + ':' + this.buffers.length;
+          j._nrBuf = id;
+          const size = j.kse ? j.kse.size : j.message ? j.message.hex.length / 2 : 0;
+          this.buffers.push({ id, label: (j.name || 'body') + ' inflated', size, bytes: null, owner: j,
+            failed: j.error !== undefined });
+        }
+        if (j.kse) pushHolder(j.kse);
+        else if (j.fields || j.items || j.entries) pushHolder(j);
+      }
+    }
+
+    buffer(id) {
+      return this.buffers.find((b) => b.id === id) || null;
+    }
+
+    // The bytes of a buffer, inflating a gzip body the first time it is needed.
+    bufferBytes(id) {
+      const b = this.buffer(id);
+      if (!b) return null;
+      if (b.bytes || b.error) return b.bytes;
+      const compressed = b.top ? this.bytes : NR.hexToBytes(b.owner.gzip);
+      const r = this.engine.inflate(compressed);
+      if (r.bytes) {
+        b.bytes = r.bytes;
+        b.size = r.bytes.length;
+      } else {
+        b.error = r.error;
+      }
+      return b.bytes;
+    }
+
+    // The node that holds a buffer's top level (root, or the gzip node).
+    bufferRoot(id) {
+      if (id === this.topBuffer) return this.root;
+      const b = this.buffer(id);
+      if (!b || !b.owner) return null;
+      return this.nodeOfJson(b.owner);
+    }
+
+    // Finds the node object for a JSON node (walking from the root by path).
+    nodeOfJson(j) {
+      if (j.path) {
+        const n = this.root.findPath(j.path);
+        if (n && n.j === j) return n;
+      }
+      return null;
+    }
+
+    commandName() {
+      const f = (this.tree.fields || []).find((x) => x.name === 'cmd_name');
+      return f && typeof f.value === 'string' ? f.value : '';
+    }
+
+    statusText() {
+      switch (this.status) {
+        case 0: return 'decoded cleanly';
+        case 1: return 'part did not decode';
+        case 2: return 'decoded, with missing fields, type mismatches, unknown tags or no envelope';
+        default: return 'status ' + this.status;
+      }
+    }
+  }
+  NR.Doc = Doc;
+})(window.NR);

@@ -1,0 +1,322 @@
+'use strict';
+// The tree view (WAI-ARIA tree): children are rendered only when their
+// parent is expanded, and long child lists in chunks of CHUNK.
+(function (NR) {
+  const CHUNK = 1000;
+  const VALUE_SHOWN = 160; // characters shown before the value is cut visually
+
+  function span(cls, text) {
+    const s = document.createElement('span');
+    s.className = cls;
+    s.textContent = text;
+    return s;
+  }
+
+  class TreeView {
+    constructor(el, onSelect) {
+      this.el = el; // ul[role=tree]
+      this.onSelect = onSelect;
+      this.doc = null;
+      this.selected = null;
+      this.focused = null;
+      el.addEventListener('click', (e) => this.onClick(e));
+      el.addEventListener('keydown', (e) => this.onKey(e));
+    }
+
+    clear() {
+      this.el.textContent = '';
+      this.doc = null;
+      this.selected = null;
+      this.focused = null;
+    }
+
+    show(doc) {
+      this.clear();
+      this.doc = doc;
+      this.fillGroup(doc.root, this.el);
+      const first = this.el.querySelector('[role=treeitem]');
+      if (first) this.setFocusable(first);
+    }
+
+    // --- rendering -------------------------------------------------------
+
+    renderItem(node) {
+      const li = document.createElement('li');
+      li.setAttribute('role', 'treeitem');
+      li.tabIndex = -1;
+      li.dataset.path = node.path;
+      li.setAttribute('aria-level', String(node.depth));
+      node.el = li;
+      li._node = node;
+      const row = document.createElement('div');
+      row.className = 'row';
+      if (node.kind === 'missing') {
+        li.className = 'missing';
+        li.dataset.name = node.j.name;
+        li.dataset.tag = String(node.j.tag);
+        li.dataset.buffer = '';
+        row.dataset.label = node.j.tag + ' ' + node.j.name + ' (' + (node.j.declared || '') + ')';
+        row.textContent = 'missing';
+        li.appendChild(row);
+        return li;
+      }
+      li.dataset.buffer = node.buf;
+      li.dataset.at = String(node.at);
+      li.dataset.len = String(node.len);
+      li.dataset.start = String(node.start);
+      li.className = 'kind-' + node.kind;
+      const twisty = span('twisty', '');
+      twisty.setAttribute('aria-hidden', 'true');
+      row.appendChild(twisty);
+      row.appendChild(span('name', node.name));
+      row.appendChild(span('type', node.typeText));
+      const value = node.valueText;
+      if (value !== null) {
+        const v = span('value' + (node.isString ? ' str' : ''), value);
+        if (value.length > VALUE_SHOWN) {
+          v.classList.add('long');
+          v.title = value.length > 4096 ? value.slice(0, 4096) + '\u2026 (' + value.length + ' characters; full value in the details)' : value;
+        }
+        row.appendChild(v);
+      }
+      const summary = node.summary;
+      if (summary) row.appendChild(span('summary', summary));
+      row.appendChild(span('at', '@' + node.at + '+' + node.len));
+      for (const p of node.problems) row.appendChild(span('problem', p));
+      if (node.kind === 'undecoded') row.appendChild(span('why', node.j.why || ''));
+      if (node.j && node.j.error !== undefined) row.appendChild(span('why', node.j.error));
+      li.appendChild(row);
+      if (node.expandable) li.setAttribute('aria-expanded', 'false');
+      if (node.problems.length || node.kind === 'undecoded') li.classList.add('has-problem');
+      return li;
+    }
+
+    // Fills a group with a node's children, the first chunk of them.
+    fillGroup(node, group) {
+      const kids = node.children();
+      node.chunks = new Set();
+      const nChunks = Math.ceil(kids.length / CHUNK);
+      this.appendChunk(node, group, 0, null);
+      if (nChunks > 1) group.appendChild(this.gap(node, 1, nChunks));
+    }
+
+    appendChunk(node, group, c, before) {
+      const kids = node.children();
+      node.chunks.add(c);
+      const frag = document.createDocumentFragment();
+      const end = Math.min(kids.length, (c + 1) * CHUNK);
+      for (let i = c * CHUNK; i < end; i++) frag.appendChild(this.renderItem(kids[i]));
+      group.insertBefore(frag, before);
+    }
+
+    // Stands for the chunks from..to-1 that are not rendered yet.
+    gap(node, from, to) {
+      const li = document.createElement('li');
+      li.setAttribute('role', 'none');
+      li.className = 'gap';
+      li._gap = { node, from, to };
+      const kids = node.children().length;
+      const b = document.createElement('button');
+      b.type = 'button';
+      b.tabIndex = -1;
+      const first = from * CHUNK;
+      const last = Math.min(kids, to * CHUNK) - 1;
+      b.textContent = 'show ' + first + '\u2013' + Math.min(last, first + CHUNK - 1) + ' (next ' +
+        Math.min(CHUNK, last - first + 1) + ' of ' + (last - first + 1) + ' hidden)';
+      li.appendChild(b);
+      return li;
+    }
+
+    // Renders chunk c of the gap (splitting it) and returns nothing.
+    openGap(gapLi, c) {
+      const { node, from, to } = gapLi._gap;
+      const group = gapLi.parentNode;
+      if (c === undefined) c = from;
+      if (from < c) group.insertBefore(this.gap(node, from, c), gapLi);
+      this.appendChunk(node, group, c, gapLi);
+      if (c + 1 < to) group.insertBefore(this.gap(node, c + 1, to), gapLi);
+      const wasFocused = document.activeElement && gapLi.contains(document.activeElement);
+      gapLi.remove();
+      if (wasFocused) {
+        const first = node.children()[c * CHUNK];
+        if (first && first.el) this.focusItem(first.el);
+      }
+    }
+
+    expand(li) {
+      const node = li._node;
+      if (!node || !node.expandable || li.getAttribute('aria-expanded') === 'true') return;
+      let group = li.querySelector(':scope > ul');
+      if (!group) {
+        group = document.createElement('ul');
+        group.setAttribute('role', 'group');
+        li.appendChild(group);
+        this.fillGroup(node, group);
+      }
+      li.setAttribute('aria-expanded', 'true');
+    }
+
+    collapse(li) {
+      if (li.getAttribute('aria-expanded') === 'true') li.setAttribute('aria-expanded', 'false');
+    }
+
+    // Expands everything rendered below li (lists stay in their chunks).
+    expandAll(li) {
+      const stack = li ? [li] : Array.from(this.el.children).filter((x) => x._node).reverse();
+      let count = 0;
+      while (stack.length) {
+        const x = stack.pop();
+        if (!x._node || !x._node.expandable) continue;
+        this.expand(x);
+        count++;
+        const group = x.querySelector(':scope > ul');
+        if (!group) continue;
+        const items = Array.from(group.children).filter((c) => c._node);
+        for (let i = items.length - 1; i >= 0; i--) stack.push(items[i]);
+      }
+      return count;
+    }
+
+    // Makes a node's element exist and be visible: ancestors expanded, the
+    // chunk that holds it rendered.
+    reveal(node) {
+      const chain = [];
+      for (let n = node; n && n.kind !== 'root'; n = n.parent) chain.push(n);
+      chain.reverse();
+      for (const n of chain) {
+        if (!n.el) {
+          const parent = n.parent;
+          const group = parent.kind === 'root' ? this.el : parent.el.querySelector(':scope > ul');
+          const idx = parent.children().indexOf(n);
+          const c = Math.floor(idx / CHUNK);
+          const gapLi = Array.from(group.children).find((g) => g._gap && g._gap.from <= c && c < g._gap.to);
+          if (gapLi) this.openGap(gapLi, c);
+        }
+        if (n !== node) this.expand(n.el);
+      }
+      return node.el;
+    }
+
+    // --- selection and focus ------------------------------------------------
+
+    select(node, opts) {
+      opts = opts || {};
+      const li = this.reveal(node);
+      if (!li) return;
+      if (this.selected && this.selected !== li) this.selected.removeAttribute('aria-selected');
+      li.setAttribute('aria-selected', 'true');
+      this.selected = li;
+      this.setFocusable(li);
+      if (opts.focus) li.focus({ preventScroll: true });
+      if (opts.scroll !== false) {
+        const row = li.querySelector(':scope > .row');
+        (row || li).scrollIntoView({ block: 'nearest', inline: 'nearest' });
+      }
+      if (!opts.silent && this.onSelect) this.onSelect(node, opts.origin || 'tree');
+    }
+
+    setFocusable(el) {
+      if (this.focused && this.focused !== el) this.focused.tabIndex = -1;
+      el.tabIndex = 0;
+      this.focused = el;
+    }
+
+    focusItem(el) {
+      if (!el) return;
+      const target = el.getAttribute('role') === 'treeitem' ? el : el.querySelector('button');
+      this.setFocusable(target);
+      target.focus();
+    }
+
+    // The visible units in order: treeitems and gap rows (li elements).
+    nextUnit(li) {
+      if (li.getAttribute('aria-expanded') === 'true') {
+        const g = li.querySelector(':scope > ul');
+        if (g && g.firstElementChild) return g.firstElementChild;
+      }
+      for (let x = li; x && x !== this.el; x = x.parentNode.closest('li') || null) {
+        if (x.nextElementSibling) return x.nextElementSibling;
+        if (x.parentNode === this.el) return null;
+      }
+      return null;
+    }
+
+    prevUnit(li) {
+      let x = li.previousElementSibling;
+      if (!x) {
+        const up = li.parentNode.closest('li');
+        return up && this.el.contains(up) ? up : null;
+      }
+      while (x.getAttribute('aria-expanded') === 'true') {
+        const g = x.querySelector(':scope > ul');
+        if (!g || !g.lastElementChild) break;
+        x = g.lastElementChild;
+      }
+      return x;
+    }
+
+    lastUnit() {
+      let x = this.el.lastElementChild;
+      while (x && x.getAttribute('aria-expanded') === 'true') {
+        const g = x.querySelector(':scope > ul');
+        if (!g || !g.lastElementChild) break;
+        x = g.lastElementChild;
+      }
+      return x;
+    }
+
+    onClick(e) {
+      const gapLi = e.target.closest('li.gap');
+      if (gapLi && this.el.contains(gapLi)) {
+        this.openGap(gapLi);
+        return;
+      }
+      const li = e.target.closest('[role=treeitem]');
+      if (!li || !this.el.contains(li) || !li._node) return;
+      if (e.target.classList.contains('twisty')) {
+        if (li.getAttribute('aria-expanded') === 'true') this.collapse(li);
+        else this.expand(li);
+      }
+      this.select(li._node, { focus: true, origin: 'tree', scroll: false });
+    }
+
+    onKey(e) {
+      const cur = e.target.closest('li');
+      if (!cur || !this.el.contains(cur)) return;
+      const isGap = cur.classList.contains('gap');
+      let handled = true;
+      switch (e.key) {
+        case 'ArrowDown': this.focusItem(this.nextUnit(cur)); break;
+        case 'ArrowUp': this.focusItem(this.prevUnit(cur)); break;
+        case 'Home': this.focusItem(this.el.firstElementChild); break;
+        case 'End': this.focusItem(this.lastUnit()); break;
+        case 'ArrowRight':
+          if (isGap) break;
+          if (cur.getAttribute('aria-expanded') === 'false') this.expand(cur);
+          else if (cur.getAttribute('aria-expanded') === 'true') this.focusItem(this.nextUnit(cur));
+          break;
+        case 'ArrowLeft':
+          if (cur.getAttribute('aria-expanded') === 'true') this.collapse(cur);
+          else {
+            const up = cur.parentNode.closest('li');
+            if (up && this.el.contains(up)) this.focusItem(up);
+          }
+          break;
+        case 'Enter':
+        case ' ':
+          if (isGap) this.openGap(cur);
+          else if (cur._node) this.select(cur._node, { focus: true, origin: 'tree', scroll: false });
+          break;
+        case '*':
+          if (!isGap) this.expandAll(cur);
+          break;
+        default: handled = false;
+      }
+      if (handled) {
+        e.preventDefault();
+        e.stopPropagation();
+      }
+    }
+  }
+  NR.TreeView = TreeView;
+})(window.NR);
