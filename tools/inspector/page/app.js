@@ -137,15 +137,20 @@
 
     showStatus(fileName) {
       const doc = this.doc;
-      const t = doc.tree;
+      const tree = doc.tree;
       const parts = [];
       if (fileName) parts.push(fileName);
-      parts.push(t.record ? t.record : (t.size === 0 ? 'empty input' : 'no envelope recognised'));
+      parts.push(tree.record ? tree.record : (tree.size === 0 ? 'empty input' : 'no envelope recognised'));
       const cmd = doc.commandName();
       if (cmd) parts.push(cmd);
-      parts.push(doc.bytes.length + ' bytes' + (t.gzip !== undefined ? ' (gzip, ' + (t.inflated || 0) + ' inflated)' : ''));
+      parts.push(doc.bytes.length + ' bytes' + (tree.gzip !== undefined ? ' (gzip, ' + (tree.inflated || 0) + ' inflated)' : ''));
       parts.push(doc.statusText() + ' (status ' + doc.status + ')');
       this.statusEl.textContent = parts.join(' \u00b7 ');
+      const t = engine.timings;
+      if (t) {
+        this.statusEl.title = 'decoded in ' + Math.round(t.decode) + ' ms, tree of ' + t.json +
+          ' characters read in ' + Math.round(t.parse) + ' ms';
+      }
       this.statusEl.dataset.status = String(doc.status);
     }
 

@@ -6,6 +6,8 @@ window.NR = window.NR || {};
 
 (function (NR) {
   const HEX_DIGITS = '0123456789abcdef';
+  // The longest string V8 makes (2^29 - 24 characters); UTF-8 bytes bound it.
+  const MAX_TEXT = 536870888;
 
   NR.bytesToHex = function (bytes) {
     const parts = new Array(bytes.length);
@@ -122,14 +124,26 @@ window.NR = window.NR || {};
       const heap = this.M.HEAPU8;
       let end = heap.indexOf(0, p);
       if (end < 0) end = heap.length;
+      if (end - p > MAX_TEXT) {
+        throw new Error('the decoded tree is ' + Math.round((end - p) / 1048576) + ' MB of JSON text, ' +
+          'more than the browser can hold in one string; `navreq dump` reads such inputs');
+      }
       return this.decoder.decode(heap.subarray(p, end));
     }
 
     // {status, tree}
     inspect(bytes) {
       const f = this.fn('navreq_inspect');
-      const text = this.withBytes([bytes], ([p]) => this.cString(f(p, bytes.length)));
-      return parseJson(text);
+      const t0 = performance.now();
+      let p0 = 0;
+      const text = this.withBytes([bytes], ([p]) => {
+        p0 = f(p, bytes.length);
+        return this.cString(p0);
+      });
+      const t1 = performance.now();
+      const result = parseJson(text);
+      this.timings = { decode: t1 - t0, parse: performance.now() - t1, json: text.length };
+      return result;
     }
 
     // [{path, a, b, line}]
