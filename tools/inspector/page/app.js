@@ -3,6 +3,7 @@
 // (tree, hex panes, status, details), the differences, and the test hooks.
 (function (NR) {
   const DETAIL_SHOWN = 65536; // characters of a value shown in the details
+  const INPUT_SHOWN = 262144; // bytes shown as hex in the text box after a load
   const FRAGMENT_MAX = 2000000; // longest #hex= the page writes into the URL
   let engine = null;
   const ready = [];
@@ -56,6 +57,17 @@
       });
     }
 
+    // Shows loaded bytes as hex in the text box; a very long text is left
+    // out (the box would cost more than the tree).
+    showInput(bytes, from) {
+      if (bytes.length <= INPUT_SHOWN) {
+        this.input.value = NR.bytesToHex(bytes);
+      } else {
+        this.input.value = '';
+        this.input.placeholder = (from || 'input') + ': ' + bytes.length + ' bytes loaded (too long to show here)';
+      }
+    }
+
     error(text) {
       this.message.textContent = text;
       this.message.hidden = !text;
@@ -79,7 +91,7 @@
           this.error(file.name + ': ' + r.error);
           return;
         }
-        this.input.value = NR.bytesToHex(r.bytes);
+        this.showInput(r.bytes, file.name);
         this.load(r.bytes, true, file.name);
       };
       reader.onerror = () => this.error(file.name + ': the file could not be read.');
@@ -294,7 +306,7 @@
       const s = App.sides[side];
       if (!s) throw new Error('no side ' + side);
       const data = bytes instanceof Uint8Array ? bytes : new Uint8Array(bytes);
-      s.input.value = data.length <= 4000000 ? NR.bytesToHex(data) : '';
+      s.showInput(data);
       return s.load(data, false);
     },
     expandAll(side) {

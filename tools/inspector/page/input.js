@@ -9,13 +9,16 @@ window.NR = window.NR || {};
   // The longest string V8 makes (2^29 - 24 characters); UTF-8 bytes bound it.
   const MAX_TEXT = 536870888;
 
+  const HEX_CODES = new Uint8Array(Array.from(HEX_DIGITS, (c) => c.charCodeAt(0)));
+  const latin1 = new TextDecoder('latin1');
   NR.bytesToHex = function (bytes) {
-    const parts = new Array(bytes.length);
-    for (let i = 0; i < bytes.length; i++) {
+    const out = new Uint8Array(bytes.length * 2);
+    for (let i = 0, j = 0; i < bytes.length; i++, j += 2) {
       const b = bytes[i];
-      parts[i] = HEX_DIGITS[b >> 4] + HEX_DIGITS[b & 15];
+      out[j] = HEX_CODES[b >> 4];
+      out[j + 1] = HEX_CODES[b & 15];
     }
-    return parts.join('');
+    return latin1.decode(out);
   };
 
   // Hex without separators (as the module's JSON writes it) to bytes.

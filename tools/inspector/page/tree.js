@@ -73,11 +73,16 @@
       const value = node.valueText;
       if (value !== null) {
         const v = span('value' + (node.isString ? ' str' : ''), value);
-        if (value.length > VALUE_SHOWN) {
-          v.classList.add('long');
-          v.title = value.length > 4096 ? value.slice(0, 4096) + '\u2026 (' + value.length + ' characters; full value in the details)' : value;
-        }
         row.appendChild(v);
+        if (value.length > VALUE_SHOWN) {
+          // The whole value stays in .value; what is shown is its start (a
+          // long single line would cost the layout dearly).
+          v.classList.add('long');
+          const cut = span('value-cut' + (node.isString ? ' str' : ''), value.slice(0, VALUE_SHOWN) + '\u2026');
+          cut.title = value.length > 4096 ? value.slice(0, 4096) + '\u2026 (' + value.length +
+            ' characters; select the field for the whole value)' : value;
+          row.appendChild(cut);
+        }
       }
       const summary = node.summary;
       if (summary) row.appendChild(span('summary', summary));
