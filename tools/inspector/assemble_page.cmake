@@ -50,12 +50,16 @@ function(check_inline what text closing)
   string(FIND "${lower}" "${closing}" at)
   if(NOT at EQUAL -1)
     message(FATAL_ERROR "assemble_page: ${what} contains \"${closing}\" (at character ${at}), "
-                        "which would end its element early")
+                        "which the HTML parser would read as markup")
   endif()
 endfunction()
 check_inline("the style sheets" "${css_text}" "</style")
 check_inline("the module ${MODULE_JS}" "${module_text}" "</script")
 check_inline("the page scripts" "${js_text}" "</script")
+# "<!--" in a script, followed by "<script", would hide the script's end from
+# the HTML parser.
+check_inline("the module ${MODULE_JS}" "${module_text}" "<!--")
+check_inline("the page scripts" "${js_text}" "<!--")
 
 # Each placeholder stands once in the skeleton, in the order css, module, js.
 # The page is cut at them and put together again, so inlined text is never

@@ -336,20 +336,29 @@
       document.body.dataset.state = 'ready';
       moduleState.textContent = 'Decoder ready.';
       ready.splice(0).forEach((f) => f());
-      const hex = readFragment();
-      if (hex !== null) {
-        const r = NR.parseText(hex);
-        if (r.error) App.sides.a.error('#hex= in the address: ' + r.error);
-        else {
-          App.sides.a.input.value = hex;
-          App.sides.a.load(r.bytes, false);
-        }
-      }
+      loadFragment(false);
     }, (e) => {
       document.body.dataset.state = 'error';
       moduleState.textContent = 'The decoder module failed to start: ' + (e && e.message ? e.message : e);
     });
   }
+
+  // Loads the address's #hex= into A: on open, and when the address is
+  // edited by hand (unless it names what A shows already).
+  function loadFragment(onlyIfNew) {
+    const hex = readFragment();
+    const a = App.sides.a;
+    if (hex === null || !engine) return;
+    if (onlyIfNew && a.doc && NR.bytesToHex(a.doc.bytes) === hex.toLowerCase()) return;
+    const r = NR.parseText(hex);
+    if (r.error) {
+      a.error('#hex= in the address: ' + r.error);
+      return;
+    }
+    a.showInput(r.bytes);
+    a.load(r.bytes, false);
+  }
+  window.addEventListener('hashchange', () => loadFragment(true));
 
   if (document.readyState === 'loading') document.addEventListener('DOMContentLoaded', start);
   else start();

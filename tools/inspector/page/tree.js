@@ -110,7 +110,14 @@
       node.chunks.add(c);
       const frag = document.createDocumentFragment();
       const end = Math.min(kids.length, (c + 1) * CHUNK);
-      for (let i = c * CHUNK; i < end; i++) frag.appendChild(this.renderItem(kids[i]));
+      for (let i = c * CHUNK; i < end; i++) {
+        const li = this.renderItem(kids[i]);
+        if (kids.length > CHUNK) {
+          li.setAttribute('aria-setsize', String(kids.length));
+          li.setAttribute('aria-posinset', String(i + 1));
+        }
+        frag.appendChild(li);
+      }
       group.insertBefore(frag, before);
     }
 
