@@ -155,7 +155,8 @@
       parts.push(tree.record ? tree.record : (tree.size === 0 ? 'empty input' : 'no envelope recognised'));
       const cmd = doc.commandName();
       if (cmd) parts.push(cmd);
-      parts.push(doc.bytes.length + ' bytes' + (tree.gzip !== undefined ? ' (gzip, ' + (tree.inflated || 0) + ' inflated)' : ''));
+      parts.push(doc.bytes.length + ' bytes' + (tree.gzip === undefined ? '' : tree.inflated !== undefined ? ' (gzip, ' + tree.inflated + ' inflated)' : ' (gzip)'));
+      if (tree.error !== undefined) parts.push(tree.error);
       parts.push(doc.statusText() + ' (status ' + doc.status + ')');
       this.statusEl.textContent = parts.join(' \u00b7 ');
       const t = engine.timings;

@@ -23,8 +23,9 @@
       String(Math.abs(exp)).padStart(2, '0');
     let fixed;
     if (exp >= 0) {
+      // An integral value is written with all its digits, exact.
       fixed = digits.length > exp + 1 ? digits.slice(0, exp + 1) + '.' + digits.slice(exp + 1)
-        : digits + '0'.repeat(exp + 1 - digits.length);
+        : BigInt(Math.abs(v)).toString();
     } else {
       fixed = '0.' + '0'.repeat(-exp - 1) + digits;
     }
@@ -168,6 +169,11 @@
           for (const m of holder.missing) kids.push(new Node(this.doc, this, m, 'missing', m.name, buf, base));
         }
         if (holder.undecoded) kids.push(new Node(this.doc, this, holder.undecoded, 'undecoded', '<undecoded>', buf, base));
+        if (this.kind === 'root' && j.error !== undefined && j.hex !== undefined) {
+          // A whole input that is a gzip stream and does not inflate.
+          const rest = { at: 0, why: j.error, hex: j.hex, path: '<undecoded>' };
+          kids.push(new Node(this.doc, this, rest, 'undecoded', '<undecoded>', buf, base));
+        }
       }
       this.kids = kids;
       return kids;
@@ -255,7 +261,7 @@
       this.engine = engine;
       this.buffers = [{ id: side + ':0', label: 'input', size: bytes.length, bytes, owner: null }];
       this.topBuffer = side + ':0';
-      if (this.tree.gzip !== undefined) {
+      if (this.tree.gzip !== undefined && this.tree.fields) {
         const id = side + ':1';
         this.buffers.push({ id, label: 'inflated input', size: this.tree.inflated || 0, bytes: null, owner: null, top: true });
         this.topBuffer = id;
