@@ -360,6 +360,9 @@
     a.load(r.bytes, false);
   }
   window.addEventListener('hashchange', () => loadFragment(true));
+  // A file dropped beside the panels is not opened by the browser in place of the page.
+  window.addEventListener('dragover', (e) => e.preventDefault());
+  window.addEventListener('drop', (e) => e.preventDefault());
 
   if (document.readyState === 'loading') document.addEventListener('DOMContentLoaded', start);
   else start();
