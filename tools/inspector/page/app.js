@@ -129,6 +129,7 @@
 
     show(bytes, fileName) {
       const result = engine.inspect(bytes);
+      if (this.doc) this.doc.release();
       const doc = new NR.Doc(this.letter, bytes, result, engine);
       this.doc = doc;
       this.buildPanes();

@@ -134,7 +134,8 @@ window.NR = window.NR || {};
       return this.decoder.decode(heap.subarray(p, end));
     }
 
-    // {status, tree}
+    // {status, input, tree}: the module keeps the bytes as input number
+    // `input` (for loading more items) until release(input).
     inspect(bytes) {
       const f = this.fn('navreq_inspect');
       const t0 = performance.now();
@@ -147,6 +148,21 @@ window.NR = window.NR || {};
       const result = parseJson(text);
       this.timings = { decode: t1 - t0, parse: performance.now() - t1, json: text.length };
       return result;
+    }
+
+    // The items of container `node` of kept input `input` from `from` on:
+    // {items, more}.
+    items(input, node, from, budget, path) {
+      const M = this.M;
+      const p = M.ccall('navreq_items', 'number', ['number', 'number', 'number', 'number', 'string'],
+        [input, node, from, budget, path]);
+      return parseJson(this.cString(p));
+    }
+
+    // Lets the module drop a kept input.
+    release(input) {
+      const f = this.M._navreq_release;
+      if (typeof f === 'function') f(input);
     }
 
     // [{path, a, b, line}]

@@ -7,6 +7,7 @@
   const TYPE_NAMES = ['int8', 'int16', 'int32', 'int64', 'float', 'double', 'string', 'string',
     'map', 'list', 'struct', 'end', 'zero', 'bytes', 'type14', 'type15'];
   const PB_WIRE = { 0: 'varint', 1: 'fixed64', 2: 'bytes', 5: 'fixed32' };
+  const MORE_BUDGET = 50000; // values in one window of items loaded on demand
   NR.TYPE_NAMES = TYPE_NAMES;
 
   // The text dump gives a float or double: the shortest form that reads
@@ -48,7 +49,7 @@
       this.located = null;
       this.el = null;
       this.depth = parent ? parent.depth + 1 : 0;
-      if (kind === 'missing' || kind === 'root') {
+      if (kind === 'missing' || kind === 'root' || kind === 'more') {
         this.at = -1;
         this.len = 0;
       } else {
@@ -56,7 +57,7 @@
         this.len = kind === 'undecoded' ? j.hex.length / 2 : j.len;
       }
       this.start = this.at >= 0 ? base + this.at : -1;
-      this.path = j && typeof j.path === 'string' ? j.path : '';
+      this.path = j && kind !== 'more' && typeof j.path === 'string' ? j.path : '';
     }
 
     get typeText() {
@@ -64,6 +65,7 @@
       if (this.kind === 'undecoded') return 'undecoded';
       if (this.kind === 'pb') return PB_WIRE[j.wire] || 'wire ' + j.wire;
       if (this.kind === 'missing') return j.declared || '';
+      if (this.kind === 'more') return '';
       if (j.declared) return j.declared;
       return TYPE_NAMES[j.type & 15];
     }
@@ -71,7 +73,7 @@
     // The value as the JSON holds it, or null for a container.
     get valueText() {
       const j = this.j;
-      if (this.kind === 'root' || this.kind === 'missing') return null;
+      if (this.kind === 'root' || this.kind === 'missing' || this.kind === 'more') return null;
       if (this.kind === 'undecoded') return j.hex;
       if (this.kind === 'pb') return j.hex !== undefined ? j.hex : String(j.value);
       if (j.kse || j.message || j.fields || j.items || j.entries) return null;
@@ -90,7 +92,7 @@
     // A short description of what a container holds.
     get summary() {
       const j = this.j;
-      if (!j || this.kind === 'pb' || this.kind === 'undecoded') return '';
+      if (!j || this.kind === 'pb' || this.kind === 'undecoded' || this.kind === 'more') return '';
       const parts = [];
       if (j.items || j.entries) parts.push('[' + (j.count !== undefined ? j.count : '?') + ']');
       if (j.gzip !== undefined && this.kind !== 'root') {
@@ -105,7 +107,7 @@
     get problems() {
       const j = this.j;
       const out = [];
-      if (!j || this.kind === 'root') return out;
+      if (!j || this.kind === 'root' || this.kind === 'more') return out;
       if (j.problem) out.push(j.problem);
       if (j.incomplete) out.push('incomplete');
       return out;
@@ -119,56 +121,76 @@
     }
 
     get expandable() {
-      return this.children().length > 0;
+      return this.holder() !== null && this.children().length > 0;
+    }
+
+    // The JSON object that holds this node's children (fields, items or
+    // entries, missing, undecoded, more); null for a leaf.
+    holder() {
+      const j = this.j;
+      if (this.kind === 'root') return j;
+      if (this.kind !== 'field' && this.kind !== 'elem' && this.kind !== 'key' && this.kind !== 'value') return null;
+      return j.kse || j.message || j;
+    }
+
+    // Which array of the holder carries the items: a map's entries, a
+    // list's items, or fields (records, embedded bytes, the top).
+    itemArrayName() {
+      const h = this.holder();
+      if (h !== this.j || this.kind === 'root') return 'fields';
+      if (this.j.type === 8) return 'entries';
+      if (this.j.type === 9) return 'items';
+      return 'fields';
+    }
+
+    // Where the children's bytes are: [buffer, base].
+    kidPlace() {
+      const j = this.j;
+      if (this.kind === 'root') return [this.doc.topBuffer, 0];
+      if (j.kse || j.message) {
+        if (j.gzip !== undefined) return [j._nrBuf, 0];
+        return [this.buf, this.start + this.len - this.innerSize()];
+      }
+      return [this.buf, this.base];
+    }
+
+    // Nodes for a run of the holder's items, the first at index `first`.
+    itemNodes(arrayName, list, first) {
+      const [buf, base] = this.kidPlace();
+      const out = [];
+      const pb = this.j && this.holder() === this.j.message;
+      list.forEach((f, k) => {
+        const i = first + k;
+        if (arrayName === 'entries') {
+          if (f.key) out.push(new Node(this.doc, this, f.key, 'key', 'key', buf, base));
+          if (f.value) out.push(new Node(this.doc, this, f.value, 'value', this.entryName(f, i), buf, base));
+        } else if (arrayName === 'items') {
+          out.push(new Node(this.doc, this, f, 'elem', '[' + i + ']', buf, base));
+        } else {
+          const name = pb ? '#' + f.number : (f.name !== undefined ? f.name : '#' + f.tag);
+          out.push(new Node(this.doc, this, f, pb ? 'pb' : 'field', name, buf, base));
+        }
+      });
+      return out;
     }
 
     // Children in the order dump prints them: fields (or items, entries),
-    // then missing fields, then the undecoded run.
+    // the marker of items not loaded yet, missing fields, the undecoded run.
     children() {
       if (this.kids) return this.kids;
       const j = this.j;
+      const h = this.holder();
       const kids = [];
-      let holder = null;
-      let buf = this.buf;
-      let base = this.base;
-      if (this.kind === 'root') {
-        holder = j;
-        buf = this.doc.topBuffer;
-        base = 0;
-      } else if (this.kind !== 'pb' && this.kind !== 'missing' && this.kind !== 'undecoded') {
-        if (j.kse || j.message) {
-          holder = j.kse || j.message;
-          if (j.gzip !== undefined) {
-            buf = j._nrBuf;
-            base = 0;
-          } else {
-            base = this.start + this.len - this.innerSize();
-          }
-        } else {
-          holder = j;
+      if (h) {
+        const [buf, base] = this.kidPlace();
+        for (const a of ['fields', 'items', 'entries']) {
+          if (h[a]) kids.push(...this.itemNodes(a, h[a], 0));
         }
-      }
-      if (holder) {
-        if (holder.fields) {
-          const pb = holder === j.message;
-          for (const f of holder.fields) {
-            const name = pb ? '#' + f.number : (f.name !== undefined ? f.name : '#' + f.tag);
-            kids.push(new Node(this.doc, this, f, pb ? 'pb' : 'field', name, buf, base));
-          }
+        if (h.more) kids.push(new Node(this.doc, this, h.more, 'more', 'more', buf, base));
+        if (h.missing) {
+          for (const m of h.missing) kids.push(new Node(this.doc, this, m, 'missing', m.name, buf, base));
         }
-        if (holder.items) {
-          holder.items.forEach((f, i) => kids.push(new Node(this.doc, this, f, 'elem', '[' + i + ']', buf, base)));
-        }
-        if (holder.entries) {
-          holder.entries.forEach((e, i) => {
-            if (e.key) kids.push(new Node(this.doc, this, e.key, 'key', 'key', buf, base));
-            if (e.value) kids.push(new Node(this.doc, this, e.value, 'value', this.entryName(e, i), buf, base));
-          });
-        }
-        if (holder.missing) {
-          for (const m of holder.missing) kids.push(new Node(this.doc, this, m, 'missing', m.name, buf, base));
-        }
-        if (holder.undecoded) kids.push(new Node(this.doc, this, holder.undecoded, 'undecoded', '<undecoded>', buf, base));
+        if (h.undecoded) kids.push(new Node(this.doc, this, h.undecoded, 'undecoded', '<undecoded>', buf, base));
         if (this.kind === 'root' && j.error !== undefined && j.hex !== undefined) {
           // A whole input that is a gzip stream and does not inflate.
           const rest = { at: 0, why: j.error, hex: j.hex, path: '<undecoded>' };
@@ -257,6 +279,7 @@
       this.side = side;
       this.bytes = bytes;
       this.status = result.status;
+      this.input = result.input; // the module keeps the bytes under this number
       this.tree = result.tree || {};
       this.engine = engine;
       this.buffers = [{ id: side + ':0', label: 'input', size: bytes.length, bytes, owner: null }];
@@ -267,11 +290,43 @@
         this.topBuffer = id;
       }
       this.root = new Node(this, null, this.tree, 'root', this.tree.record || '', this.topBuffer, 0);
-      this.assignBuffers();
+      if (this.tree.gzip === undefined || this.tree.fields) this.assignBuffers([this.tree]);
     }
 
-    // Numbers the gzip bodies in document order: side:1, side:2, ...
-    assignBuffers() {
+    // Loads the next window of a container's items (in place of its "more"
+    // marker) and returns the new child nodes, a new marker last if some are
+    // still left.
+    loadMore(marker) {
+      const parent = marker.parent;
+      const h = parent.holder();
+      const m = h.more;
+      const answer = this.engine.items(this.input, m.node, m.from, MORE_BUDGET, parent.path);
+      const name = parent.itemArrayName();
+      if (!h[name]) h[name] = [];
+      const first = h[name].length;
+      for (const item of answer.items) h[name].push(item);
+      if (answer.more) h.more = answer.more;
+      else delete h.more;
+      this.assignBuffers([{ [name]: answer.items }]);
+      const added = parent.itemNodes(name, answer.items, first);
+      if (h.more) {
+        const [buf, base] = parent.kidPlace();
+        added.push(new Node(this, parent, h.more, 'more', 'more', buf, base));
+      }
+      const kids = parent.children();
+      kids.splice(kids.indexOf(marker), 1, ...added);
+      parent.located = null;
+      return added;
+    }
+
+    release() {
+      if (this.input !== undefined) this.engine.release(this.input);
+      this.input = undefined;
+    }
+
+    // Numbers the gzip bodies in the order they appear: side:1, side:2, ...
+    // (a window loaded later numbers its own after those seen before).
+    assignBuffers(holders) {
       const stack = [];
       const push = (list) => {
         if (!list) return;
@@ -285,7 +340,7 @@
         if (h.entries) for (const e of h.entries) { if (e.key) items.push(e.key); if (e.value) items.push(e.value); }
         push(items);
       };
-      if (this.tree.gzip === undefined || this.tree.fields) pushHolder(this.tree);
+      for (let i = holders.length - 1; i >= 0; i--) pushHolder(holders[i]);
       while (stack.length) {
         const j = stack.pop();
         if (j.gzip !== undefined && j.tag !== undefined) {

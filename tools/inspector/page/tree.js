@@ -1,9 +1,10 @@
 'use strict';
 // The tree view (WAI-ARIA tree): children are rendered only when their
-// parent is expanded, and long child lists in chunks of CHUNK.
+// parent is expanded. A long container comes in windows: its last item is a
+// "show next" marker that loads the next window from the module.
 (function (NR) {
-  const CHUNK = 1000;
   const VALUE_SHOWN = 160; // characters shown before the value is cut visually
+  const MORE_STEP = 500; // items the module gives per container and window
 
   function span(cls, text) {
     const s = document.createElement('span');
@@ -50,6 +51,16 @@
       li._node = node;
       const row = document.createElement('div');
       row.className = 'row';
+      if (node.kind === 'more') {
+        const m = node.j;
+        const next = Math.min(m.items - m.from, MORE_STEP);
+        li.className = 'more';
+        li.dataset.buffer = '';
+        row.textContent = 'show next ' + next + ' of ' + m.items;
+        row.title = 'items ' + m.from + ' to ' + (m.items - 1) + ' are not loaded yet (Enter loads ' + next + ')';
+        li.appendChild(row);
+        return li;
+      }
       if (node.kind === 'missing') {
         li.className = 'missing';
         li.dataset.name = node.j.name;
@@ -96,63 +107,30 @@
       return li;
     }
 
-    // Fills a group with a node's children, the first chunk of them.
+    // Fills a group with a node's children (all that are loaded).
     fillGroup(node, group) {
-      const kids = node.children();
-      node.chunks = new Set();
-      const nChunks = Math.ceil(kids.length / CHUNK);
-      this.appendChunk(node, group, 0, null);
-      if (nChunks > 1) group.appendChild(this.gap(node, 1, nChunks));
-    }
-
-    appendChunk(node, group, c, before) {
-      const kids = node.children();
-      node.chunks.add(c);
       const frag = document.createDocumentFragment();
-      const end = Math.min(kids.length, (c + 1) * CHUNK);
-      for (let i = c * CHUNK; i < end; i++) {
-        const li = this.renderItem(kids[i]);
-        if (kids.length > CHUNK) {
-          li.setAttribute('aria-setsize', String(kids.length));
-          li.setAttribute('aria-posinset', String(i + 1));
-        }
-        frag.appendChild(li);
-      }
-      group.insertBefore(frag, before);
+      for (const k of node.children()) frag.appendChild(this.renderItem(k));
+      group.appendChild(frag);
     }
 
-    // Stands for the chunks from..to-1 that are not rendered yet.
-    gap(node, from, to) {
-      const li = document.createElement('li');
-      li.setAttribute('role', 'none');
-      li.className = 'gap';
-      li._gap = { node, from, to };
-      const kids = node.children().length;
-      const b = document.createElement('button');
-      b.type = 'button';
-      b.tabIndex = -1;
-      const first = from * CHUNK;
-      const last = Math.min(kids, to * CHUNK) - 1;
-      b.textContent = 'show ' + first + '\u2013' + Math.min(last, first + CHUNK - 1) + ' (next ' +
-        Math.min(CHUNK, last - first + 1) + ' of ' + (last - first + 1) + ' hidden)';
-      li.appendChild(b);
-      return li;
-    }
-
-    // Renders chunk c of the gap (splitting it) and returns nothing.
-    openGap(gapLi, c) {
-      const { node, from, to } = gapLi._gap;
-      const group = gapLi.parentNode;
-      if (c === undefined) c = from;
-      if (from < c) group.insertBefore(this.gap(node, from, c), gapLi);
-      this.appendChunk(node, group, c, gapLi);
-      if (c + 1 < to) group.insertBefore(this.gap(node, c + 1, to), gapLi);
-      const wasFocused = document.activeElement && gapLi.contains(document.activeElement);
-      gapLi.remove();
-      if (wasFocused) {
-        const first = node.children()[c * CHUNK];
-        if (first && first.el) this.focusItem(first.el);
+    // Replaces a "show next" marker by the next window of items.
+    loadMore(li) {
+      const marker = li._node;
+      let added;
+      try {
+        added = this.doc.loadMore(marker);
+      } catch (e) {
+        li.querySelector('.row').textContent = 'could not load more: ' + (e && e.message ? e.message : e);
+        return;
       }
+      const wasFocused = document.activeElement === li;
+      const frag = document.createDocumentFragment();
+      for (const k of added) frag.appendChild(this.renderItem(k));
+      li.parentNode.insertBefore(frag, li);
+      li.remove();
+      if (this.focused === li) this.focused = null;
+      if (wasFocused && added.length) this.focusItem(added[0].el);
     }
 
     expand(li) {
@@ -172,7 +150,7 @@
       if (li.getAttribute('aria-expanded') === 'true') li.setAttribute('aria-expanded', 'false');
     }
 
-    // Expands everything rendered below li (lists stay in their chunks).
+    // Expands everything loaded below li (windows not loaded stay so).
     expandAll(li) {
       const stack = li ? [li] : Array.from(this.el.children).filter((x) => x._node).reverse();
       let count = 0;
@@ -189,23 +167,11 @@
       return count;
     }
 
-    // Makes a node's element exist and be visible: ancestors expanded, the
-    // chunk that holds it rendered.
+    // Makes a node's element exist and be visible: its ancestors expanded.
     reveal(node) {
       const chain = [];
-      for (let n = node; n && n.kind !== 'root'; n = n.parent) chain.push(n);
-      chain.reverse();
-      for (const n of chain) {
-        if (!n.el) {
-          const parent = n.parent;
-          const group = parent.kind === 'root' ? this.el : parent.el.querySelector(':scope > ul');
-          const idx = parent.children().indexOf(n);
-          const c = Math.floor(idx / CHUNK);
-          const gapLi = Array.from(group.children).find((g) => g._gap && g._gap.from <= c && c < g._gap.to);
-          if (gapLi) this.openGap(gapLi, c);
-        }
-        if (n !== node) this.expand(n.el);
-      }
+      for (let n = node.parent; n && n.kind !== 'root'; n = n.parent) chain.push(n);
+      for (let i = chain.length - 1; i >= 0; i--) this.expand(chain[i].el);
       return node.el;
     }
 
@@ -235,12 +201,11 @@
 
     focusItem(el) {
       if (!el) return;
-      const target = el.getAttribute('role') === 'treeitem' ? el : el.querySelector('button');
-      this.setFocusable(target);
-      target.focus();
+      this.setFocusable(el);
+      el.focus();
     }
 
-    // The visible units in order: treeitems and gap rows (li elements).
+    // The visible treeitems in order.
     nextUnit(li) {
       if (li.getAttribute('aria-expanded') === 'true') {
         const g = li.querySelector(':scope > ul');
@@ -278,13 +243,13 @@
     }
 
     onClick(e) {
-      const gapLi = e.target.closest('li.gap');
-      if (gapLi && this.el.contains(gapLi)) {
-        this.openGap(gapLi);
-        return;
-      }
       const li = e.target.closest('[role=treeitem]');
       if (!li || !this.el.contains(li) || !li._node) return;
+      if (li._node.kind === 'more') {
+        this.focusItem(li);
+        this.loadMore(li);
+        return;
+      }
       if (e.target.classList.contains('twisty')) {
         if (li.getAttribute('aria-expanded') === 'true') this.collapse(li);
         else this.expand(li);
@@ -295,7 +260,7 @@
     onKey(e) {
       const cur = e.target.closest('li');
       if (!cur || !this.el.contains(cur)) return;
-      const isGap = cur.classList.contains('gap');
+      const isMore = cur._node && cur._node.kind === 'more';
       let handled = true;
       switch (e.key) {
         case 'ArrowDown': this.focusItem(this.nextUnit(cur)); break;
@@ -303,7 +268,7 @@
         case 'Home': this.focusItem(this.el.firstElementChild); break;
         case 'End': this.focusItem(this.lastUnit()); break;
         case 'ArrowRight':
-          if (isGap) break;
+          if (isMore) break;
           if (cur.getAttribute('aria-expanded') === 'false') this.expand(cur);
           else if (cur.getAttribute('aria-expanded') === 'true') this.focusItem(this.nextUnit(cur));
           break;
@@ -316,11 +281,11 @@
           break;
         case 'Enter':
         case ' ':
-          if (isGap) this.openGap(cur);
+          if (isMore) this.loadMore(cur);
           else if (cur._node) this.select(cur._node, { focus: true, origin: 'tree', scroll: false });
           break;
         case '*':
-          if (!isGap) this.expandAll(cur);
+          if (!isMore) this.expandAll(cur);
           break;
         default: handled = false;
       }
