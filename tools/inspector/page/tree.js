@@ -114,14 +114,26 @@
       group.appendChild(frag);
     }
 
-    // Replaces a "show next" marker by the next window of items.
+    // Replaces a "show next" marker by the next window of items. The module
+    // walks the input again for it (up to a second or two for a very large
+    // request), so the marker says so first and the work waits for a paint.
     loadMore(li) {
+      if (li.dataset.loading) return;
+      li.dataset.loading = '1';
+      li.setAttribute('aria-busy', 'true');
+      li.querySelector('.row').textContent = 'loading\u2026';
+      requestAnimationFrame(() => setTimeout(() => this.loadMoreNow(li), 0));
+    }
+
+    loadMoreNow(li) {
       const marker = li._node;
       let added;
       try {
         added = this.doc.loadMore(marker);
       } catch (e) {
         li.querySelector('.row').textContent = 'could not load more: ' + (e && e.message ? e.message : e);
+        delete li.dataset.loading;
+        li.removeAttribute('aria-busy');
         return;
       }
       const wasFocused = document.activeElement === li;
