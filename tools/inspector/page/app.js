@@ -189,7 +189,7 @@
         this.tabs.appendChild(tab);
       }
       this.tabs.hidden = this.doc.buffers.length < 2;
-      this.activate(this.doc.topBuffer === this.letter + ':0' ? this.letter + ':0' : this.doc.topBuffer);
+      this.activate(this.doc.topBuffer);
     }
 
     // Shows one buffer's pane (inflating it the first time).
@@ -295,7 +295,7 @@
       const a = App.sides.a.doc;
       const b = App.sides.b.doc;
       if (!a || !b) {
-        App.diffList.clear('Load request B to compare it with A.');
+        App.diffList.clear(a || !b ? 'Load request B to compare it with A.' : 'Load request A to compare it with B.');
         return;
       }
       App.diffList.show(engine.diff(a.bytes, b.bytes));

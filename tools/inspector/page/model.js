@@ -41,7 +41,7 @@
       this.doc = doc;
       this.parent = parent;
       this.j = j;
-      this.kind = kind; // root, field, elem, key, value, pb, missing, undecoded
+      this.kind = kind; // root, field, elem, key, value, pb, missing, undecoded, more
       this.name = name;
       this.buf = buf;
       this.base = base; // where "at" 0 lies in the buffer
