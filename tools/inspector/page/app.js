@@ -233,6 +233,12 @@
         return;
       }
       this.tree.select(node, { origin: how, focus: false, scroll: true });
+      if (how === 'key') {
+        // Read out where the cursor is for those who do not see the panes.
+        const b = this.doc.bufferBytes(bufId);
+        $('cursor-' + this.letter).textContent = 'byte ' + off + ': ' +
+          (b ? b[off].toString(16).padStart(2, '0') : '') + ', ' + (node.path || node.name);
+      }
     }
 
     selectPath(path) {
