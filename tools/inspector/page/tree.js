@@ -141,8 +141,12 @@
       for (const k of added) frag.appendChild(this.renderItem(k));
       li.parentNode.insertBefore(frag, li);
       li.remove();
-      if (this.focused === li) this.focused = null;
-      if (wasFocused && added.length) this.focusItem(added[0].el);
+      const first = added.length ? added[0].el : null;
+      if (wasFocused && first) this.focusItem(first);
+      else if (this.focused === li) {
+        this.focused = null;
+        if (first) this.setFocusable(first);
+      }
     }
 
     expand(li) {
