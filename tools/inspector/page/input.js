@@ -88,11 +88,13 @@ window.NR = window.NR || {};
     return { bytes: NR.hexToBytes(text.replace(/\s+/g, '')), form: 'hex' };
   };
 
-  // Integers beyond 2^53 would lose digits in JSON.parse: they are kept as
-  // their decimal text. Only a `"value": ` key starts such a run (inside a JSON
-  // string the quotes are escaped, so text in strings never matches).
+  // A value's number is shown as the module wrote it ("12956698.0",
+  // "9223372036854775807"): JSON.parse would drop the ".0" and the digits
+  // past 2^53, so every `"value": NUMBER` is read as the text of the number.
+  // (Inside a JSON string the quotes are escaped, so string contents never
+  // match.) Offsets, lengths and counts stay numbers.
   function parseJson(text) {
-    return JSON.parse(text.replace(/("(?:value|a|b)": )(-?\d{16,})(?=[,}\]\s])/g, '$1"$2"'));
+    return JSON.parse(text.replace(/("value":\s*)(-?\d+(?:\.\d+)?(?:[eE][+-]?\d+)?)(?=\s*[,}\]])/g, '$1"$2"'));
   }
   NR.parseJson = parseJson;
 

@@ -1,8 +1,9 @@
 'use strict';
 // The decoded request as a tree of nodes, built lazily over the JSON document
 // the module returns (the same tree `navreq dump --json` prints, plus paths).
-// A node knows which buffer holds its bytes and where: the input, or the
-// inflated bytes of a gzip body (its own buffer, offsets counted from 0).
+// A node knows which buffer holds its bytes and where: the input, or a
+// buffer of its own (offsets counted from 0) for the fields of a gzip body
+// or of an unsigned-byte list, whose bytes each sit under their own head.
 (function (NR) {
   const TYPE_NAMES = ['int8', 'int16', 'int32', 'int64', 'float', 'double', 'string', 'string',
     'map', 'list', 'struct', 'end', 'zero', 'bytes', 'type14', 'type15'];
@@ -10,31 +11,6 @@
   const MORE_BUDGET = 50000; // values in one window of items loaded on demand
   NR.TYPE_NAMES = TYPE_NAMES;
 
-  // The text dump gives a float or double: the shortest form that reads
-  // back, fixed or with an exponent (whichever is shorter, fixed on a tie),
-  // always with "." or "e".
-  function realText(v) {
-    if (typeof v === 'string') return v;
-    if (Object.is(v, -0)) return '-0.0';
-    const neg = v < 0;
-    const m = Math.abs(v).toExponential().match(/^(\d)(?:\.(\d+))?e([+-]\d+)$/);
-    const digits = m[1] + (m[2] || '');
-    const exp = parseInt(m[3], 10);
-    const sci = m[1] + (m[2] ? '.' + m[2] : '') + 'e' + (exp < 0 ? '-' : '+') +
-      String(Math.abs(exp)).padStart(2, '0');
-    let fixed;
-    if (exp >= 0) {
-      // An integral value is written with all its digits, exact.
-      fixed = digits.length > exp + 1 ? digits.slice(0, exp + 1) + '.' + digits.slice(exp + 1)
-        : BigInt(Math.abs(v)).toString();
-    } else {
-      fixed = '0.' + '0'.repeat(-exp - 1) + digits;
-    }
-    let text = fixed.length <= sci.length ? fixed : sci;
-    if (!/[.e]/.test(text)) text += '.0';
-    return (neg ? '-' : '') + text;
-  }
-  NR.realText = realText;
 
   class Node {
     constructor(doc, parent, j, kind, name, buf, base) {
@@ -80,8 +56,7 @@
       if (j.error !== undefined) return j.hex !== undefined ? j.hex : null;
       if (j.hex !== undefined) return j.hex;
       if (j.value === undefined) return null;
-      if (j.type === 4 || j.type === 5) return realText(j.value);
-      return String(j.value);
+      return String(j.value); // the module's own text (see NR.parseJson)
     }
 
     get isString() {
@@ -148,7 +123,7 @@
       const j = this.j;
       if (this.kind === 'root') return [this.doc.topBuffer, 0];
       if (j.kse || j.message) {
-        if (j.gzip !== undefined) return [j._nrBuf, 0];
+        if (j._nrBuf) return [j._nrBuf, 0];
         return [this.buf, this.start + this.len - this.innerSize()];
       }
       return [this.buf, this.base];
@@ -220,7 +195,7 @@
 
     bufOfKids() {
       if (this.kind === 'root') return this.doc.topBuffer;
-      if (this.j && this.j.gzip !== undefined) return this.j._nrBuf;
+      if (this.j && this.j._nrBuf) return this.j._nrBuf;
       return this.buf;
     }
 
@@ -247,7 +222,7 @@
         const k = kids[pick];
         if (off >= k.start + k.len) return found;
         found = k;
-        if (k.bufOfKids() !== k.buf) return found; // a gzip body: its fields live elsewhere
+        if (k.bufOfKids() !== k.buf) return found; // its fields live in a buffer of their own
         node = k;
       }
     }
@@ -324,8 +299,12 @@
       this.input = undefined;
     }
 
-    // Numbers the gzip bodies in the order they appear: side:1, side:2, ...
-    // (a window loaded later numbers its own after those seen before).
+    // Numbers the buffers of their own in the order their nodes appear
+    // (pre-order): side:1, side:2, ... (a window loaded later numbers its
+    // own after those seen before). A gzip body gets one (its inflated
+    // bytes), and so does an unsigned-byte list that carries a record or a
+    // message: each of its bytes sits under an int8 head, so what it carries
+    // is not a run of the enclosing buffer.
     assignBuffers(holders) {
       const stack = [];
       const push = (list) => {
@@ -343,12 +322,13 @@
       for (let i = holders.length - 1; i >= 0; i--) pushHolder(holders[i]);
       while (stack.length) {
         const j = stack.pop();
-        if (j.gzip !== undefined && j.tag !== undefined) {
+        const gzip = j.gzip !== undefined;
+        if (j.tag !== undefined && (gzip || (j.type === 9 && (j.kse || j.message)))) {
           const id = this.side + ':' + this.buffers.length;
           j._nrBuf = id;
           const size = j.kse ? j.kse.size : j.message ? j.message.hex.length / 2 : 0;
-          this.buffers.push({ id, label: (j.name || 'body') + ' inflated', size, bytes: null, owner: j,
-            failed: j.error !== undefined });
+          this.buffers.push({ id, label: (j.name || 'bytes') + (gzip ? ' inflated' : ' bytes'), size, bytes: null,
+            owner: j });
         }
         if (j.kse) pushHolder(j.kse);
         else if (j.fields || j.items || j.entries) pushHolder(j);
@@ -359,12 +339,20 @@
       return this.buffers.find((b) => b.id === id) || null;
     }
 
-    // The bytes of a buffer, inflating a gzip body the first time it is needed.
+    // The bytes of a buffer, made the first time they are needed: a gzip
+    // stream inflated by the module, or the bytes the JSON gives as hex.
     bufferBytes(id) {
       const b = this.buffer(id);
       if (!b) return null;
       if (b.bytes || b.error) return b.bytes;
-      const compressed = b.top ? this.bytes : NR.hexToBytes(b.owner.gzip);
+      const owner = b.owner;
+      if (owner && owner.gzip === undefined) {
+        const hex = owner.message ? owner.message.hex : owner.kse && owner.kse.hex;
+        if (typeof hex === 'string') b.bytes = NR.hexToBytes(hex);
+        else b.error = 'the module gave no bytes for it';
+        return b.bytes;
+      }
+      const compressed = b.top ? this.bytes : NR.hexToBytes(owner.gzip);
       const r = this.engine.inflate(compressed);
       if (r.bytes) {
         b.bytes = r.bytes;
