@@ -12,6 +12,19 @@
   NR.TYPE_NAMES = TYPE_NAMES;
 
 
+  // Bytes (as hex) that are all printable ASCII, quoted, as the text dump
+  // shows them beside the hex; '' otherwise.
+  function printable(hex) {
+    if (hex.length === 0 || hex.length > 512) return '';
+    let text = '';
+    for (let i = 0; i < hex.length; i += 2) {
+      const c = parseInt(hex.substr(i, 2), 16);
+      if (c < 0x20 || c >= 0x7f) return '';
+      text += String.fromCharCode(c);
+    }
+    return '"' + text + '"';
+  }
+
   class Node {
     constructor(doc, parent, j, kind, name, buf, base) {
       this.doc = doc;
@@ -67,7 +80,8 @@
     // A short description of what a container holds.
     get summary() {
       const j = this.j;
-      if (!j || this.kind === 'pb' || this.kind === 'undecoded' || this.kind === 'more') return '';
+      if (this.kind === 'pb') return j.hex !== undefined ? printable(j.hex) : '';
+      if (!j || this.kind === 'undecoded' || this.kind === 'more') return '';
       const parts = [];
       if (j.items || j.entries) parts.push('[' + (j.count !== undefined ? j.count : '?') + ']');
       if (j.gzip !== undefined && this.kind !== 'root') {
