@@ -1,0 +1,376 @@
+'use strict';
+// Wires the page: inputs (paste, file, drop, URL fragment), the two sides
+// (tree, hex panes, status, details), the differences, and the test hooks.
+(function (NR) {
+  const DETAIL_SHOWN = 65536; // characters of a value shown in the details
+  const INPUT_SHOWN = 262144; // bytes shown as hex in the text box after a load
+  const FRAGMENT_MAX = 2000000; // longest #hex= the page writes into the URL
+  let engine = null;
+  const ready = [];
+  const $ = (id) => document.getElementById(id);
+
+  class Side {
+    constructor(letter) {
+      this.letter = letter;
+      this.input = $('input-' + letter);
+      this.file = $('file-' + letter);
+      this.button = $('load-' + letter);
+      this.message = $('message-' + letter);
+      this.statusEl = $('status-' + letter);
+      this.detail = $('detail-' + letter);
+      this.tabs = $('tabs-' + letter);
+      this.panesEl = $('panes-' + letter);
+      this.panel = $('panel-' + letter);
+      this.doc = null;
+      this.panes = new Map();
+      this.active = null;
+      this.tree = new NR.TreeView($('tree-' + letter), (node, origin) => this.nodeSelected(node, origin));
+      this.timer = 0;
+
+      this.input.addEventListener('input', () => {
+        clearTimeout(this.timer);
+        this.timer = setTimeout(() => this.fromText(true), 150);
+      });
+      this.button.addEventListener('click', () => this.fromText(true));
+      this.file.addEventListener('change', () => {
+        if (this.file.files && this.file.files[0]) this.fromFile(this.file.files[0]);
+      });
+      this.panel.addEventListener('dragover', (e) => {
+        e.preventDefault();
+        this.panel.classList.add('dragging');
+      });
+      this.panel.addEventListener('dragleave', (e) => {
+        if (!this.panel.contains(e.relatedTarget)) this.panel.classList.remove('dragging');
+      });
+      this.panel.addEventListener('drop', (e) => {
+        e.preventDefault();
+        this.panel.classList.remove('dragging');
+        const f = e.dataTransfer && e.dataTransfer.files && e.dataTransfer.files[0];
+        if (f) this.fromFile(f);
+        else if (e.dataTransfer) {
+          const text = e.dataTransfer.getData('text/plain');
+          if (text) {
+            this.input.value = text;
+            this.fromText(true);
+          }
+        }
+      });
+    }
+
+    // Shows loaded bytes as hex in the text box; a very long text is left
+    // out (the box would cost more than the tree).
+    showInput(bytes, from) {
+      if (bytes.length <= INPUT_SHOWN) {
+        this.input.value = NR.bytesToHex(bytes);
+      } else {
+        this.input.value = '';
+        this.input.placeholder = (from || 'input') + ': ' + bytes.length + ' bytes loaded (too long to show here)';
+      }
+    }
+
+    error(text) {
+      this.message.textContent = text;
+      this.message.hidden = !text;
+    }
+
+    fromText(updateUrl) {
+      clearTimeout(this.timer);
+      const r = NR.parseText(this.input.value);
+      if (r.error) {
+        this.error(r.error);
+        return;
+      }
+      this.load(r.bytes, updateUrl);
+    }
+
+    fromFile(file) {
+      const reader = new FileReader();
+      reader.onload = () => {
+        const r = NR.parseFile(new Uint8Array(reader.result));
+        if (r.error) {
+          this.error(file.name + ': ' + r.error);
+          return;
+        }
+        this.showInput(r.bytes, file.name);
+        this.load(r.bytes, true, file.name);
+      };
+      reader.onerror = () => this.error(file.name + ': the file could not be read.');
+      reader.readAsArrayBuffer(file);
+    }
+
+    // Decodes bytes with the module and shows them.
+    load(bytes, updateUrl, fileName) {
+      if (!engine) {
+        return new Promise((resolve) => ready.push(() => resolve(this.load(bytes, updateUrl, fileName))));
+      }
+      if (bytes.length === 0) {
+        this.error('Nothing to decode: the input is empty.');
+        return Promise.resolve(false);
+      }
+      this.error('');
+      if (this.letter === 'a') delete document.body.dataset.shown;
+      else delete document.body.dataset.shownB;
+      this.statusEl.textContent = 'Decoding ' + bytes.length + ' bytes\u2026';
+      return new Promise((resolve) => {
+        setTimeout(() => {
+          try {
+            this.show(bytes, fileName);
+          } catch (e) {
+            this.error('The decoder failed: ' + (e && e.message ? e.message : e));
+            resolve(false);
+            return;
+          }
+          if (updateUrl && this.letter === 'a') writeFragment(bytes);
+          App.compare();
+          resolve(true);
+        }, 0);
+      });
+    }
+
+    show(bytes, fileName) {
+      const result = engine.inspect(bytes);
+      if (this.doc) this.doc.release();
+      const doc = new NR.Doc(this.letter, bytes, result, engine);
+      this.doc = doc;
+      this.buildPanes();
+      this.tree.show(doc);
+      // Open the top level's small containers (header, body) to start with.
+      for (const n of doc.root.children()) {
+        if (n.el && n.expandable && n.children().length <= 200) this.tree.expand(n.el);
+      }
+      this.showStatus(fileName);
+      this.detail.textContent = '';
+      if (this.letter === 'a') {
+        document.body.dataset.shown = 'a';
+        api.shownMs = performance.now();
+      } else {
+        document.body.dataset.shownB = 'b';
+      }
+    }
+
+    showStatus(fileName) {
+      const doc = this.doc;
+      const tree = doc.tree;
+      const parts = [];
+      if (fileName) parts.push(fileName);
+      parts.push(tree.record ? tree.record : (tree.size === 0 ? 'empty input' : 'no envelope recognised'));
+      const cmd = doc.commandName();
+      if (cmd) parts.push(cmd);
+      parts.push(doc.bytes.length + ' bytes' + (tree.gzip === undefined ? '' : tree.inflated !== undefined ? ' (gzip, ' + tree.inflated + ' inflated)' : ' (gzip)'));
+      if (tree.error !== undefined) parts.push(tree.error);
+      parts.push(doc.statusText() + ' (status ' + doc.status + ')');
+      this.statusEl.textContent = parts.join(' \u00b7 ');
+      const t = engine.timings;
+      if (t) {
+        this.statusEl.title = 'decoded in ' + Math.round(t.decode) + ' ms, tree of ' + t.json +
+          ' characters read in ' + Math.round(t.parse) + ' ms';
+      }
+      this.statusEl.dataset.status = String(doc.status);
+    }
+
+    buildPanes() {
+      for (const p of this.panes.values()) p.resizeObserver.disconnect();
+      this.panes.clear();
+      this.panesEl.textContent = '';
+      this.tabs.textContent = '';
+      this.active = null;
+      for (const b of this.doc.buffers) {
+        const pane = new NR.HexPane(b.id, b.label, (off, how) => this.bytePicked(b.id, off, how));
+        pane.el.hidden = true;
+        this.panes.set(b.id, pane);
+        this.panesEl.appendChild(pane.el);
+        const tab = document.createElement('button');
+        tab.type = 'button';
+        tab.className = 'pane-tab';
+        tab.dataset.buffer = b.id;
+        tab.setAttribute('aria-pressed', 'false');
+        tab.textContent = b.label + ' \u00b7 ' + b.size + ' B';
+        tab.addEventListener('click', () => this.activate(b.id));
+        this.tabs.appendChild(tab);
+      }
+      this.tabs.hidden = this.doc.buffers.length < 2;
+      this.activate(this.doc.topBuffer);
+    }
+
+    // Shows one buffer's pane (inflating it the first time).
+    activate(id) {
+      const pane = this.panes.get(id);
+      if (!pane) return null;
+      if (this.active !== id) {
+        for (const [k, p] of this.panes) p.el.hidden = k !== id;
+        for (const t of this.tabs.children) t.setAttribute('aria-pressed', String(t.dataset.buffer === id));
+        this.active = id;
+      }
+      if (!pane.bytes && !pane.message) {
+        const bytes = this.doc.bufferBytes(id);
+        if (bytes) pane.setBytes(bytes);
+        else pane.setError('Does not inflate: ' + (this.doc.buffer(id).error || 'unknown error'));
+      } else {
+        pane.render();
+      }
+      return pane;
+    }
+
+    // A tree node was selected (in the tree, or for a byte or a difference).
+    nodeSelected(node, origin) {
+      const fromPane = origin === 'hover' || origin === 'click' || origin === 'key';
+      for (const [id, p] of this.panes) {
+        if (id !== node.buf || node.start < 0) p.setSelection(0, 0, false);
+      }
+      if (node.start >= 0) {
+        const pane = this.activate(node.buf);
+        if (pane) pane.setSelection(node.start, node.len, !fromPane);
+      }
+      this.showDetail(node);
+    }
+
+    bytePicked(bufId, off, how) {
+      if (!this.doc) return;
+      const root = this.doc.bufferRoot(bufId);
+      const node = root ? root.innermost(off) : null;
+      if (!node) {
+        if (how !== 'hover') this.panes.get(bufId).setSelection(0, 0, false);
+        return;
+      }
+      this.tree.select(node, { origin: how, focus: false, scroll: true });
+      if (how === 'key') {
+        // Read out where the cursor is for those who do not see the panes.
+        const b = this.doc.bufferBytes(bufId);
+        $('cursor-' + this.letter).textContent = 'byte ' + off + ': ' +
+          (b ? b[off].toString(16).padStart(2, '0') : '') + ', ' + (node.path || node.name);
+      }
+    }
+
+    selectPath(path) {
+      if (!this.doc) return null;
+      const node = this.doc.root.findPath(path);
+      if (node) this.tree.select(node, { origin: 'diff', focus: false, scroll: true });
+      return node;
+    }
+
+    showDetail(node) {
+      const d = this.detail;
+      d.textContent = '';
+      const add = (label, text, cls) => {
+        const dt = document.createElement('dt');
+        dt.textContent = label;
+        const dd = document.createElement('dd');
+        dd.textContent = text;
+        if (cls) dd.className = cls;
+        d.appendChild(dt);
+        d.appendChild(dd);
+      };
+      if (node.kind === 'missing') {
+        add('missing', node.j.tag + ' ' + node.j.name + ' (' + (node.j.declared || '') + ')');
+        return;
+      }
+      add('path', node.path || '(none)');
+      add('type', node.typeText + (node.j.type !== undefined ? ' (head ' + NR.TYPE_NAMES[node.j.type & 15] + ')' : ''));
+      add('bytes', '@' + node.at + '+' + node.len + ' in ' + node.buf + ', from ' + node.start);
+      const v = node.valueText;
+      if (v !== null) {
+        const shown = v.length > DETAIL_SHOWN ? v.slice(0, DETAIL_SHOWN) : v;
+        add('value', shown + (shown.length < v.length ? '\u2026 (first ' + DETAIL_SHOWN + ' of ' + v.length + ' characters)' : ''), 'full-value');
+      }
+      if (node.summary) add('holds', node.summary);
+      if (node.problems.length) add('problem', node.problems.join(', '));
+      if (node.kind === 'undecoded') add('why', node.j.why || '');
+      if (node.j.error !== undefined) add('error', node.j.error);
+    }
+  }
+
+  function writeFragment(bytes) {
+    try {
+      const hex = NR.bytesToHex(bytes);
+      const url = location.pathname + location.search + (hex.length <= FRAGMENT_MAX ? '#hex=' + hex : '');
+      history.replaceState(null, '', url);
+    } catch (e) {
+      // A URL that long is refused by the browser: the page keeps working without it.
+    }
+  }
+
+  function readFragment() {
+    const m = /^#hex=([0-9a-fA-F]*)$/.exec(location.hash);
+    return m ? m[1] : null;
+  }
+
+  const App = {
+    sides: {},
+    diffList: null,
+    compare() {
+      const a = App.sides.a.doc;
+      const b = App.sides.b.doc;
+      if (!a || !b) {
+        App.diffList.clear(a || !b ? 'Load request B to compare it with A.' : 'Load request A to compare it with B.');
+        return;
+      }
+      App.diffList.show(engine.diff(a.bytes, b.bytes));
+    },
+  };
+
+  const api = {
+    shownMs: 0,
+    load(side, bytes) {
+      const s = App.sides[side];
+      if (!s) throw new Error('no side ' + side);
+      const data = bytes instanceof Uint8Array ? bytes : new Uint8Array(bytes);
+      s.showInput(data);
+      return s.load(data, false);
+    },
+    expandAll(side) {
+      const s = App.sides[side];
+      return s ? s.tree.expandAll(null) : 0;
+    },
+  };
+  window.navreqInspector = api;
+
+  function start() {
+    document.body.dataset.state = 'loading';
+    App.sides.a = new Side('a');
+    App.sides.b = new Side('b');
+    App.diffList = new NR.DiffList($('diff-list'), $('diff-summary'), (path) => {
+      App.sides.a.selectPath(path);
+      App.sides.b.selectPath(path);
+    });
+    App.diffList.clear('Load request B to compare it with A.');
+    const moduleState = $('module-state');
+    if (typeof window.createNavreqModule !== 'function') {
+      document.body.dataset.state = 'error';
+      moduleState.textContent = 'The decoder module is missing from this page.';
+      return;
+    }
+    window.createNavreqModule().then((M) => {
+      engine = new NR.Engine(M);
+      document.body.dataset.state = 'ready';
+      moduleState.textContent = 'Decoder ready.';
+      ready.splice(0).forEach((f) => f());
+      loadFragment(false);
+    }, (e) => {
+      document.body.dataset.state = 'error';
+      moduleState.textContent = 'The decoder module failed to start: ' + (e && e.message ? e.message : e);
+    });
+  }
+
+  // Loads the address's #hex= into A: on open, and when the address is
+  // edited by hand (unless it names what A shows already).
+  function loadFragment(onlyIfNew) {
+    const hex = readFragment();
+    const a = App.sides.a;
+    if (hex === null || !engine) return;
+    if (onlyIfNew && a.doc && NR.bytesToHex(a.doc.bytes) === hex.toLowerCase()) return;
+    const r = NR.parseText(hex);
+    if (r.error) {
+      a.error('#hex= in the address: ' + r.error);
+      return;
+    }
+    a.showInput(r.bytes);
+    a.load(r.bytes, false);
+  }
+  window.addEventListener('hashchange', () => loadFragment(true));
+  // A file dropped beside the panels is not opened by the browser in place of the page.
+  window.addEventListener('dragover', (e) => e.preventDefault());
+  window.addEventListener('drop', (e) => e.preventDefault());
+
+  if (document.readyState === 'loading') document.addEventListener('DOMContentLoaded', start);
+  else start();
+})(window.NR);
