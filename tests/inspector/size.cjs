@@ -80,6 +80,20 @@ describe('size and speed', () => {
       assert.ok(await scrollToEnd(page, 'a:0', size - 1), `the input pane scrolls to offset ${size - 1}`);
       assert.ok(await renderedRows(page) < 500, 'hex rows after scrolling the input pane');
 
+      // The via list comes in windows of 500: its first window, then one more.
+      const viaItems = () => page.evaluate(() => [...document.querySelectorAll('#tree-a [role=treeitem]')]
+        .filter((it) => /^body\.via_points\[\d+\]$/.test(it.dataset.path || '')).length);
+      await page.evaluate(() => window.navreqInspector.expandAll('a'));
+      await page.waitForFunction(() => !!document.querySelector('#tree-a li.more[role=treeitem]'), { timeout: 10000 });
+      assert.equal(await viaItems(), 500, 'the first window of the via list');
+      const more = await page.$('#tree-a li.more[role=treeitem]');
+      assert.match(await more.evaluate((el) => el.textContent), /500/, 'the more item says how many come next');
+      await page.mouse.move(0, 0);
+      await more.click();
+      await page.waitForFunction(() => [...document.querySelectorAll('#tree-a [role=treeitem]')]
+        .filter((it) => /^body\.via_points\[\d+\]$/.test(it.dataset.path || '')).length === 1000, { timeout: 30000 });
+      assert.ok(await page.$('#tree-a [data-path="body.via_points[999]"]'), 'the second window ends at [999]');
+
       // Open the body and select its first field: the inflated pane.
       await selectByClick(page, 'a', 'body');
       await page.keyboard.press('ArrowRight');
