@@ -8,7 +8,7 @@ const fs = require('node:fs');
 const path = require('node:path');
 const b = require('./lib/browser.cjs');
 const { dumpJson, expectedTree, firstMismatch } = require('./lib/expect-tree.cjs');
-const { checkSelection, describeMismatch, setInput, forgetShown } = require('./lib/actions.cjs');
+const { checkSelection, describeMismatch, selectByClick, setInput, forgetShown } = require('./lib/actions.cjs');
 
 describe('input forms', () => {
   let page;
@@ -175,5 +175,38 @@ describe('keyboard', () => {
     });
     assert.deepEqual(closed, [], '* expands everything below the focused node');
     assert.ok(await hasDeep(), '* rendered the deep nodes');
+  });
+});
+
+describe('pointer and keyboard', () => {
+  let page;
+  before(async () => {
+    page = await b.newPage();
+    await b.openPage(page, '#hex=' + b.hexOf('route'));
+    await b.waitShown(page, 'a');
+  });
+  after(async () => {
+    if (page) await page.close();
+  });
+
+  test('a pointer resting on the hex pane leaves the keyboard in charge', async () => {
+    await selectByClick(page, 'a', 'version');
+    const cell = await page.$('.hex-pane[data-buffer="a:0"] [data-offset="1"]');
+    const box = await cell.boundingBox();
+    await page.mouse.move(box.x + box.width / 2, box.y + box.height / 2);
+    await page.waitForFunction(() => {
+      const sel = document.querySelector('#tree-a [role=treeitem][aria-selected=true]');
+      return sel && sel.dataset.path === 'cmd';
+    }, { timeout: 5000 });
+    // The keyboard picks a node at the far end: the pane scrolls its bytes
+    // under the pointer, which has not moved.
+    await page.evaluate(() => [...document.querySelectorAll('#tree-a [role=treeitem]')]
+      .find((it) => it.dataset.path === 'extras').focus());
+    await page.keyboard.press('Enter');
+    for (let i = 0; i < 4; i++) {
+      await page.evaluate(() => new Promise((r) => requestAnimationFrame(() => requestAnimationFrame(r))));
+    }
+    assert.deepEqual(await b.selectedPaths(page, 'a'), ['extras'], 'the selection stays where the keyboard put it');
+    await page.mouse.move(0, 0);
   });
 });

@@ -20,6 +20,7 @@
       this.selLen = 0;
       this.cursor = -1;
       this.hoverPending = -1;
+      this.lastPointer = null; // where the pointer was when a byte last picked
 
       const el = document.createElement('div');
       el.className = 'hex-pane';
@@ -187,6 +188,10 @@
     }
 
     onHover(e) {
+      // Only a pointer that moved picks: bytes scrolling under a resting
+      // pointer (the pane following a selection made in the tree) do not.
+      if (this.lastPointer && this.lastPointer.x === e.clientX && this.lastPointer.y === e.clientY) return;
+      this.lastPointer = { x: e.clientX, y: e.clientY };
       const off = this.offsetOf(e.target);
       if (off < 0) return;
       if (this.hoverPending >= 0) {
