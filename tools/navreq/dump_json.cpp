@@ -28,6 +28,9 @@ class JsonView final : public TreeSink {
       : out_(out), options_(std::move(options)), with_paths_(options_.paths) {}
   ~JsonView() override { flush(); }
 
+  // Values that are not written need no length (a window walks past most).
+  bool wantsLengths() const override { return suppressed_ == 0 && !finished_; }
+
   void begin(std::string_view record, std::size_t size, bool gzip, std::size_t inflated,
              std::string_view compressed) override {
     if (options_.fragment) {
