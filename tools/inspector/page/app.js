@@ -6,6 +6,9 @@
   const INPUT_SHOWN = 262144; // bytes shown as hex in the text box after a load
   const FRAGMENT_MAX = 2000000; // longest #hex= the page writes into the URL
   let engine = null;
+  // The module starts at once (its text stands before this script), while
+  // the rest of the page is still being read.
+  const engineStarting = NR.Engine.start((document.getElementById('navreq-module') || {}).textContent || '');
   const ready = [];
   const $ = (id) => document.getElementById(id);
 
@@ -383,8 +386,7 @@
     });
     App.diffList.clear('Load request B to compare it with A.');
     const moduleState = $('module-state');
-    const script = $('navreq-module');
-    NR.Engine.start(script ? script.textContent : '').then((e) => {
+    engineStarting.then((e) => {
       engine = e;
       document.body.dataset.state = 'ready';
       moduleState.textContent = 'Decoder ready.';

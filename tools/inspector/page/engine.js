@@ -1,10 +1,13 @@
 'use strict';
 // The module runs in a Web Worker so that decoding a large request never
-// freezes the page. The worker is made from the page itself: the module's
-// inlined script text plus the two functions below (their source text), as a
-// data: URL (a blob: URL would be one more address the page asks for);
-// nothing is fetched, so it works from file://. Where no worker can be made,
-// the same functions run the module on the page's own thread.
+// freezes the page. The worker is made from the page itself: a few lines as
+// a data: URL (a blob: URL would be one more address the page asks for) that
+// run the first message they get as the worker's script: the module's
+// inlined text plus the two functions below (their source text). Nothing is
+// fetched, so it works from file://, and the module's text is read once, by
+// the worker (a data: URL script of the whole module starts several times
+// slower). Where no worker can be made, the same functions run the module on
+// the page's own thread.
 //
 // Protocol: the page sends {id, fn, args, load}; the worker answers
 // {id, load, value, ms} or {id, load, error}. Byte arrays travel as
@@ -96,6 +99,9 @@
     }, (err) => self.postMessage({ failed: text(err) }));
   }
 
+  // The worker's own script: runs its first message, globally.
+  const WORKER_BOOT = "'use strict'; self.onmessage = (e) => { self.onmessage = null; (0, eval)(e.data); };";
+
   // A request dropped because a newer one replaced what it was for.
   class Stale extends Error {
     constructor() {
@@ -115,10 +121,12 @@
         reject(new Error(!moduleText ? 'the module text is not on the page' : 'this browser has no workers'));
         return;
       }
-      const src = moduleText + '\n;(' + navreqWorkerMain.toString() + ')(' + navreqServer.toString() + ');\n';
+      const src = moduleText + '\n;(' + navreqWorkerMain.toString() + ')(' + navreqServer.toString() + ');\n' +
+        '//# sourceURL=navreq-module-worker.js\n';
       let worker;
       try {
-        worker = new Worker('data:text/javascript;charset=utf-8,' + encodeURIComponent(src));
+        worker = new Worker('data:text/javascript,' + encodeURIComponent(WORKER_BOOT));
+        worker.postMessage(src);
       } catch (e) {
         reject(e);
         return;
@@ -164,9 +172,15 @@
     }
 
     // A worker when one can be made, the page's own thread otherwise.
+    // moduleText: the module's script (the page holds it as text, not run).
     static start(moduleText) {
       return startWorker(moduleText).then((w) => new Engine(w, null), (why) => {
         console.info('navreq inspector: decoding on the page itself (' + errorText(why) + ')');
+        if (typeof window.createNavreqModule !== 'function' && moduleText) {
+          const script = document.createElement('script');
+          script.textContent = moduleText;
+          document.head.appendChild(script);
+        }
         if (typeof window.createNavreqModule !== 'function') throw new Error('the decoder module is missing from this page');
         return window.createNavreqModule().then((M) => new Engine(null, navreqServer(M)));
       });
