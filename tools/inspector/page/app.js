@@ -108,7 +108,8 @@
     // this side replaced it (its result, if any, is dropped).
     load(bytes, updateUrl, fileName) {
       if (!engine) {
-        return new Promise((resolve) => ready.push(() => resolve(this.load(bytes, updateUrl, fileName))));
+        this.loading = new Promise((resolve) => ready.push(() => resolve(this.load(bytes, updateUrl, fileName))));
+        return this.loading;
       }
       if (bytes.length === 0) {
         this.error('Nothing to decode: the input is empty.');
@@ -190,7 +191,7 @@
       this.statusEl.textContent = parts.join(' \u00b7 ');
       if (t) {
         this.statusEl.title = 'decoded in ' + Math.round(t.decode) + ' ms, tree of ' + t.json +
-          ' characters read in ' + Math.round(t.parse) + ' ms';
+          ' bytes of JSON read in ' + Math.round(t.parse) + ' ms';
       }
       this.statusEl.dataset.status = String(doc.status);
     }
