@@ -118,14 +118,17 @@
       this.error('');
       if (this.letter === 'a') delete document.body.dataset.shown;
       else delete document.body.dataset.shownB;
-      const gen = ++this.generation;
-      const stale = () => gen !== this.generation;
-      const load = this.letter + ':' + gen;
+      // Every call of this load, and its answer, carries `load`: an answer
+      // for an older one than the side's latest is dropped.
+      const current = () => this.letter + ':' + this.generation;
+      ++this.generation;
+      const load = current();
+      const stale = () => load !== current();
       this.statusEl.textContent = 'Decoding ' + bytes.length + ' bytes\u2026';
       this.setBusy(true);
       const done = engine.inspect(bytes, { load, stale }).then(async (result) => {
         const doc = new NR.Doc(this.letter, bytes, result, engine, load);
-        if (stale()) {
+        if (result.load !== current()) {
           doc.release();
           return false;
         }

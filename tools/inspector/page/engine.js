@@ -186,10 +186,6 @@
       });
     }
 
-    get inWorker() {
-      return this.worker !== null;
-    }
-
     // Queues a call. opts.load names what it belongs to (it comes back with
     // the answer); opts.stale() true drops it before it is sent.
     request(fn, args, transfer, opts) {
@@ -247,13 +243,15 @@
       return NR.parseJson(this.decoder.decode(msg.value));
     }
 
-    // {status, input, tree, timings}: the module keeps the bytes as input
-    // number `input` (for loading more items) until release(input).
+    // {status, input, tree, load, timings}: the module keeps the bytes as
+    // input number `input` (for loading more items) until release(input);
+    // `load` is opts.load, as the answer carries it back.
     inspect(bytes, opts) {
       const [c, transfer] = Engine.copy(bytes);
       return this.request('inspect', [c], transfer, opts).then((msg) => {
         const t0 = performance.now();
         const result = this.json(msg);
+        result.load = msg.load;
         result.timings = { decode: msg.ms, parse: performance.now() - t0, json: msg.value.length };
         return result;
       });
