@@ -207,8 +207,18 @@
         if (this.worker) {
           this.worker.postMessage({ id: r.id, fn: r.fn, args: r.args, load: r.load }, r.transfer);
         } else {
-          // On this thread: after the page has had a turn to show "decoding…".
-          setTimeout(() => {
+          // On this thread: once the page has painted "decoding…" (a hidden
+          // page paints no frames: then after a short wait).
+          let ran = false;
+          const run = () => {
+            if (ran) return;
+            ran = true;
+            if (r.stale && r.stale()) {
+              this.busy = null;
+              r.reject(new Stale());
+              this.pump();
+              return;
+            }
             const t0 = performance.now();
             let answer;
             try {
@@ -217,7 +227,9 @@
               answer = { id: r.id, load: r.load, error: errorText(e) };
             }
             this.answered(answer);
-          }, 0);
+          };
+          requestAnimationFrame(() => setTimeout(run, 0));
+          setTimeout(run, 100);
         }
       }
     }
