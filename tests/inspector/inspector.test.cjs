@@ -17,6 +17,7 @@ require('./tree.cjs');
 require('./edits.cjs');
 require('./forms.cjs');
 require('./size.cjs');
+require('./responsive.cjs');
 require('./hostile.cjs');
 
 test('the page made no request outside file:// and data:', () => {

@@ -6,6 +6,9 @@
   const INPUT_SHOWN = 262144; // bytes shown as hex in the text box after a load
   const FRAGMENT_MAX = 2000000; // longest #hex= the page writes into the URL
   let engine = null;
+  // The module starts at once (its text stands before this script), while
+  // the rest of the page is still being read.
+  const engineStarting = NR.Engine.start((document.getElementById('navreq-module') || {}).textContent || '');
   const ready = [];
   const $ = (id) => document.getElementById(id);
 
@@ -26,6 +29,8 @@
       this.active = null;
       this.tree = new NR.TreeView($('tree-' + letter), (node, origin) => this.nodeSelected(node, origin));
       this.timer = 0;
+      this.generation = 0; // loads begun; only the latest one's result is shown
+      this.loading = Promise.resolve(false);
 
       this.input.addEventListener('input', () => {
         clearTimeout(this.timer);
@@ -98,10 +103,13 @@
       reader.readAsArrayBuffer(file);
     }
 
-    // Decodes bytes with the module and shows them.
+    // Decodes bytes with the module and shows them. Resolves to true once
+    // the tree is rendered, false when the load failed or a newer load of
+    // this side replaced it (its result, if any, is dropped).
     load(bytes, updateUrl, fileName) {
       if (!engine) {
-        return new Promise((resolve) => ready.push(() => resolve(this.load(bytes, updateUrl, fileName))));
+        this.loading = new Promise((resolve) => ready.push(() => resolve(this.load(bytes, updateUrl, fileName))));
+        return this.loading;
       }
       if (bytes.length === 0) {
         this.error('Nothing to decode: the input is empty.');
@@ -110,27 +118,51 @@
       this.error('');
       if (this.letter === 'a') delete document.body.dataset.shown;
       else delete document.body.dataset.shownB;
+      // Every call of this load, and its answer, carries `load`: an answer
+      // for an older one than the side's latest is dropped.
+      const current = () => this.letter + ':' + this.generation;
+      ++this.generation;
+      const load = current();
+      const stale = () => load !== current();
       this.statusEl.textContent = 'Decoding ' + bytes.length + ' bytes\u2026';
-      return new Promise((resolve) => {
-        setTimeout(() => {
-          try {
-            this.show(bytes, fileName);
-          } catch (e) {
-            this.error('The decoder failed: ' + (e && e.message ? e.message : e));
-            resolve(false);
-            return;
-          }
-          if (updateUrl && this.letter === 'a') writeFragment(bytes);
-          App.compare();
-          resolve(true);
-        }, 0);
+      this.setBusy(true);
+      const done = engine.inspect(bytes, { load, stale }).then(async (result) => {
+        const doc = new NR.Doc(this.letter, bytes, result, engine, load);
+        if (result.load !== current()) {
+          doc.release();
+          return false;
+        }
+        await doc.inflateAll();
+        if (stale()) {
+          doc.release();
+          return false;
+        }
+        this.show(doc, fileName, result.timings);
+        if (updateUrl && this.letter === 'a') writeFragment(bytes);
+        App.compare();
+        return true;
+      }).catch((e) => {
+        if (!NR.isStale(e) && !stale()) this.error('The decoder failed: ' + (e && e.message ? e.message : e));
+        return false;
+      }).finally(() => {
+        if (!stale()) this.setBusy(false);
       });
+      this.loading = done;
+      return done;
     }
 
-    show(bytes, fileName) {
-      const result = engine.inspect(bytes);
+    setBusy(busy) {
+      this.panel.setAttribute('aria-busy', String(busy));
+      this.panel.classList.toggle('busy', busy);
+    }
+
+    // Resolves when the latest load and the windows asked for are rendered.
+    settled() {
+      return this.loading.then(() => this.tree.settled());
+    }
+
+    show(doc, fileName, timings) {
       if (this.doc) this.doc.release();
-      const doc = new NR.Doc(this.letter, bytes, result, engine);
       this.doc = doc;
       this.buildPanes();
       this.tree.show(doc);
@@ -138,7 +170,7 @@
       for (const n of doc.root.children()) {
         if (n.el && n.expandable && n.children().length <= 200) this.tree.expand(n.el);
       }
-      this.showStatus(fileName);
+      this.showStatus(fileName, timings);
       this.detail.textContent = '';
       if (this.letter === 'a') {
         document.body.dataset.shown = 'a';
@@ -148,7 +180,7 @@
       }
     }
 
-    showStatus(fileName) {
+    showStatus(fileName, t) {
       const doc = this.doc;
       const tree = doc.tree;
       const parts = [];
@@ -160,10 +192,9 @@
       if (tree.error !== undefined) parts.push(tree.error);
       parts.push(doc.statusText() + ' (status ' + doc.status + ')');
       this.statusEl.textContent = parts.join(' \u00b7 ');
-      const t = engine.timings;
       if (t) {
         this.statusEl.title = 'decoded in ' + Math.round(t.decode) + ' ms, tree of ' + t.json +
-          ' characters read in ' + Math.round(t.parse) + ' ms';
+          ' bytes of JSON read in ' + Math.round(t.parse) + ' ms';
       }
       this.statusEl.dataset.status = String(doc.status);
     }
@@ -192,7 +223,8 @@
       this.activate(this.doc.topBuffer);
     }
 
-    // Shows one buffer's pane (inflating it the first time).
+    // Shows one buffer's pane (inflating it the first time: the pane says so
+    // until the bytes come, then shows them with the selection it holds).
     activate(id) {
       const pane = this.panes.get(id);
       if (!pane) return null;
@@ -201,12 +233,23 @@
         for (const t of this.tabs.children) t.setAttribute('aria-pressed', String(t.dataset.buffer === id));
         this.active = id;
       }
-      if (!pane.bytes && !pane.message) {
-        const bytes = this.doc.bufferBytes(id);
-        if (bytes) pane.setBytes(bytes);
-        else pane.setError('Does not inflate: ' + (this.doc.buffer(id).error || 'unknown error'));
-      } else {
+      if (pane.bytes || pane.failed) {
         pane.render();
+        return pane;
+      }
+      const doc = this.doc;
+      const b = doc.buffer(id);
+      if (b.bytes) {
+        pane.setBytes(b.bytes);
+      } else if (b.error) {
+        pane.setError('Does not inflate: ' + b.error);
+      } else if (!pane.waiting) {
+        pane.setWaiting('Inflating\u2026');
+        doc.bufferBytes(id).then((bytes) => {
+          if (this.doc !== doc) return;
+          if (bytes) pane.setBytes(bytes);
+          else pane.setError('Does not inflate: ' + (b.error || 'unknown error'));
+        }, () => {});
       }
       return pane;
     }
@@ -235,7 +278,7 @@
       this.tree.select(node, { origin: how, focus: false, scroll: true });
       if (how === 'key') {
         // Read out where the cursor is for those who do not see the panes.
-        const b = this.doc.bufferBytes(bufId);
+        const b = this.panes.get(bufId).bytes;
         $('cursor-' + this.letter).textContent = 'byte ' + off + ': ' +
           (b ? b[off].toString(16).padStart(2, '0') : '') + ', ' + (node.path || node.name);
       }
@@ -297,14 +340,24 @@
   const App = {
     sides: {},
     diffList: null,
+    diffGen: 0,
+    // Lists the differences of the two docs shown (when both are), unless
+    // either side has shown another doc by the time the module answers.
     compare() {
       const a = App.sides.a.doc;
       const b = App.sides.b.doc;
+      const gen = ++App.diffGen;
       if (!a || !b) {
         App.diffList.clear(a || !b ? 'Load request B to compare it with A.' : 'Load request A to compare it with B.');
-        return;
+        return Promise.resolve();
       }
-      App.diffList.show(engine.diff(a.bytes, b.bytes));
+      App.diffList.busy('Comparing\u2026');
+      const stale = () => gen !== App.diffGen || App.sides.a.doc !== a || App.sides.b.doc !== b;
+      return engine.diff(a.bytes, b.bytes, { load: 'diff:' + gen, stale }).then((items) => {
+        if (!stale()) App.diffList.show(items);
+      }, (e) => {
+        if (!NR.isStale(e) && !stale()) App.diffList.clear('The comparison failed: ' + (e && e.message ? e.message : e));
+      });
     },
   };
 
@@ -317,9 +370,12 @@
       s.showInput(data);
       return s.load(data, false);
     },
+    // Resolves (to the number of nodes expanded) once the latest load and
+    // the windows asked for are rendered and everything loaded is expanded.
     expandAll(side) {
       const s = App.sides[side];
-      return s ? s.tree.expandAll(null) : 0;
+      if (!s) return Promise.resolve(0);
+      return s.settled().then(() => s.tree.expandAll(null));
     },
   };
   window.navreqInspector = api;
@@ -334,13 +390,8 @@
     });
     App.diffList.clear('Load request B to compare it with A.');
     const moduleState = $('module-state');
-    if (typeof window.createNavreqModule !== 'function') {
-      document.body.dataset.state = 'error';
-      moduleState.textContent = 'The decoder module is missing from this page.';
-      return;
-    }
-    window.createNavreqModule().then((M) => {
-      engine = new NR.Engine(M);
+    engineStarting.then((e) => {
+      engine = e;
       document.body.dataset.state = 'ready';
       moduleState.textContent = 'Decoder ready.';
       ready.splice(0).forEach((f) => f());

@@ -24,7 +24,14 @@
       listEl.addEventListener('keydown', (e) => this.onKey(e));
     }
 
+    // The list stays as it is while the module compares; the summary says so.
+    busy(text) {
+      this.summary.textContent = text;
+      this.el.setAttribute('aria-busy', 'true');
+    }
+
     clear(text) {
+      this.el.removeAttribute('aria-busy');
       this.items = [];
       this.shown = 0;
       this.current = null;

@@ -5,6 +5,7 @@ set(NAVREQ_INSPECTOR_PAGE_FILES
     index.html
     style.css
     input.js
+    engine.js
     model.js
     tree.js
     hexpane.js

@@ -21,6 +21,9 @@
       this.cursor = -1;
       this.hoverPending = -1;
       this.lastPointer = null; // where the pointer was when a byte last picked
+      this.waiting = false; // bytes asked for, not come yet
+      this.failed = false; // no bytes to show (the message says why)
+      this.scrollWanted = false; // scroll to the selection when the bytes come
 
       const el = document.createElement('div');
       el.className = 'hex-pane';
@@ -55,23 +58,41 @@
     }
 
     setBytes(bytes) {
+      this.waiting = false;
+      if (this.message) {
+        this.message.remove();
+        this.message = null;
+      }
       this.bytes = bytes;
       this.rows = Math.ceil(bytes.length / PER_ROW);
       this.full = this.rows * ROW_H;
       this.spacerH = Math.min(this.full, MAX_SPACER);
       this.spacer.style.height = this.spacerH + 'px';
+      if (this.scrollWanted) this.scrollToSelection();
       this.render();
     }
 
+    // Says why there are no bytes to show yet (they are on their way).
+    setWaiting(text) {
+      this.showMessage(text, 'hex-wait');
+      this.waiting = true;
+    }
+
     setError(text) {
+      this.showMessage(text, 'hex-error');
+      this.waiting = false;
+      this.failed = true;
+    }
+
+    showMessage(text, cls) {
       this.bytes = null;
       this.spacer.style.height = '0px';
       this.rowsEl.textContent = '';
       if (!this.message) {
         this.message = document.createElement('p');
-        this.message.className = 'hex-error';
         this.el.appendChild(this.message);
       }
+      this.message.className = cls;
       this.message.textContent = text;
     }
 
@@ -169,16 +190,28 @@
         delete this.el.dataset.selStart;
         delete this.el.dataset.selLen;
       }
-      if (scroll && len > 0 && this.bytes) {
-        const first = this.firstRow();
-        const vis = this.visibleRows();
-        const r0 = Math.floor(start / PER_ROW);
-        const r1 = Math.floor((start + len - 1) / PER_ROW);
-        if (r0 < first || r1 >= first + vis) {
-          this.scrollToRow(r1 - r0 + 1 <= vis ? Math.max(0, r0 - Math.floor((vis - (r1 - r0 + 1)) / 2)) : r0);
-        }
-      }
+      this.scrollWanted = false;
+      if (scroll && len > 0) this.scrollToSelection();
       this.render();
+    }
+
+    // Scrolls the selection into view; when the bytes have not come yet,
+    // once they do.
+    scrollToSelection() {
+      if (!this.bytes) {
+        this.scrollWanted = true;
+        return;
+      }
+      this.scrollWanted = false;
+      const start = this.selStart;
+      const len = this.selLen;
+      const first = this.firstRow();
+      const vis = this.visibleRows();
+      const r0 = Math.floor(start / PER_ROW);
+      const r1 = Math.floor((start + len - 1) / PER_ROW);
+      if (r0 < first || r1 >= first + vis) {
+        this.scrollToRow(r1 - r0 + 1 <= vis ? Math.max(0, r0 - Math.floor((vis - (r1 - r0 + 1)) / 2)) : r0);
+      }
     }
 
     offsetOf(target) {

@@ -1,14 +1,11 @@
 'use strict';
-// Input text and the module: turning pasted hex or base64 into bytes, and a
-// thin wrapper over the module's exports (inspect, diff, inflate). All
-// decoding of requests happens in the module; this file never reads a Kse head.
+// Input text: turning pasted hex or base64 into bytes, and reading the
+// module's JSON. All decoding of requests happens in the module (engine.js
+// calls it); this file never reads a Kse head.
 window.NR = window.NR || {};
 
 (function (NR) {
   const HEX_DIGITS = '0123456789abcdef';
-  // The longest string V8 makes (2^29 - 24 characters); UTF-8 bytes bound it.
-  const MAX_TEXT = 536870888;
-
   const HEX_CODES = new Uint8Array(Array.from(HEX_DIGITS, (c) => c.charCodeAt(0)));
   const latin1 = new TextDecoder('latin1');
   NR.bytesToHex = function (bytes) {
@@ -97,97 +94,4 @@ window.NR = window.NR || {};
     return JSON.parse(text.replace(/("value":\s*)(-?\d+(?:\.\d+)?(?:[eE][+-]?\d+)?)(?=\s*[,}\]])/g, '$1"$2"'));
   }
   NR.parseJson = parseJson;
-
-  class Engine {
-    constructor(module) {
-      this.M = module;
-      this.decoder = new TextDecoder('utf-8');
-    }
-
-    fn(name) {
-      const M = this.M;
-      const direct = M['_' + name];
-      if (typeof direct === 'function') return direct;
-      return (...args) => M.ccall(name, 'number', args.map(() => 'number'), args);
-    }
-
-    withBytes(list, body) {
-      const M = this.M;
-      const ptrs = list.map((b) => {
-        const p = M._malloc(Math.max(1, b.length));
-        M.HEAPU8.set(b, p);
-        return p;
-      });
-      try {
-        return body(ptrs);
-      } finally {
-        ptrs.forEach((p) => M._free(p));
-      }
-    }
-
-    cString(p) {
-      const heap = this.M.HEAPU8;
-      let end = heap.indexOf(0, p);
-      if (end < 0) end = heap.length;
-      if (end - p > MAX_TEXT) {
-        throw new Error('the decoded tree is ' + Math.round((end - p) / 1048576) + ' MB of JSON text, ' +
-          'more than the browser can hold in one string; `navreq dump` reads such inputs');
-      }
-      return this.decoder.decode(heap.subarray(p, end));
-    }
-
-    // {status, input, tree}: the module keeps the bytes as input number
-    // `input` (for loading more items) until release(input).
-    inspect(bytes) {
-      const f = this.fn('navreq_inspect');
-      const t0 = performance.now();
-      let p0 = 0;
-      const text = this.withBytes([bytes], ([p]) => {
-        p0 = f(p, bytes.length);
-        return this.cString(p0);
-      });
-      const t1 = performance.now();
-      const result = parseJson(text);
-      this.timings = { decode: t1 - t0, parse: performance.now() - t1, json: text.length };
-      return result;
-    }
-
-    // The items of container `node` of kept input `input` from `from` on:
-    // {items, more}.
-    items(input, node, from, budget, path) {
-      const M = this.M;
-      const p = M.ccall('navreq_items', 'number', ['number', 'number', 'number', 'number', 'string'],
-        [input, node, from, budget, path]);
-      return parseJson(this.cString(p));
-    }
-
-    // Lets the module drop a kept input.
-    release(input) {
-      const f = this.M._navreq_release;
-      if (typeof f === 'function') f(input);
-    }
-
-    // [{path, a, b, line}]
-    diff(a, b) {
-      const f = this.fn('navreq_diff');
-      const text = this.withBytes([a, b], ([pa, pb]) => this.cString(f(pa, a.length, pb, b.length)));
-      return parseJson(text);
-    }
-
-    // {bytes} or {error}
-    inflate(bytes) {
-      const f = this.fn('navreq_inflate');
-      const data = this.fn('navreq_result_data');
-      const size = this.fn('navreq_result_size');
-      return this.withBytes([bytes], ([p]) => {
-        const ok = f(p, bytes.length);
-        const at = data();
-        const n = size();
-        const out = this.M.HEAPU8.slice(at, at + n);
-        if (ok === 1) return { bytes: out };
-        return { error: this.decoder.decode(out) || 'does not inflate' };
-      });
-    }
-  }
-  NR.Engine = Engine;
 })(window.NR);

@@ -264,8 +264,10 @@
 
   // One decoded request: its bytes, the tree, the buffers (input and inflated).
   class Doc {
-    constructor(side, bytes, result, engine) {
+    constructor(side, bytes, result, engine, load) {
       this.side = side;
+      this.load = load; // which load of its side made it (tags its module calls)
+      this.released = false;
       this.bytes = bytes;
       this.status = result.status;
       this.input = result.input; // the module keeps the bytes under this number
@@ -283,13 +285,15 @@
     }
 
     // Loads the next window of a container's items (in place of its "more"
-    // marker) and returns the new child nodes, a new marker last if some are
-    // still left.
-    loadMore(marker) {
+    // marker) and resolves to the new child nodes, a new marker last if some
+    // are still left. Rejects as stale when the doc was dropped meanwhile.
+    async loadMore(marker) {
       const parent = marker.parent;
       const h = parent.holder();
       const m = h.more;
-      const answer = this.engine.items(this.input, m.node, m.from, MORE_BUDGET, parent.path);
+      const answer = await this.engine.items(this.input, m.node, m.from, MORE_BUDGET, parent.path,
+        { load: this.load, stale: () => this.released });
+      if (this.released || h.more !== m) throw new NR.Stale();
       const name = parent.itemArrayName();
       if (!h[name]) h[name] = [];
       const first = h[name].length;
@@ -311,6 +315,7 @@
     release() {
       if (this.input !== undefined) this.engine.release(this.input);
       this.input = undefined;
+      this.released = true;
     }
 
     // Numbers the buffers of their own in the order their nodes appear
@@ -355,26 +360,43 @@
 
     // The bytes of a buffer, made the first time they are needed: a gzip
     // stream inflated by the module, or the bytes the JSON gives as hex.
+    // Resolves to the bytes, or null (with the buffer's `error` set).
     bufferBytes(id) {
       const b = this.buffer(id);
-      if (!b) return null;
-      if (b.bytes || b.error) return b.bytes;
+      if (!b) return Promise.resolve(null);
+      if (b.bytes || b.error) return Promise.resolve(b.bytes);
       const owner = b.owner;
       if (owner && owner.gzip === undefined) {
         const hex = owner.message ? owner.message.hex : owner.kse && owner.kse.hex;
         if (typeof hex === 'string') b.bytes = NR.hexToBytes(hex);
         else b.error = 'the module gave no bytes for it';
-        return b.bytes;
+        return Promise.resolve(b.bytes);
       }
-      const compressed = b.top ? this.bytes : NR.hexToBytes(owner.gzip);
-      const r = this.engine.inflate(compressed);
-      if (r.bytes) {
-        b.bytes = r.bytes;
-        b.size = r.bytes.length;
-      } else {
-        b.error = r.error;
+      if (!b.pending) {
+        const compressed = b.top ? this.bytes : NR.hexToBytes(owner.gzip);
+        b.pending = this.engine.inflate(compressed, { load: this.load, stale: () => this.released }).then((r) => {
+          if (r.bytes) {
+            b.bytes = r.bytes;
+            b.size = r.bytes.length;
+          } else {
+            b.error = r.error;
+          }
+          return b.bytes;
+        }, (e) => {
+          b.pending = null;
+          if (NR.isStale(e)) throw e;
+          b.error = e && e.message ? e.message : String(e);
+          return null;
+        });
       }
-      return b.bytes;
+      return b.pending;
+    }
+
+    // Inflates the gzip buffers known so far, so that their panes are ready
+    // the moment one of their nodes is selected.
+    inflateAll() {
+      return Promise.all(this.buffers.filter((b) => b.top || (b.owner && b.owner.gzip !== undefined))
+        .map((b) => this.bufferBytes(b.id)));
     }
 
     // The node that holds a buffer's top level (root, or the gzip node).

@@ -20,11 +20,13 @@
       this.doc = null;
       this.selected = null;
       this.focused = null;
+      this.windows = new Map(); // "show next" markers loading -> their promise
       el.addEventListener('click', (e) => this.onClick(e));
       el.addEventListener('keydown', (e) => this.onKey(e));
     }
 
     clear() {
+      this.windows.clear();
       this.el.textContent = '';
       this.doc = null;
       this.selected = null;
@@ -116,26 +118,36 @@
 
     // Replaces a "show next" marker by the next window of items. The module
     // walks the input again for it (up to a second or two for a very large
-    // request), so the marker says so first and the work waits for a paint.
+    // request, in the worker): the marker says "loading…" meanwhile, and the
+    // tree stays usable. Resolves when the items are rendered.
     loadMore(li) {
-      if (li.dataset.loading) return;
+      if (li.dataset.loading) return this.pendingWindow(li);
       li.dataset.loading = '1';
       li.setAttribute('aria-busy', 'true');
       li.querySelector('.row').textContent = 'loading\u2026';
-      requestAnimationFrame(() => setTimeout(() => this.loadMoreNow(li), 0));
-    }
-
-    loadMoreNow(li) {
-      const marker = li._node;
-      let added;
-      try {
-        added = this.doc.loadMore(marker);
-      } catch (e) {
+      const doc = this.doc;
+      const p = doc.loadMore(li._node).then((added) => {
+        if (this.doc === doc && li.isConnected) this.replaceMarker(li, added);
+      }, (e) => {
+        if (NR.isStale(e) || this.doc !== doc) return;
         li.querySelector('.row').textContent = 'could not load more: ' + (e && e.message ? e.message : e);
         delete li.dataset.loading;
         li.removeAttribute('aria-busy');
-        return;
-      }
+      }).finally(() => this.windows.delete(li));
+      this.windows.set(li, p);
+      return p;
+    }
+
+    pendingWindow(li) {
+      return this.windows.get(li) || Promise.resolve();
+    }
+
+    // Resolves when every window asked for so far is rendered.
+    settled() {
+      return Promise.all(Array.from(this.windows.values()));
+    }
+
+    replaceMarker(li, added) {
       const wasFocused = document.activeElement === li;
       const frag = document.createDocumentFragment();
       for (const k of added) frag.appendChild(this.renderItem(k));
