@@ -96,18 +96,25 @@ const expandedOf = (page, p) => page.evaluate((want) => {
   return 'no such item';
 }, p);
 
-describe('keyboard', () => {
-  let page;
+// The route example open in a page of its own, for one describe block.
+function withRoutePage() {
+  const holder = { page: null };
   before(async () => {
-    page = await b.newPage();
-    await b.openPage(page, '#hex=' + b.hexOf('route'));
-    await b.waitShown(page, 'a');
+    holder.page = await b.newPage();
+    await b.openPage(holder.page, '#hex=' + b.hexOf('route'));
+    await b.waitShown(holder.page, 'a');
   });
   after(async () => {
-    if (page) await page.close();
+    if (holder.page) await holder.page.close();
   });
+  return holder;
+}
+
+describe('keyboard', () => {
+  const route = withRoutePage();
 
   test('Tab reaches the tree; arrows, Home, End, Enter, *', async () => {
+    const { page } = route;
     const hasDeep = () => page.evaluate(() => [...document.querySelectorAll('#tree-a [role=treeitem]')]
       .some((it) => it.dataset.path === 'body.start.point.longitude'));
     assert.equal(await hasDeep(), false, 'children render only when expanded');
@@ -179,17 +186,10 @@ describe('keyboard', () => {
 });
 
 describe('pointer and keyboard', () => {
-  let page;
-  before(async () => {
-    page = await b.newPage();
-    await b.openPage(page, '#hex=' + b.hexOf('route'));
-    await b.waitShown(page, 'a');
-  });
-  after(async () => {
-    if (page) await page.close();
-  });
+  const route = withRoutePage();
 
   test('a pointer resting on the hex pane leaves the keyboard in charge', async () => {
+    const { page } = route;
     await selectByClick(page, 'a', 'version');
     const cell = await page.$('.hex-pane[data-buffer="a:0"] [data-offset="1"]');
     const box = await cell.boundingBox();
