@@ -41,4 +41,4 @@ NAVREQ_INSPECTOR_PAGE=$(abs "$page") \
 NAVREQ_TOOL=$(abs "$tool") \
 NAVREQ_GOLDEN_DIR=$root/tests/tool/golden \
 NAVREQ_INSPECTOR_OUT=$out \
-  exec node --test --test-reporter=spec "$@" "$src/inspector.test.cjs"
+  exec node --test "$@" "$src/inspector.test.cjs"

@@ -37,6 +37,15 @@ std::string ErrorJson(const char* what) {
   return text + "}";
 }
 
+// A window as the page shows it: paths, container numbers, kWindowItems items
+// of each container.
+navreq::tool::JsonViewOptions Window() {
+  navreq::tool::JsonViewOptions options;
+  options.paths = true;
+  options.items_cap = kWindowItems;
+  return options;
+}
+
 navreq::tool::WalkSummary WalkInto(const std::string& input, const navreq::tool::JsonViewOptions& options,
                                    std::ostringstream& out) {
   const std::unique_ptr<navreq::tool::TreeSink> view = navreq::tool::MakeJsonView(out, options);
@@ -49,16 +58,15 @@ extern "C" {
 
 // Keeps the request as input number N and gives its first window: the tree
 // of `navreq dump --json`, each value with its diff path and each container
-// with its number, cut after kFirstWindow values ("more" says where), and
+// with its number, cut as kWindowItems and kWindowValues say ("more" says
+// where), and
 // dump's exit status: {"status": 0|1|2, "input": N, "tree": {...}}.
 EMSCRIPTEN_KEEPALIVE const char* navreq_inspect(const unsigned char* data, std::size_t size) {
   try {
     const int input = g_next_input++;
     const std::string& bytes = g_inputs[input] = std::string(reinterpret_cast<const char*>(data), size);
-    navreq::tool::JsonViewOptions options;
-    options.paths = true;
+    navreq::tool::JsonViewOptions options = Window();
     options.budget = kWindowValues;
-    options.items_cap = kWindowItems;
     std::ostringstream tree;
     const navreq::tool::WalkSummary summary = WalkInto(bytes, options, tree);
     g_result = "{\"status\": " + std::to_string(summary.status()) + ", \"input\": " + std::to_string(input) +
@@ -81,13 +89,11 @@ EMSCRIPTEN_KEEPALIVE const char* navreq_items(int input, double node, double fro
       g_result = ErrorJson("no such input");
       return g_result.c_str();
     }
-    navreq::tool::JsonViewOptions options;
-    options.paths = true;
+    navreq::tool::JsonViewOptions options = Window();
     options.fragment = true;
     options.node = static_cast<std::uint64_t>(node);
     options.from = static_cast<std::uint64_t>(from);
     options.budget = static_cast<std::size_t>(budget);
-    options.items_cap = kWindowItems;
     options.node_path = path;
     std::ostringstream part;
     (void)WalkInto(found->second, options, part);

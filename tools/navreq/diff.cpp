@@ -1,6 +1,5 @@
 #include "diff.h"
 
-#include <charconv>
 #include <cstring>
 #include <map>
 #include <nlohmann/json.hpp>
@@ -167,8 +166,7 @@ class Collector final : public TreeSink {
         break;
       case Role::kValue: {
         std::int64_t k = 0;
-        const auto r = std::from_chars(item.key.data(), item.key.data() + item.key.size(), k);
-        if (item.key_is_integer && r.ec == std::errc() && r.ptr == item.key.data() + item.key.size()) {
+        if (NumberedKey(item.key, item.key_is_integer, k)) {
           n.segment = Node::kKeyInt;
           n.seg = k;
         } else {

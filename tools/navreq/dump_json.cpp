@@ -24,8 +24,7 @@ std::string JsonString(std::string_view text) {
 
 class JsonView final : public TreeSink {
  public:
-  JsonView(std::ostream& out, JsonViewOptions options)
-      : out_(out), options_(std::move(options)), with_paths_(options_.paths) {}
+  JsonView(std::ostream& out, JsonViewOptions options) : out_(out), options_(std::move(options)) {}
   ~JsonView() override { flush(); }
 
   // Values that are not written need no length (a window walks past most).
@@ -156,7 +155,7 @@ class JsonView final : public TreeSink {
       if (!e.record.empty()) buf_ += ", \"record\": " + JsonString(e.record);
       // An unsigned-byte list spreads its bytes over one head each: with
       // paths, the bytes the items' offsets count in come along.
-      if (with_paths_ && item.wire == kWireList && !e.gzip) {
+      if (options_.paths && item.wire == kWireList && !e.gzip) {
         buf_ += ", \"hex\": \"";
         AppendHex(buf_, data.data(), data.size());
         buf_ += '"';
@@ -178,7 +177,7 @@ class JsonView final : public TreeSink {
                      std::uint64_t value, std::string_view data) override {
     // Repetitions count every field of the message, written or not.
     const std::uint64_t repetition =
-        suppressed_ == 0 && !finished_ && with_paths_ ? levels_.back().repetitions[number]++ : 0;
+        suppressed_ == 0 && !finished_ && options_.paths ? levels_.back().repetitions[number]++ : 0;
     if (admit(Role::kField, false) != Admission::kWrite) return;
     newLine();
     buf_ += "{\"at\": " + std::to_string(offset) + ", \"len\": " + std::to_string(length) +
@@ -188,7 +187,7 @@ class JsonView final : public TreeSink {
     } else {
       buf_ += ", \"value\": " + std::to_string(value);
     }
-    if (with_paths_) {
+    if (options_.paths) {
       const Level& level = levels_.back();
       std::string path = level.path;
       AppendProtobufLevel(path, number, repetition, level.top);
@@ -210,7 +209,7 @@ class JsonView final : public TreeSink {
     level.undecoded = ", \"undecoded\": {\"at\": " + std::to_string(offset) +
                       ", \"why\": " + JsonString(why) + ", \"hex\": \"" + HexOf(rest.data(), rest.size()) +
                       "\"";
-    if (with_paths_) {
+    if (options_.paths) {
       std::string path = level.path;
       AppendUndecodedLevel(path, level.top);
       level.undecoded += ", \"path\": ";
@@ -283,7 +282,7 @@ class JsonView final : public TreeSink {
       AppendInt(buf_, item.count_wire);
     }
     if (item.incomplete) buf_ += ", \"incomplete\": true";
-    if (with_paths_ && item.role != Role::kKey) {
+    if (options_.paths && item.role != Role::kKey) {
       const Level& level = levels_.back();
       item_path_ = level.path;
       if (item.role == Role::kField) {
@@ -420,7 +419,7 @@ class JsonView final : public TreeSink {
   bool reporting() const { return suppressed_ == 0 && !finished_ && !levels_.back().fragment_root; }
 
   void writeNode() {
-    if (!with_paths_) return;
+    if (!options_.paths) return;
     buf_ += ", \"node\": ";
     AppendInt(buf_, static_cast<std::int64_t>(node_));
   }
@@ -446,7 +445,6 @@ class JsonView final : public TreeSink {
 
   std::ostream& out_;
   const JsonViewOptions options_;
-  const bool with_paths_;
   std::uint64_t next_node_ = 1;
   std::uint64_t node_ = 0;    // the number of the value being written
   std::size_t written_ = 0;   // values written

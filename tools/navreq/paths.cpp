@@ -63,10 +63,15 @@ void AppendIndexLevel(std::string& path, std::int64_t index) {
   path += ']';
 }
 
+bool NumberedKey(std::string_view key, bool integer, std::int64_t& value) noexcept {
+  if (!integer) return false;
+  const auto r = std::from_chars(key.data(), key.data() + key.size(), value);
+  return r.ec == std::errc() && r.ptr == key.data() + key.size();
+}
+
 void AppendKeyLevel(std::string& path, std::string_view key, bool integer) {
   std::int64_t k = 0;
-  const auto r = std::from_chars(key.data(), key.data() + key.size(), k);
-  if (integer && r.ec == std::errc() && r.ptr == key.data() + key.size()) {
+  if (NumberedKey(key, integer, k)) {
     AppendIndexLevel(path, k);
     return;
   }

@@ -22,6 +22,9 @@ namespace tool {
 // Appending one level to `path`; `first` for a level directly under the top.
 void AppendFieldLevel(std::string& path, const char* name, std::int64_t tag, bool first);
 void AppendIndexLevel(std::string& path, std::int64_t index);
+// Whether a map key names its value by number: an integer key whose text
+// reads back whole as an int64 (`value`). Other keys name it by their text.
+[[nodiscard]] bool NumberedKey(std::string_view key, bool integer, std::int64_t& value) noexcept;
 // A map value's key: the key's text (string bytes, or the decimal of an
 // integer key when `integer`), quoted where it is not a plain word.
 void AppendKeyLevel(std::string& path, std::string_view key, bool integer);
