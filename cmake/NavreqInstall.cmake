@@ -3,7 +3,7 @@
 #   target_link_libraries(app PRIVATE navreq::navreq)
 include(CMakePackageConfigHelpers)
 
-install(TARGETS navreq navreq_services EXPORT navreqTargets
+install(TARGETS navreq_wire navreq_read navreq navreq_services EXPORT navreqTargets
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
         INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})

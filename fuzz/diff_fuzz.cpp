@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 
-#include "diff.h"
+#include "navreq/read/diff.h"
 #include "fuzz_support.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -15,9 +15,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::size_t cut = ((std::size_t{data[0]} << 8) | data[1]) % (rest.size() + 1);
   const std::string a = rest.substr(0, cut);
   const std::string b = rest.substr(cut);
-  NAVREQ_FUZZ_CHECK(navreq::tool::DiffRequests(a, a, {}).empty(), "a request does not differ from itself");
-  for (const navreq::tool::Difference& d : navreq::tool::DiffRequests(a, b, {"**.x*"})) {
-    NAVREQ_FUZZ_CHECK(!navreq::tool::DifferenceLine(d).empty(), "every difference is a line");
+  NAVREQ_FUZZ_CHECK(navreq::DiffRequests(a, a, {}).empty(), "a request does not differ from itself");
+  for (const navreq::Difference& d : navreq::DiffRequests(a, b, {"**.x*"})) {
+    NAVREQ_FUZZ_CHECK(!navreq::DifferenceLine(d).empty(), "every difference is a line");
   }
   return 0;
 }

@@ -12,18 +12,19 @@
 #include <sstream>
 #include <string>
 
-#include "dump_views.h"
+#include "navreq/read/views.h"
 #include "fuzz_support.h"
 #include "navreq/records/all.h"
-#include "pack.h"
-#include "walk.h"
+#include "gzip_compress.h"
+#include "navreq/read/pack.h"
+#include "navreq/read/walk.h"
 
 namespace {
 
 // The first container cut short in a window, depth first; `options` becomes
 // the request for its next window.
 const nlohmann::json* FirstMore(const nlohmann::json& node, const std::string& path,
-                                navreq::tool::JsonViewOptions& options) {
+                                navreq::JsonViewOptions& options) {
   if (!node.is_object()) return nullptr;
   if (node.contains("more")) {
     const nlohmann::json& more = node["more"];
@@ -56,44 +57,44 @@ const nlohmann::json* FirstMore(const nlohmann::json& node, const std::string& p
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::ostringstream text;
-  navreq::tool::WalkSummary summary;
+  navreq::WalkSummary summary;
   {
-    const auto view = navreq::tool::MakeTextView(text, false);
-    summary = navreq::tool::Walk(data, size, *view);
+    const auto view = navreq::MakeTextView(text, false);
+    summary = navreq::Walk(data, size, *view);
   }
   const std::string shown = text.str();
   NAVREQ_FUZZ_CHECK(!shown.empty() && shown.back() == '\n', "the text tree ends with a newline");
 
   std::ostringstream json_text;
   {
-    const auto view = navreq::tool::MakeJsonView(json_text);
-    const navreq::tool::WalkSummary again = navreq::tool::Walk(data, size, *view);
+    const auto view = navreq::MakeJsonView(json_text);
+    const navreq::WalkSummary again = navreq::Walk(data, size, *view);
     NAVREQ_FUZZ_CHECK(again.status() == summary.status(), "both views see the same input");
   }
   const nlohmann::json tree = nlohmann::json::parse(json_text.str(), nullptr, false);
   NAVREQ_FUZZ_CHECK(!tree.is_discarded(), "--json output is valid JSON");
   if (summary.status() == 0 || summary.status() == 2) {
-    const std::string packed = navreq::tool::PackTree(tree);
+    const std::string packed = navreq::PackJson(tree.dump(), navreq::tool::Gzip);
     NAVREQ_FUZZ_CHECK(packed == std::string(reinterpret_cast<const char*>(data), size),
                       "dump --json | pack gives back the input");
   }
 
-  navreq::tool::JsonViewOptions window;
+  navreq::JsonViewOptions window;
   window.paths = true;
   window.budget = 16;
   window.items_cap = 4;
   std::ostringstream windowed;
   {
-    const auto view = navreq::tool::MakeJsonView(windowed, window);
-    (void)navreq::tool::Walk(data, size, *view);
+    const auto view = navreq::MakeJsonView(windowed, window);
+    (void)navreq::Walk(data, size, *view);
   }
   const nlohmann::json first = nlohmann::json::parse(windowed.str(), nullptr, false);
   NAVREQ_FUZZ_CHECK(!first.is_discarded() && first.is_object(), "a window is valid JSON");
   if (const nlohmann::json* more = FirstMore(first, "", window)) {
     std::ostringstream part_text;
     {
-      const auto view = navreq::tool::MakeJsonView(part_text, window);
-      (void)navreq::tool::Walk(data, size, *view);
+      const auto view = navreq::MakeJsonView(part_text, window);
+      (void)navreq::Walk(data, size, *view);
     }
     const nlohmann::json part = nlohmann::json::parse(part_text.str(), nullptr, false);
     NAVREQ_FUZZ_CHECK(!part.is_discarded() && part.contains("items") && !part["items"].empty(),
@@ -102,12 +103,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
 
   // The known records directly, without an envelope around them.
-  const auto sink = navreq::tool::MakeNullSink();
+  const auto sink = navreq::MakeNullSink();
   for (const navcore::ryn::RecordInfo* record :
        {&navkse::routesearch::CarRouteReq::kseInfo(), &navkse::traffic::AllOnRouteReqBatch::kseInfo(),
         &navkse::locationReportDMQ::LocationReportRequestDMQ::kseInfo(),
         &navkse::navicore::nav::ugs_guidance_slice_req_t::kseInfo()}) {
-    (void)navreq::tool::WalkRecord(data, size, *record, *sink);
+    (void)navreq::WalkRecord(data, size, *record, *sink);
   }
   return 0;
 }

@@ -20,7 +20,7 @@
 #include "navreq/serialize.h"
 
 #if defined(NAVREQ_FUZZ_WITH_READER)
-#include "walk.h"
+#include "navreq/read/walk.h"
 #endif
 
 namespace {
@@ -39,8 +39,8 @@ constexpr std::size_t kDecodeLimit = 1u << 20;
 template <class Root>
 void CheckDecodes(const std::vector<char>& bytes) {
   if (bytes.size() > kDecodeLimit) return;
-  const auto sink = navreq::tool::MakeNullSink();
-  const navreq::tool::WalkSummary summary = navreq::tool::WalkRecord(
+  const auto sink = navreq::MakeNullSink();
+  const navreq::WalkSummary summary = navreq::WalkRecord(
       reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), Root::kseInfo(), *sink,
       /*follow=*/false);
   NAVREQ_FUZZ_CHECK(summary.undecoded == 0, "what the writer writes, the reader reads to the end");

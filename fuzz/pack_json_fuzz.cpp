@@ -9,8 +9,9 @@
 #include <string>
 
 #include "fuzz_support.h"
-#include "pack.h"
-#include "walk.h"
+#include "gzip_compress.h"
+#include "navreq/read/pack.h"
+#include "navreq/read/walk.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const nlohmann::json tree = nlohmann::json::parse(
@@ -18,12 +19,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (tree.is_discarded()) return 0;
   std::string bytes;
   try {
-    bytes = navreq::tool::PackTree(tree);
-  } catch (const navreq::tool::PackError& e) {
+    bytes = navreq::PackJson(tree.dump(), navreq::tool::Gzip);
+  } catch (const navreq::PackError& e) {
     NAVREQ_FUZZ_CHECK(e.what()[0] == '$', "a rejection names the JSON path");
     return 0;
   }
-  const auto sink = navreq::tool::MakeNullSink();
-  (void)navreq::tool::Walk(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), *sink);
+  const auto sink = navreq::MakeNullSink();
+  (void)navreq::Walk(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), *sink);
   return 0;
 }

@@ -19,7 +19,7 @@
 #include "kinds.h"
 #include "navreq/engine/service_overrides.h"
 #include "param_json.h"
-#include "walk.h"
+#include "navreq/read/walk.h"
 
 #if !defined(NAVREQ_FUZZ_KIND)
 #error "NAVREQ_FUZZ_KIND must name the request kind"
@@ -41,9 +41,9 @@ void CheckResult(int rc, const std::vector<char>& out) {
   NAVREQ_FUZZ_CHECK(rc == 0 || rc == 1 || (rc == 2 && two_allowed), "result is one the entry function has");
   if (rc != 0) return;
   NAVREQ_FUZZ_CHECK(!out.empty(), "a successful request has bytes");
-  const auto sink = navreq::tool::MakeNullSink();
-  const navreq::tool::WalkSummary summary =
-      navreq::tool::Walk(reinterpret_cast<const unsigned char*>(out.data()), out.size(), *sink);
+  const auto sink = navreq::MakeNullSink();
+  const navreq::WalkSummary summary =
+      navreq::Walk(reinterpret_cast<const unsigned char*>(out.data()), out.size(), *sink);
   NAVREQ_FUZZ_CHECK(summary.status() == 0, "a request's bytes decode completely, every record whole");
 }
 

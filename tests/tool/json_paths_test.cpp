@@ -11,22 +11,22 @@
 #include <utility>
 #include <vector>
 
-#include "diff.h"
-#include "dump_views.h"
+#include "navreq/read/diff.h"
+#include "navreq/read/views.h"
 #include "support/wire.h"
 #include "tool_run.h"
-#include "walk.h"
+#include "navreq/read/walk.h"
 
 namespace {
 
 using navreq::testing::FromHex;
 
-nlohmann::json TreeWithPaths(const std::string& bytes, navreq::tool::JsonViewOptions options = {}) {
+nlohmann::json TreeWithPaths(const std::string& bytes, navreq::JsonViewOptions options = {}) {
   options.paths = true;
   std::ostringstream out;
   {
-    const auto view = navreq::tool::MakeJsonView(out, options);
-    (void)navreq::tool::Walk(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), *view);
+    const auto view = navreq::MakeJsonView(out, options);
+    (void)navreq::Walk(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), *view);
   }
   return nlohmann::json::parse(out.str());
 }
@@ -98,7 +98,7 @@ const char kFiveElements[] =
     "0005";
 
 TEST(JsonWindows, BudgetCutsAListAndSaysWhere) {
-  navreq::tool::JsonViewOptions options;
+  navreq::JsonViewOptions options;
   options.budget = 3;
   const nlohmann::json tree = TreeWithPaths(FromHex(kFiveElements), options);
   const nlohmann::json& list = tree["fields"][1];
@@ -112,7 +112,7 @@ TEST(JsonWindows, BudgetCutsAListAndSaysWhere) {
 }
 
 TEST(JsonWindows, ItemsCapCutsEachContainer) {
-  navreq::tool::JsonViewOptions options;
+  navreq::JsonViewOptions options;
   options.items_cap = 2;
   const nlohmann::json tree = TreeWithPaths(FromHex(kFiveElements), options);
   const nlohmann::json& list = tree["fields"][1];
@@ -131,7 +131,7 @@ TEST(JsonWindows, ItemsCapCutsEachContainer) {
 }
 
 TEST(JsonWindows, FragmentGivesTheNextItems) {
-  navreq::tool::JsonViewOptions options;
+  navreq::JsonViewOptions options;
   options.fragment = true;
   options.node = 2;
   options.from = 1;
@@ -155,7 +155,7 @@ TEST(JsonWindows, FragmentGivesTheNextItems) {
 }
 
 TEST(JsonWindows, FragmentOfTheTop) {
-  navreq::tool::JsonViewOptions options;
+  navreq::JsonViewOptions options;
   options.fragment = true;
   options.node = 0;
   options.from = 1;
@@ -172,7 +172,7 @@ TEST(JsonWindows, EveryWindowOfARequestAddsUpToTheWholeTree) {
   const std::string bytes = GoldenRequest("route");
   std::vector<std::string> whole;
   Paths(TreeWithPaths(bytes)["fields"], whole);
-  navreq::tool::JsonViewOptions options;
+  navreq::JsonViewOptions options;
   options.budget = 7;
   nlohmann::json tree = TreeWithPaths(bytes, options);
   // Fills every "more" in place, depth first, until none is left.
@@ -184,7 +184,7 @@ TEST(JsonWindows, EveryWindowOfARequestAddsUpToTheWholeTree) {
           if (node.contains("message")) container = &node["message"];
           if (!container->contains(key)) continue;
           while (container->contains("more")) {
-            navreq::tool::JsonViewOptions next;
+            navreq::JsonViewOptions next;
             next.fragment = true;
             next.node = (*container)["more"]["node"];
             next.from = (*container)["more"]["from"];
@@ -239,8 +239,8 @@ TEST(JsonPaths, UnsignedByteListCarriesItsBytes) {
 
   std::ostringstream plain;  // dump --json itself does not repeat them
   {
-    const auto view = navreq::tool::MakeJsonView(plain);
-    (void)navreq::tool::Walk(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), *view);
+    const auto view = navreq::MakeJsonView(plain);
+    (void)navreq::Walk(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), *view);
   }
   EXPECT_FALSE(nlohmann::json::parse(plain.str())["fields"][2]["kse"].contains("hex"));
 }
@@ -252,7 +252,7 @@ TEST_P(GoldenPaths, SameAsDiffPathsInOrder) {
   std::vector<std::string> from_tree;
   Paths(TreeWithPaths(bytes)["fields"], from_tree);
   std::vector<std::string> from_diff;
-  for (const auto& [path, value] : navreq::tool::FlattenRequest(bytes)) from_diff.push_back(path);
+  for (const auto& [path, value] : navreq::FlattenRequest(bytes)) from_diff.push_back(path);
   ASSERT_FALSE(from_diff.empty());
   EXPECT_EQ(from_tree, from_diff);
 }
@@ -263,15 +263,15 @@ INSTANTIATE_TEST_SUITE_P(Examples, GoldenPaths,
 TEST(JsonPaths, PlainTreeHasNoPaths) {
   std::ostringstream out;
   {
-    const auto view = navreq::tool::MakeJsonView(out);
+    const auto view = navreq::MakeJsonView(out);
     const std::string bytes = GoldenRequest("route");
-    (void)navreq::tool::Walk(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), *view);
+    (void)navreq::Walk(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), *view);
   }
   EXPECT_EQ(out.str().find("\"path\""), std::string::npos);
 }
 
 TEST(DifferencesJson, OneLineWithPrintedLines) {
-  std::vector<navreq::tool::Difference> diffs(3);
+  std::vector<navreq::Difference> diffs(3);
   diffs[0].path = "body.start.point.longitude";
   diffs[0].a = "116378624";
   diffs[0].b = "116398624";
@@ -282,7 +282,7 @@ TEST(DifferencesJson, OneLineWithPrintedLines) {
   diffs[2].path = "body.via[3]";
   diffs[2].only_b = true;
   diffs[2].b = "struct";
-  EXPECT_EQ(navreq::tool::DifferencesJson(diffs, true),
+  EXPECT_EQ(navreq::DifferencesJson(diffs, true),
             "[{\"path\":\"body.start.point.longitude\",\"a\":116378624,\"b\":116398624,"
             "\"line\":\"body.start.point.longitude: 116378624 -> 116398624\"},"
             "{\"path\":\"header.imei\",\"a\":\"\\\"x\\\"\",\"b\":null,\"line\":\"header.imei: only in A\"},"

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "commands.h"
+#include "subcommands.h"
 #include "navreq/engine/service_overrides.h"
 #include "navreq/requests.h"
 #include "support/capture.h"

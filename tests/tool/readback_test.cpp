@@ -10,20 +10,21 @@
 #include <string>
 #include <vector>
 
-#include "diff.h"
-#include "dump_views.h"
+#include "navreq/read/diff.h"
+#include "navreq/read/views.h"
 #include "navreq/kse/output_stream.h"
-#include "pack.h"
+#include "gzip_compress.h"
+#include "navreq/read/pack.h"
 #include "support/wire.h"
 #include "tool_run.h"
-#include "walk.h"
+#include "navreq/read/walk.h"
 #include "wire_cursor.h"
 
 namespace {
 
 using namespace wire;
 using navreq::testing::FromHex;
-using navreq::tool::WalkSummary;
+using navreq::WalkSummary;
 
 struct Dumped {
   std::string text;
@@ -34,8 +35,8 @@ Dumped TextOf(const std::string& bytes, bool full = false) {
   std::ostringstream out;
   Dumped d;
   {
-    const auto view = navreq::tool::MakeTextView(out, full);
-    d.summary = navreq::tool::Walk(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), *view);
+    const auto view = navreq::MakeTextView(out, full);
+    d.summary = navreq::Walk(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), *view);
   }
   d.text = out.str();
   return d;
@@ -44,13 +45,13 @@ Dumped TextOf(const std::string& bytes, bool full = false) {
 nlohmann::json TreeOf(const std::string& bytes) {
   std::ostringstream out;
   {
-    const auto view = navreq::tool::MakeJsonView(out);
-    (void)navreq::tool::Walk(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), *view);
+    const auto view = navreq::MakeJsonView(out);
+    (void)navreq::Walk(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), *view);
   }
   return nlohmann::json::parse(out.str());
 }
 
-std::string PackHex(const nlohmann::json& tree) { return Hex(navreq::tool::PackTree(tree)); }
+std::string PackHex(const nlohmann::json& tree) { return Hex(navreq::PackJson(tree.dump(), navreq::tool::Gzip)); }
 
 // gzip framing at a chosen level, test-side (the tool's own uses the default).
 std::string GzipAt(const std::string& plain, int level) {
@@ -262,23 +263,23 @@ TEST(Pack, AnUnchangedBodyKeepsItsBytesAndAnEditedOneIsCompressedAgain) {
   const std::string compressed = GzipAt(SliceBody(), 9);
   const std::string input = PackageWith(compressed);
   nlohmann::json tree = TreeOf(input);
-  EXPECT_EQ(navreq::tool::PackTree(tree), input);
+  EXPECT_EQ(navreq::PackJson(tree.dump(), navreq::tool::Gzip), input);
   nlohmann::json& body = tree["fields"][8];
   ASSERT_EQ(body["name"], "body");
   body["kse"]["fields"][1]["items"][0]["fields"][1]["value"] = 301;
-  const std::string edited = navreq::tool::PackTree(tree);
+  const std::string edited = navreq::PackJson(tree.dump(), navreq::tool::Gzip);
   EXPECT_NE(edited, input);
-  const auto diffs = navreq::tool::DiffRequests(input, edited, {});
+  const auto diffs = navreq::DiffRequests(input, edited, {});
   ASSERT_EQ(diffs.size(), 1u);
-  EXPECT_EQ(navreq::tool::DifferenceLine(diffs[0]), "body.slices[0].slice_value1: 300 -> 301");
+  EXPECT_EQ(navreq::DifferenceLine(diffs[0]), "body.slices[0].slice_value1: 300 -> 301");
 }
 
 TEST(Pack, MalformedTreesNameTheJsonPath) {
   const nlohmann::json good = TreeOf(FromHex(Int(0, 0) + Struct(1, Int(0, 7))));
   auto error_of = [](const nlohmann::json& tree) {
     try {
-      (void)navreq::tool::PackTree(tree);
-    } catch (const navreq::tool::PackError& e) {
+      (void)navreq::PackJson(tree.dump(), navreq::tool::Gzip);
+    } catch (const navreq::PackError& e) {
       return std::string(e.what());
     }
     return std::string("packed");
@@ -302,19 +303,19 @@ TEST(Pack, MalformedTreesNameTheJsonPath) {
 
 TEST(Diff, OneChangedFieldIsOneLine) {
   const auto diffs =
-      navreq::tool::DiffRequests(PackageWith(SliceBody(), 84), PackageWith(SliceBody(), 85), {});
+      navreq::DiffRequests(PackageWith(SliceBody(), 84), PackageWith(SliceBody(), 85), {});
   ASSERT_EQ(diffs.size(), 1u);
-  EXPECT_EQ(navreq::tool::DifferenceLine(diffs[0]), "cmd: 84 -> 85");
+  EXPECT_EQ(navreq::DifferenceLine(diffs[0]), "cmd: 84 -> 85");
 }
 
 TEST(Diff, BodiesAreComparedInflated) {
   const std::string body = SliceBody();
   EXPECT_TRUE(
-      navreq::tool::DiffRequests(PackageWith(GzipAt(body, 1)), PackageWith(GzipAt(body, 9)), {}).empty());
+      navreq::DiffRequests(PackageWith(GzipAt(body, 1)), PackageWith(GzipAt(body, 9)), {}).empty());
   const auto diffs =
-      navreq::tool::DiffRequests(PackageWith(GzipAt(body, 1)), PackageWith(GzipAt(SliceBody(7), 9)), {});
+      navreq::DiffRequests(PackageWith(GzipAt(body, 1)), PackageWith(GzipAt(SliceBody(7), 9)), {});
   ASSERT_EQ(diffs.size(), 1u);
-  EXPECT_EQ(navreq::tool::DifferenceLine(diffs[0]), "body.slices[0].slice_value1: 300 -> 7");
+  EXPECT_EQ(navreq::DifferenceLine(diffs[0]), "body.slices[0].slice_value1: 300 -> 7");
 }
 
 TEST(Diff, ElementsOnlyOnOneSideAndHeadChanges) {
@@ -323,32 +324,32 @@ TEST(Diff, ElementsOnlyOnOneSideAndHeadChanges) {
                                   Struct(0, Str(0, "b") + Int(1, 1) + Int(2, 2)));
   const std::string a = PackageWith(one);
   const std::string b = PackageWith(two);
-  auto lines = [](const std::vector<navreq::tool::Difference>& diffs) {
+  auto lines = [](const std::vector<navreq::Difference>& diffs) {
     std::string out;
-    for (const auto& d : diffs) out += navreq::tool::DifferenceLine(d) + "\n";
+    for (const auto& d : diffs) out += navreq::DifferenceLine(d) + "\n";
     return out;
   };
-  EXPECT_EQ(lines(navreq::tool::DiffRequests(a, b, {})), "body.slices[1]: only in B\n");
-  EXPECT_EQ(lines(navreq::tool::DiffRequests(b, a, {})), "body.slices[1]: only in A\n");
+  EXPECT_EQ(lines(navreq::DiffRequests(a, b, {})), "body.slices[1]: only in B\n");
+  EXPECT_EQ(lines(navreq::DiffRequests(b, a, {})), "body.slices[1]: only in A\n");
   const std::string typed = FromHex(Int(0, 0) + Int(1, 1) + Int(2, 5));
   const std::string texted = FromHex(Int(0, 0) + Int(1, 1) + Str(2, "X"));
-  EXPECT_EQ(lines(navreq::tool::DiffRequests(texted, typed, {})), "cmd_name: string \"X\" -> int8 5\n");
+  EXPECT_EQ(lines(navreq::DiffRequests(texted, typed, {})), "cmd_name: string \"X\" -> int8 5\n");
   const std::string wide = FromHex(Int(0, 0) + "110001");  // cmd 1 in the 16-bit form
-  EXPECT_EQ(lines(navreq::tool::DiffRequests(FromHex(Int(0, 0) + Int(1, 1)), wide, {})),
+  EXPECT_EQ(lines(navreq::DiffRequests(FromHex(Int(0, 0) + Int(1, 1)), wide, {})),
             "cmd: int8 1 -> int16 1\n");
 }
 
 TEST(Diff, IgnoredPathsAndTheirChildrenAreLeftOut) {
   const std::string a = PackageWith(SliceBody(300), 84);
   const std::string b = PackageWith(SliceBody(301), 85);
-  EXPECT_EQ(navreq::tool::DiffRequests(a, b, {"cmd", "body"}).size(), 0u);
-  EXPECT_EQ(navreq::tool::DiffRequests(a, b, {"**.slice_value*"}).size(), 1u);
-  EXPECT_EQ(navreq::tool::DiffRequests(a, b, {"body.slices[*].*", "c*"}).size(), 0u);
-  EXPECT_EQ(navreq::tool::DiffRequests(a, b, {"body.*"}).size(), 1u);
+  EXPECT_EQ(navreq::DiffRequests(a, b, {"cmd", "body"}).size(), 0u);
+  EXPECT_EQ(navreq::DiffRequests(a, b, {"**.slice_value*"}).size(), 1u);
+  EXPECT_EQ(navreq::DiffRequests(a, b, {"body.slices[*].*", "c*"}).size(), 0u);
+  EXPECT_EQ(navreq::DiffRequests(a, b, {"body.*"}).size(), 1u);
 }
 
 TEST(Diff, PathGlobs) {
-  using navreq::tool::PathMatches;
+  using navreq::PathMatches;
   EXPECT_TRUE(PathMatches("body.start[0].point.x", "body.start[0].point.x"));
   EXPECT_TRUE(PathMatches("body.start", "body.start[0].point.x"));  // and everything under it
   EXPECT_TRUE(PathMatches("body.*[0].point.x", "body.start[0].point.x"));
@@ -376,7 +377,7 @@ TEST(Pack, RoundTripOfTheFuzzCorpus) {
     ++inputs;
     const Dumped d = TextOf(bytes);
     if (d.summary.status() == 1) continue;
-    EXPECT_TRUE(navreq::tool::PackTree(TreeOf(bytes)) == bytes) << entry.path();
+    EXPECT_TRUE(navreq::PackJson(TreeOf(bytes).dump(), navreq::tool::Gzip) == bytes) << entry.path();
     ++packed;
   }
   EXPECT_GT(inputs, 10u);
@@ -397,7 +398,7 @@ TEST(Pack, IntegerFormsAreTheWritersAtEveryBoundary) {
     navcore::ryn::KseOutputStream<navcore::ryn::BufferWriter> os;
     os.write(v, 0);
     ASSERT_GT(os.length(), 0u);
-    EXPECT_EQ(navreq::tool::SmallestIntegerWire(v), static_cast<unsigned char>(os.data()[0]) & 0x0F) << v;
+    EXPECT_EQ(navreq::SmallestIntegerWire(v), static_cast<unsigned char>(os.data()[0]) & 0x0F) << v;
   }
 }
 

@@ -10,11 +10,11 @@
 #include <random>
 #include <string>
 
-#include "text_util.h"
+#include "navreq/read/text.h"
 
 namespace {
 
-using navreq::tool::ShortestDecimal;
+using navreq::ShortestDecimal;
 
 std::string Reference(double v, bool single) {
   char buf[64];

@@ -13,10 +13,10 @@
 #include <string_view>
 #include <vector>
 
-#include "diff.h"
-#include "dump_views.h"
-#include "gzip_util.h"
-#include "walk.h"
+#include "navreq/read/diff.h"
+#include "navreq/read/views.h"
+#include "navreq/read/inflate.h"
+#include "navreq/read/walk.h"
 
 namespace {
 
@@ -33,23 +33,23 @@ constexpr std::size_t kWindowValues = 50000;
 
 std::string ErrorJson(const char* what) {
   std::string text = "{\"error\": ";
-  navreq::tool::AppendJsonString(text, what);
+  navreq::AppendJsonString(text, what);
   return text + "}";
 }
 
 // A window as the page shows it: paths, container numbers, kWindowItems items
 // of each container.
-navreq::tool::JsonViewOptions Window() {
-  navreq::tool::JsonViewOptions options;
+navreq::JsonViewOptions Window() {
+  navreq::JsonViewOptions options;
   options.paths = true;
   options.items_cap = kWindowItems;
   return options;
 }
 
-navreq::tool::WalkSummary WalkInto(const std::string& input, const navreq::tool::JsonViewOptions& options,
+navreq::WalkSummary WalkInto(const std::string& input, const navreq::JsonViewOptions& options,
                                    std::ostringstream& out) {
-  const std::unique_ptr<navreq::tool::TreeSink> view = navreq::tool::MakeJsonView(out, options);
-  return navreq::tool::Walk(reinterpret_cast<const unsigned char*>(input.data()), input.size(), *view);
+  const std::unique_ptr<navreq::TreeSink> view = navreq::MakeJsonView(out, options);
+  return navreq::Walk(reinterpret_cast<const unsigned char*>(input.data()), input.size(), *view);
 }
 
 }  // namespace
@@ -65,10 +65,10 @@ EMSCRIPTEN_KEEPALIVE const char* navreq_inspect(const unsigned char* data, std::
   try {
     const int input = g_next_input++;
     const std::string& bytes = g_inputs[input] = std::string(reinterpret_cast<const char*>(data), size);
-    navreq::tool::JsonViewOptions options = Window();
+    navreq::JsonViewOptions options = Window();
     options.budget = kWindowValues;
     std::ostringstream tree;
-    const navreq::tool::WalkSummary summary = WalkInto(bytes, options, tree);
+    const navreq::WalkSummary summary = WalkInto(bytes, options, tree);
     g_result = "{\"status\": " + std::to_string(summary.status()) + ", \"input\": " + std::to_string(input) +
                ", \"tree\": " + tree.str() + "}";
   } catch (const std::exception& e) {
@@ -89,7 +89,7 @@ EMSCRIPTEN_KEEPALIVE const char* navreq_items(int input, double node, double fro
       g_result = ErrorJson("no such input");
       return g_result.c_str();
     }
-    navreq::tool::JsonViewOptions options = Window();
+    navreq::JsonViewOptions options = Window();
     options.fragment = true;
     options.node = static_cast<std::uint64_t>(node);
     options.from = static_cast<std::uint64_t>(from);
@@ -112,9 +112,9 @@ EMSCRIPTEN_KEEPALIVE void navreq_release(int input) { g_inputs.erase(input); }
 EMSCRIPTEN_KEEPALIVE const char* navreq_diff(const char* a, std::size_t a_size, const char* b,
                                              std::size_t b_size) {
   try {
-    const std::vector<navreq::tool::Difference> diffs =
-        navreq::tool::DiffRequests(std::string(a, a_size), std::string(b, b_size), {});
-    g_result = navreq::tool::DifferencesJson(diffs, true);
+    const std::vector<navreq::Difference> diffs =
+        navreq::DiffRequests(std::string(a, a_size), std::string(b, b_size), {});
+    g_result = navreq::DifferencesJson(diffs, true);
   } catch (const std::exception& e) {
     g_result = ErrorJson(e.what());
   }
@@ -126,7 +126,7 @@ EMSCRIPTEN_KEEPALIVE const char* navreq_diff(const char* a, std::size_t a_size, 
 EMSCRIPTEN_KEEPALIVE int navreq_inflate(const char* data, std::size_t size) {
   std::string error;
   try {
-    if (navreq::tool::Gunzip(std::string_view(data, size), navreq::tool::kMaxInflatedSize, g_result, error)) {
+    if (navreq::Gunzip(std::string_view(data, size), navreq::kMaxInflatedSize, g_result, error)) {
       return 1;
     }
   } catch (const std::exception& e) {

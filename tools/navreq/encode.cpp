@@ -4,13 +4,13 @@
 #include <string>
 #include <vector>
 
-#include "commands.h"
+#include "subcommands.h"
 #include "kinds.h"
 #include "navreq/engine/service_overrides.h"
 #include "navreq/engine/services.h"
 #include "navreq/location_session.h"
 #include "param_json.h"
-#include "text_util.h"
+#include "navreq/read/text.h"
 #include "tool_io.h"
 
 namespace navreq {

@@ -1,8 +1,6 @@
-// Compressing an edited body again (`navreq pack`). Kept apart from the
-// inflater so that the reading half links without the engine's services.
 #include <vector>
 
-#include "gzip_util.h"
+#include "gzip_compress.h"
 #include "navreq/engine/service_overrides.h"
 
 namespace navreq {

@@ -7,7 +7,7 @@
 #include <iostream>
 #include <string>
 
-#include "commands.h"
+#include "subcommands.h"
 #include "kinds.h"
 #include "readback_cli.h"
 #include "tool_io.h"

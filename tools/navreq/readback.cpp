@@ -6,13 +6,14 @@
 #include <fstream>
 #include <iostream>
 
-#include "commands.h"
-#include "diff.h"
-#include "dump_views.h"
-#include "pack.h"
-#include "text_util.h"
+#include "gzip_compress.h"
+#include "subcommands.h"
+#include "navreq/read/diff.h"
+#include "navreq/read/views.h"
+#include "navreq/read/pack.h"
+#include "navreq/read/text.h"
 #include "tool_io.h"
-#include "walk.h"
+#include "navreq/read/walk.h"
 
 namespace navreq {
 namespace tool {
@@ -129,7 +130,7 @@ int RunPack(const PackOptions& options, std::ostream& out, std::ostream& err) {
   std::istream& in = options.input == "-" ? std::cin : tree_file;
   std::string bytes;
   try {
-    bytes = PackStream(in);
+    bytes = PackStream(in, Gzip);
   } catch (const PackError& e) {
     const std::string what = e.what();
     err << "navreq pack: " << (what.rfind("not JSON: ", 0) == 0 ? source + ": " : std::string()) << what

@@ -1,4 +1,4 @@
-#include "walk.h"
+#include "navreq/read/walk.h"
 
 #include <bitset>
 #include <cstring>
@@ -8,12 +8,11 @@
 #include <unordered_map>
 #include <vector>
 
-#include "gzip_util.h"
+#include "navreq/read/inflate.h"
 #include "request_records.h"
 #include "wire_cursor.h"
 
 namespace navreq {
-namespace tool {
 
 namespace {
 
@@ -613,5 +612,4 @@ const char* WireName(std::uint8_t wire) noexcept {
   return kNames[wire & 15];
 }
 
-}  // namespace tool
 }  // namespace navreq

@@ -6,7 +6,6 @@
 #include <string_view>
 
 namespace navreq {
-namespace tool {
 
 // Lowercase hex of every byte, no separators.
 [[nodiscard]] std::string HexOf(const char* data, std::size_t size);
@@ -30,5 +29,4 @@ namespace tool {
 // libraries without floating-point to_chars (the browser build's).
 [[nodiscard]] std::string ShortestDecimal(double value, bool single);
 
-}  // namespace tool
 }  // namespace navreq

@@ -9,7 +9,6 @@
 #include "navreq/kse/record.h"
 
 namespace navreq {
-namespace tool {
 
 const ::navcore::ryn::RecordInfo& PackageInfo();
 const ::navcore::ryn::RecordInfo& PacketInfo();
@@ -39,5 +38,4 @@ struct CarriedRecord {
 // The side record stored under `key`, or null.
 [[nodiscard]] const ::navcore::ryn::RecordInfo* SideRecordFor(const std::string& key);
 
-}  // namespace tool
 }  // namespace navreq

@@ -17,7 +17,6 @@
 #include <vector>
 
 namespace navreq {
-namespace tool {
 
 // Appending one level to `path`; `first` for a level directly under the top.
 void AppendFieldLevel(std::string& path, const char* name, std::int64_t tag, bool first);
@@ -38,5 +37,4 @@ void AppendUndecodedLevel(std::string& path, bool first);
 // one level (or, inside a level, any run of characters), `**` any number of levels.
 [[nodiscard]] bool LevelsMatch(const std::vector<std::string>& pattern, const std::vector<std::string>& path);
 
-}  // namespace tool
 }  // namespace navreq

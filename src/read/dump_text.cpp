@@ -3,12 +3,11 @@
 #include <cmath>
 #include <string>
 
-#include "dump_views.h"
-#include "text_util.h"
+#include "navreq/read/views.h"
+#include "navreq/read/text.h"
 #include "wire_cursor.h"
 
 namespace navreq {
-namespace tool {
 
 std::string RealText(const Item& item, const Scalar& value) {
   const double v = value.real;
@@ -321,5 +320,4 @@ std::unique_ptr<TreeSink> MakeTextView(std::ostream& out, bool full) {
   return std::make_unique<TextView>(out, full);
 }
 
-}  // namespace tool
 }  // namespace navreq

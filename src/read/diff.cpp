@@ -1,4 +1,4 @@
-#include "diff.h"
+#include "navreq/read/diff.h"
 
 #include <cstring>
 #include <map>
@@ -6,14 +6,13 @@
 #include <system_error>
 #include <thread>
 
-#include "dump_views.h"
-#include "paths.h"
-#include "text_util.h"
-#include "walk.h"
+#include "navreq/read/views.h"
+#include "navreq/read/paths.h"
+#include "navreq/read/text.h"
+#include "navreq/read/walk.h"
 #include "wire_cursor.h"
 
 namespace navreq {
-namespace tool {
 
 namespace {
 
@@ -488,5 +487,4 @@ std::string DifferencesJson(const std::vector<Difference>& diffs, bool with_line
   return list.dump(with_lines ? -1 : 2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 
-}  // namespace tool
 }  // namespace navreq

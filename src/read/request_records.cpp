@@ -3,7 +3,6 @@
 #include "navreq/records/commands.h"
 
 namespace navreq {
-namespace tool {
 
 namespace {
 
@@ -64,5 +63,4 @@ bool IsSideRecordMap(const ::navcore::ryn::FieldInfo* field) {
 
 const RecordInfo* SideRecordFor(const std::string& key) { return ::navkse::findRouteSideRecord(key); }
 
-}  // namespace tool
 }  // namespace navreq

@@ -1,4 +1,6 @@
-#include "pack.h"
+#include "navreq/read/pack.h"
+
+#include <nlohmann/json.hpp>
 
 #include <charconv>
 #include <cmath>
@@ -8,12 +10,11 @@
 #include <sstream>
 #include <vector>
 
-#include "gzip_util.h"
-#include "walk.h"
+#include "navreq/read/inflate.h"
+#include "navreq/read/walk.h"
 #include "wire_cursor.h"
 
 namespace navreq {
-namespace tool {
 
 namespace {
 
@@ -126,6 +127,7 @@ struct Frame {
 
 class Packer final : public nlohmann::json_sax<json> {
  public:
+  explicit Packer(Compressor gzip) : gzip_(std::move(gzip)) {}
   std::string take() { return std::move(result_); }
 
   bool null() override { return scalar(OtherValue()); }
@@ -402,19 +404,20 @@ class Packer final : public nlohmann::json_sax<json> {
   // The bytes a byte array or unsigned-byte list holds: its decoded tree
   // packed again, or its hex; a gzip stream keeps its original bytes while
   // what they inflate to is unchanged, and is compressed again otherwise.
-  static std::string content(const Frame& f) {
+  std::string content(const Frame& f) const {
     std::string bytes = f.has_content ? f.content : hexOf(f, f.hex, "hex");
     if (!f.has_content || f.gzip.kind == Value::kAbsent) return bytes;
     return Recompressed(hexOf(f, f.gzip, "gzip"), bytes, f.path);
   }
 
-  static std::string Recompressed(const std::string& original, const std::string& bytes,
-                                  const std::string& path) {
+  std::string Recompressed(const std::string& original, const std::string& bytes,
+                           const std::string& path) const {
     std::string inflated;
     std::string error;
     if (Gunzip(original, kMaxInflatedSize, inflated, error) && inflated == bytes) return original;
     std::string packed;
-    if (!Gzip(bytes, packed)) Fail(path, "GZipCompress failed");
+    if (!gzip_) Fail(path, "an edited gzip body needs a compressor to be packed");
+    if (!gzip_(bytes, packed)) Fail(path, "GZipCompress failed");
     return packed;
   }
 
@@ -476,7 +479,7 @@ class Packer final : public nlohmann::json_sax<json> {
     }
   }
 
-  static void node(const Frame& f, std::string& out) {
+  void node(const Frame& f, std::string& out) const {
     const int tag = static_cast<int>(integer(f, f.tag, "tag", 0, 255));
     const int type = static_cast<int>(integer(f, f.type, "type", 0, 13));
     const bool long_head = flag(f, f.long_head, "long_head");
@@ -564,14 +567,14 @@ class Packer final : public nlohmann::json_sax<json> {
   }
 
   // Fields one after another, then the bytes that did not decode.
-  static std::string fields(const Frame& f) {
+  std::string fields(const Frame& f) const {
     if (!f.has_children) return hexOf(f, f.hex, "hex");
     std::string out = f.children;
     if (f.has_undecoded) out += f.undecoded;
     return out;
   }
 
-  static std::string root(const Frame& f) {
+  std::string root(const Frame& f) const {
     if (f.version.kind == Value::kAbsent)
       Fail(f.path, "missing \"navreq_tree\" (not a tree from navreq dump --json)");
     (void)integer(f, f.version, "navreq_tree", 1, 1);
@@ -582,14 +585,15 @@ class Packer final : public nlohmann::json_sax<json> {
     return Recompressed(hexOf(f, f.gzip, "gzip"), bytes, f.path);
   }
 
+  Compressor gzip_;
   std::vector<Frame> frames_;
   std::string result_;
 };
 
 }  // namespace
 
-std::string PackStream(std::istream& in) {
-  Packer packer;
+std::string PackStream(std::istream& in, Compressor gzip) {
+  Packer packer(std::move(gzip));
   try {
     json::sax_parse(in, &packer);
   } catch (const json::exception& e) {
@@ -598,11 +602,9 @@ std::string PackStream(std::istream& in) {
   return packer.take();
 }
 
-std::string PackTree(const json& tree) {
-  if (!tree.is_object()) Fail("$", "expected an object");
-  std::istringstream in(tree.dump(-1, ' ', false, json::error_handler_t::replace));
-  return PackStream(in);
+std::string PackJson(std::string_view tree, Compressor gzip) {
+  std::istringstream in{std::string(tree)};
+  return PackStream(in, std::move(gzip));
 }
 
-}  // namespace tool
 }  // namespace navreq

@@ -1,5 +1,4 @@
-// Gzip streams as the tool meets them: inflated with a bound, and made again
-// for an edited body.
+// Gzip streams as requests carry them, inflated with a bound.
 #pragma once
 
 #include <cstddef>
@@ -7,7 +6,6 @@
 #include <string_view>
 
 namespace navreq {
-namespace tool {
 
 // Whether the bytes begin with the gzip magic 1f 8b.
 [[nodiscard]] bool LooksGzip(std::string_view bytes) noexcept;
@@ -19,8 +17,4 @@ namespace tool {
 // a stream past the limit costs no memory.
 [[nodiscard]] bool Gunzip(std::string_view in, std::size_t limit, std::string& out, std::string& error);
 
-// Compresses with the engine's default GZipCompress. False when it fails.
-[[nodiscard]] bool Gzip(std::string_view in, std::string& out);
-
-}  // namespace tool
 }  // namespace navreq

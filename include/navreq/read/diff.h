@@ -8,7 +8,6 @@
 #include <vector>
 
 namespace navreq {
-namespace tool {
 
 struct Difference {
   std::string path;
@@ -42,5 +41,4 @@ struct Difference {
 // indented; with `with_lines`, on one line and each with its "line" as well.
 [[nodiscard]] std::string DifferencesJson(const std::vector<Difference>& diffs, bool with_lines);
 
-}  // namespace tool
 }  // namespace navreq

@@ -1,4 +1,4 @@
-#include "text_util.h"
+#include "navreq/read/text.h"
 
 #include <cmath>
 #include <cstdint>
@@ -7,7 +7,6 @@
 #include <vector>
 
 namespace navreq {
-namespace tool {
 
 namespace {
 
@@ -174,5 +173,4 @@ std::string ShortestDecimal(double value, bool single) {
   return buf;
 }
 
-}  // namespace tool
 }  // namespace navreq

@@ -7,10 +7,9 @@
 #include <string>
 #include <string_view>
 
-#include "walk.h"
+#include "navreq/read/walk.h"
 
 namespace navreq {
-namespace tool {
 
 // Undecoded runs show this many bytes unless the view is told to show all.
 constexpr std::size_t kUndecodedShown = 64;
@@ -53,5 +52,4 @@ void AppendHex(std::string& out, const char* data, std::size_t size);
 // A JSON string literal of well-formed UTF-8 text.
 void AppendJsonString(std::string& out, std::string_view text);
 
-}  // namespace tool
 }  // namespace navreq

@@ -1,11 +1,10 @@
-#include "paths.h"
+#include "navreq/read/paths.h"
 
 #include <charconv>
 
-#include "text_util.h"
+#include "navreq/read/text.h"
 
 namespace navreq {
-namespace tool {
 
 namespace {
 
@@ -128,5 +127,4 @@ bool LevelsMatch(const std::vector<std::string>& pattern, const std::vector<std:
   return PrefixMatches(pattern, 0, path, 0);
 }
 
-}  // namespace tool
 }  // namespace navreq

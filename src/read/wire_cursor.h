@@ -12,7 +12,6 @@
 #include "navreq/kse/wire_types.h"
 
 namespace navreq {
-namespace tool {
 
 // Head type codes.
 constexpr std::uint8_t kWireInt8 = ::navcore::ryn::kKseInt8;
@@ -88,5 +87,4 @@ class WireCursor {
 // The head type the writer gives `value`: the smallest integer form.
 [[nodiscard]] std::uint8_t SmallestIntegerWire(std::int64_t value) noexcept;
 
-}  // namespace tool
 }  // namespace navreq

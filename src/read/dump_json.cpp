@@ -6,13 +6,12 @@
 #include <string>
 #include <vector>
 
-#include "dump_views.h"
-#include "paths.h"
-#include "text_util.h"
+#include "navreq/read/views.h"
+#include "navreq/read/paths.h"
+#include "navreq/read/text.h"
 #include "wire_cursor.h"
 
 namespace navreq {
-namespace tool {
 
 namespace {
 
@@ -464,5 +463,4 @@ std::unique_ptr<TreeSink> MakeJsonView(std::ostream& out, const JsonViewOptions&
 
 std::unique_ptr<TreeSink> MakeJsonView(std::ostream& out) { return MakeJsonView(out, JsonViewOptions()); }
 
-}  // namespace tool
 }  // namespace navreq

@@ -21,7 +21,6 @@
 #include "navreq/kse/reflection.h"
 
 namespace navreq {
-namespace tool {
 
 using ::navcore::ryn::FieldInfo;
 using ::navcore::ryn::RecordInfo;
@@ -140,5 +139,4 @@ struct WalkSummary {
 // The short name of a head type code: "int8", "string", "struct", ...
 [[nodiscard]] const char* WireName(std::uint8_t wire) noexcept;
 
-}  // namespace tool
 }  // namespace navreq

@@ -1,9 +1,8 @@
 #include "wire_cursor.h"
 
-#include "walk.h"
+#include "navreq/read/walk.h"
 
 namespace navreq {
-namespace tool {
 
 namespace {
 
@@ -154,5 +153,4 @@ std::string WireCursor::peekText(const Head& h) const {
 
 std::uint8_t SmallestIntegerWire(std::int64_t v) noexcept { return ::navcore::ryn::kseIntegerType<64>(v); }
 
-}  // namespace tool
 }  // namespace navreq

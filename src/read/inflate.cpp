@@ -1,9 +1,8 @@
-#include "gzip_util.h"
+#include "navreq/read/inflate.h"
 
 #include <zlib.h>
 
 namespace navreq {
-namespace tool {
 
 namespace {
 
@@ -94,5 +93,4 @@ bool Gunzip(std::string_view in, std::size_t limit, std::string& out, std::strin
   return InflateAll(in, size, out.data(), again, error);
 }
 
-}  // namespace tool
 }  // namespace navreq
