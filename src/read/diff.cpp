@@ -3,8 +3,6 @@
 #include <cstring>
 #include <map>
 #include <nlohmann/json.hpp>
-#include <system_error>
-#include <thread>
 
 #include "navreq/read/views.h"
 #include "navreq/read/paths.h"
@@ -439,22 +437,10 @@ bool PathMatches(const std::string& pattern, const std::string& path) {
 
 std::vector<Difference> DiffRequests(const std::string& a_bytes, const std::string& b_bytes,
                                      const std::vector<std::string>& ignore) {
-  // The two trees are independent: B is read on a second thread.
-  Tree b;
-  std::thread reader;
-  try {
-    reader = std::thread([&b, &b_bytes] { b = Collect(b_bytes); });
-  } catch (const std::system_error&) {
-    b = Collect(b_bytes);  // no threads here (the browser build): one after the other
-  }
-  Tree a;
-  try {
-    a = Collect(a_bytes);
-  } catch (...) {
-    if (reader.joinable()) reader.join();
-    throw;
-  }
-  if (reader.joinable()) reader.join();
+  // One after the other: the library starts no threads of its own (a caller
+  // that wants both trees read at once owns that choice).
+  const Tree a = Collect(a_bytes);
+  const Tree b = Collect(b_bytes);
   std::vector<Difference> out;
   Comparer(a, b, ignore, out).run();
   return out;
