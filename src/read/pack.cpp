@@ -1,12 +1,11 @@
 #include "navreq/read/pack.h"
 
-#include <nlohmann/json.hpp>
-
 #include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <nlohmann/json.hpp>
 #include <sstream>
 #include <vector>
 
@@ -413,8 +412,7 @@ class Packer final : public nlohmann::json_sax<json> {
   std::string Recompressed(const std::string& original, const std::string& bytes,
                            const std::string& path) const {
     std::string inflated;
-    std::string error;
-    if (Gunzip(original, kMaxInflatedSize, inflated, error) && inflated == bytes) return original;
+    if (Gunzip(original, kMaxInflatedSize, inflated).ok() && inflated == bytes) return original;
     std::string packed;
     if (!gzip_) Fail(path, "an edited gzip body needs a compressor to be packed");
     if (!gzip_(bytes, packed)) Fail(path, "GZipCompress failed");
