@@ -196,4 +196,29 @@ TEST(Envelope, StopEventFieldNumbersAreTheSchemas) {
   EXPECT_EQ(error, "nav_stopped is not a bool at offset 0");
 }
 
+TEST(Envelope, StopEventRefusalsSayWhere) {
+  struct Case {
+    const char* hex;
+    const char* error;
+  };
+  const Case cases[] = {
+      // An unknown field 6 of each wire type the reader skips, then a cut varint.
+      {"3001 3101020304050607 08 3201ff 3501020304 38ff", "message cut short at offset 21"},
+      {"3b", "protocol-buffers wire type 3 is not read at offset 1"},
+      {"1a05 6869", "length 5 past the end of the message at offset 0"},
+      {"08ffffffffffffffffffff01", "varint longer than 10 bytes at offset 11"},
+      {"2001 2a00", "duration is not an int64 at offset 2"},
+      {"1001", "attributes are not the map layout at offset 0"},
+      {"1201 1a0161 12016b", "attribute entry is not the attributes field at offset 2"},
+      {"1202 12016b 120176 12016b 120177", "duplicate attribute key at offset 1"},
+  };
+  for (const Case& c : cases) {
+    const std::vector<char> bytes = wire::UnhexBytes(c.hex);
+    navreq::StopEvent event;
+    std::string error;
+    EXPECT_FALSE(navreq::DecodeStopEvent(bytes.data(), bytes.size(), event, error)) << c.hex;
+    EXPECT_EQ(error, c.error) << c.hex;
+  }
+}
+
 }  // namespace

@@ -1,8 +1,10 @@
 #include "navreq/read/pack.h"
 
+#include <cerrno>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <nlohmann/json.hpp>
@@ -16,6 +18,24 @@
 namespace navreq {
 
 namespace {
+
+// The float a number's text names, rounded once; `otherwise` when the text is
+// not one number that fits a float.
+float FloatOfText(const std::string& text, float otherwise) {
+  float x = 0;
+#if defined(__cpp_lib_to_chars)
+  const auto r = std::from_chars(text.data(), text.data() + text.size(), x);
+  return r.ec == std::errc() && r.ptr == text.data() + text.size() ? x : otherwise;
+#else
+  // A standard library whose from_chars reads integers only (the browser
+  // build's): strtof rounds once too, and the browser has only the "C"
+  // locale, whose decimal point JSON numbers use.
+  errno = 0;
+  char* end = nullptr;
+  x = std::strtof(text.c_str(), &end);
+  return errno == 0 && end == text.c_str() + text.size() ? x : otherwise;
+#endif
+}
 
 using json = nlohmann::json;
 
@@ -463,8 +483,7 @@ class Packer final : public nlohmann::json_sax<json> {
         if (v.kind == Value::kFloat) {
           // The shortest text of a float names exactly that float; through a
           // double it could round twice.
-          const auto r = std::from_chars(v.s.data(), v.s.data() + v.s.size(), x);
-          if (r.ec != std::errc() || r.ptr != v.s.data() + v.s.size()) x = static_cast<float>(d);
+          x = FloatOfText(v.s, x);
         }
         std::uint32_t b = 0;
         std::memcpy(&b, &x, sizeof b);

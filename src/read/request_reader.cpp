@@ -13,9 +13,6 @@ namespace navreq {
 
 namespace {
 
-using ::navcore::ryn::KseHead;
-using ::navcore::ryn::KseInputStream;
-using ::navcore::ryn::KseReadError;
 using ::navcore::ryn::ReadOptions;
 using ::navcore::ryn::ReadResult;
 
