@@ -13,8 +13,6 @@ target_include_directories(navreq PRIVATE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR
 # users of that header need pb.h; the installed package finds nanopb again
 # (navreqConfig.cmake).
 target_link_libraries(navreq PUBLIC nanopb::protobuf-nanopb-static)
-target_include_directories(navreq_read PRIVATE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/src/proto>)
-target_link_libraries(navreq_read PRIVATE nanopb::protobuf-nanopb-static)
 
 if(NAVREQ_BUILD_TESTS AND NOT CMAKE_HOST_WIN32)
   find_program(NAVREQ_BASH bash)

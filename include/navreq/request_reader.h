@@ -7,8 +7,11 @@
 //   for (const navreq::ReadProblem& p : r.problems) std::puts(p.toString().c_str());
 //
 // The body record is chosen through the command table (records/commands.h):
-// by command number and name for a Package, by kind for a Packet. Body bytes
-// that are a gzip stream are inflated first, up to a settable size. The route
+// by command number and name for a Package, by kind for a Packet. The
+// envelope is found, and two requests back to back refused, by
+// read/envelope.h; body bytes that are a gzip stream are inflated first
+// (read/inflate.h: one member), up to a settable size, and a body sent plain
+// where its command always compresses it is a problem. The route
 // search's side records and the location report's extra data are read too, and
 // the stop event's protocol-buffers message is decoded with its own map layout.
 //
@@ -27,6 +30,7 @@
 #include <vector>
 
 #include "navreq/kse/record_reader.h"
+#include "navreq/read/inflate.h"
 #include "navreq/records/commands.h"
 
 namespace navreq {
@@ -42,6 +46,15 @@ struct StopEvent {
   std::string value;
   std::int64_t timestamp = 0;
   std::int64_t duration = 0;
+};
+
+// The Event message's field numbers (proto/normal_traj_server.proto).
+enum StopEventField : std::uint64_t {
+  kStopEventNavStopped = 1,
+  kStopEventAttributes = 2,
+  kStopEventValue = 3,
+  kStopEventTimestamp = 4,
+  kStopEventDuration = 5,
 };
 
 // Every body type of the command table; StopEvent stands for its
@@ -60,7 +73,7 @@ struct RouteSideRecords {
 struct DecodeOptions {
   ReadMode mode = ReadMode::kStrict;
   // Largest inflated body accepted; a larger one is a problem, not read.
-  std::size_t max_inflated_size = std::size_t{256} << 20;
+  std::size_t max_inflated_size = kMaxInflatedSize;
 };
 
 struct [[nodiscard]] DecodedRequest {
@@ -93,13 +106,5 @@ inline DecodedRequest DecodeRequest(const std::vector<char>& bytes,
 // occurrences of the same field). False with `error` set when it does not.
 [[nodiscard]] bool DecodeStopEvent(const void* data, std::size_t size, StopEvent& out,
                                    std::string& error) noexcept;
-
-// Inflates one gzip stream, refusing to produce more than `limit` bytes.
-// False with `error` set ("over the limit" included) when it does not.
-[[nodiscard]] bool GunzipBounded(const void* data, std::size_t size, std::size_t limit,
-                                 std::vector<char>& out, std::string& error) noexcept;
-
-// Whether the bytes start like a gzip stream (1F 8B).
-bool LooksGzip(const void* data, std::size_t size) noexcept;
 
 }  // namespace navreq

@@ -4,9 +4,9 @@
 #include <map>
 #include <nlohmann/json.hpp>
 
-#include "navreq/read/views.h"
 #include "navreq/read/paths.h"
 #include "navreq/read/text.h"
+#include "navreq/read/views.h"
 #include "navreq/read/walk.h"
 #include "wire_cursor.h"
 
@@ -27,7 +27,7 @@ std::string BytesShown(std::string_view data) {
 // One value of a request, in a flat array in the order of the bytes; a
 // record, list, map or carried byte array is followed by its subtree.
 struct Node {
-  enum Segment : std::uint8_t { kRoot, kField, kIndex, kKeyInt, kKeyText, kProto, kUndecoded };
+  enum Segment : std::uint8_t { kRoot, kField, kIndex, kKeyInt, kKeyText, kProto, kUndecoded, kEncoding };
   enum Value : std::uint8_t { kNone, kInt, kReal, kText, kBytes };
   std::uint32_t end = 0;      // one past the last node of its subtree
   std::uint32_t seg_len = 0;  // kKeyText: key bytes in the arena at `seg`
@@ -107,14 +107,31 @@ class Collector final : public TreeSink {
     }
     pop();
   }
-  void openEmbedded(const Item& item, std::string_view data, const Embedding&) override {
+  void openEmbedded(const Item& item, std::string_view data, const Embedding& e) override {
     // An inflated body holds about one value per two or three bytes.
     if (tree_.nodes.capacity() - tree_.nodes.size() < data.size() / 3) {
       tree_.nodes.reserve(tree_.nodes.size() + data.size() / 3 + 16);
     }
+    const bool shown = skipping_ == 0 && item.role != Role::kKey;
     open(item, 0);
+    if (shown) encoding_.push_back(e.encoding_problem);
   }
-  void closeEmbedded(const Item& item) override { close(item); }
+  void closeEmbedded(const Item& item) override {
+    if (skipping_ == 0) {
+      // Last among the body's children, as its segment kind sorts; only
+      // where it is wrong, so the same body sent as the table says differs here.
+      const char* problem = encoding_.back();
+      encoding_.pop_back();
+      if (problem != nullptr) {
+        Node n;
+        n.segment = Node::kEncoding;
+        n.value = Node::kText;
+        keep(n, problem);
+        leaf(n);
+      }
+    }
+    close(item);
+  }
 
   void protobufField(std::size_t, std::size_t, std::uint64_t number, int wire, std::uint64_t value,
                      std::string_view data) override {
@@ -205,6 +222,7 @@ class Collector final : public TreeSink {
   std::vector<std::size_t> open_;
   std::vector<std::map<std::uint64_t, std::int64_t>> occurrences_;  // protocol-buffers fields seen per level
   int skipping_ = 0;
+  std::vector<const char*> encoding_;  // per embedding shown: its encoding problem, or null
 };
 
 // The text of a node's level in a path ("" for the root).
@@ -229,6 +247,9 @@ std::string SegmentText(const Tree& t, const Node& n, bool first) {
       break;
     case Node::kUndecoded:
       AppendUndecodedLevel(text, first);
+      break;
+    case Node::kEncoding:
+      AppendEncodingLevel(text, first);
       break;
   }
   return text;

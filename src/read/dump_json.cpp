@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "navreq/read/views.h"
 #include "navreq/read/paths.h"
 #include "navreq/read/text.h"
+#include "navreq/read/views.h"
 #include "wire_cursor.h"
 
 namespace navreq {
@@ -143,6 +143,7 @@ class JsonView final : public TreeSink {
     start(item);
     writeNode();
     if (e.gzip) buf_ += ", \"gzip\": \"" + HexOf(e.compressed.data(), e.compressed.size()) + "\"";
+    if (e.encoding_problem != nullptr) buf_ += ", \"encoding_problem\": " + JsonString(e.encoding_problem);
     if (e.gzip && !e.inflate_error.empty()) {
       pushLevel(Level::Object());
       return;

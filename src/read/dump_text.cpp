@@ -3,8 +3,8 @@
 #include <cmath>
 #include <string>
 
-#include "navreq/read/views.h"
 #include "navreq/read/text.h"
+#include "navreq/read/views.h"
 #include "wire_cursor.h"
 
 namespace navreq {
@@ -153,6 +153,7 @@ class TextView final : public TreeSink {
               : e.record.empty() ? "Kse fields"
                                  : std::string(e.record);
     }
+    if (e.encoding_problem != nullptr) buf_ += std::string("  ! ") + e.encoding_problem;
     endLine(item);
     ++indent_;
   }

@@ -1,12 +1,13 @@
 #include "navreq/read/pack.h"
 
-#include <nlohmann/json.hpp>
-
+#include <cerrno>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <nlohmann/json.hpp>
 #include <sstream>
 #include <vector>
 
@@ -17,6 +18,24 @@
 namespace navreq {
 
 namespace {
+
+// The float a number's text names, rounded once; `otherwise` when the text is
+// not one number that fits a float.
+float FloatOfText(const std::string& text, float otherwise) {
+  float x = 0;
+#if defined(__cpp_lib_to_chars)
+  const auto r = std::from_chars(text.data(), text.data() + text.size(), x);
+  return r.ec == std::errc() && r.ptr == text.data() + text.size() ? x : otherwise;
+#else
+  // A standard library whose from_chars reads integers only (the browser
+  // build's): strtof rounds once too, and the browser has only the "C"
+  // locale, whose decimal point JSON numbers use.
+  errno = 0;
+  char* end = nullptr;
+  x = std::strtof(text.c_str(), &end);
+  return errno == 0 && end == text.c_str() + text.size() ? x : otherwise;
+#endif
+}
 
 using json = nlohmann::json;
 
@@ -413,8 +432,7 @@ class Packer final : public nlohmann::json_sax<json> {
   std::string Recompressed(const std::string& original, const std::string& bytes,
                            const std::string& path) const {
     std::string inflated;
-    std::string error;
-    if (Gunzip(original, kMaxInflatedSize, inflated, error) && inflated == bytes) return original;
+    if (Gunzip(original, kMaxInflatedSize, inflated).ok() && inflated == bytes) return original;
     std::string packed;
     if (!gzip_) Fail(path, "an edited gzip body needs a compressor to be packed");
     if (!gzip_(bytes, packed)) Fail(path, "GZipCompress failed");
@@ -465,8 +483,7 @@ class Packer final : public nlohmann::json_sax<json> {
         if (v.kind == Value::kFloat) {
           // The shortest text of a float names exactly that float; through a
           // double it could round twice.
-          const auto r = std::from_chars(v.s.data(), v.s.data() + v.s.size(), x);
-          if (r.ec != std::errc() || r.ptr != v.s.data() + v.s.size()) x = static_cast<float>(d);
+          x = FloatOfText(v.s, x);
         }
         std::uint32_t b = 0;
         std::memcpy(&b, &x, sizeof b);

@@ -86,6 +86,7 @@ void AppendProtobufLevel(std::string& path, std::uint64_t number, std::uint64_t 
 }
 
 void AppendUndecodedLevel(std::string& path, bool first) { path += first ? "<undecoded>" : ".<undecoded>"; }
+void AppendEncodingLevel(std::string& path, bool first) { path += first ? "<encoding>" : ".<encoding>"; }
 
 std::vector<std::string> PathLevels(const std::string& path) {
   std::vector<std::string> out;

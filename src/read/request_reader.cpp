@@ -2,16 +2,17 @@
 #include "navreq/request_reader.h"
 
 #include <new>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
+
+#include "navreq/read/envelope.h"
 
 namespace navreq {
 
 namespace {
 
-using ::navcore::ryn::KseHead;
-using ::navcore::ryn::KseInputStream;
-using ::navcore::ryn::KseReadError;
 using ::navcore::ryn::ReadOptions;
 using ::navcore::ryn::ReadResult;
 
@@ -20,13 +21,19 @@ class Decoder {
   Decoder(DecodedRequest& out, const DecodeOptions& options) : out_(out), options_(options) {}
 
   void run(const void* data, std::size_t size) {
-    navkse::Envelope envelope;
-    if (!sniffEnvelope(data, size, envelope)) {
+    const std::string_view bytes(static_cast<const char*>(data), size);
+    const std::optional<navkse::Envelope> envelope = DetectEnvelope(bytes);
+    if (!envelope) {
       problem(ReadProblemKind::kUnknownEnvelope, "", 0, "neither a Package nor a Packet");
       return;
     }
-    out_.envelope = envelope;
-    if (envelope == navkse::Envelope::kPackage) {
+    out_.envelope = *envelope;
+    if (const std::optional<std::size_t> second = SecondRequestAt(bytes)) {
+      problem(ReadProblemKind::kTrailingBytes, "", *second, "a second request starts here");
+      if (strict()) return;
+      size = *second;
+    }
+    if (*envelope == navkse::Envelope::kPackage) {
       package(data, size);
     } else {
       packet(data, size);
@@ -34,24 +41,6 @@ class Decoder {
   }
 
  private:
-  // Both envelopes start with an integer at tag 0 (version, kind); a Packet
-  // goes on with its credentials record at tag 1, a Package with an integer.
-  static bool sniffEnvelope(const void* data, std::size_t size, navkse::Envelope& envelope) noexcept {
-    try {
-      KseInputStream in(data, size);
-      const KseHead first = in.readHead();
-      if (first.tag != 0 || !::navcore::ryn::isIntegerWire(first.type)) return false;
-      in.readInteger(first.type);
-      envelope = !in.atEnd() && in.readHead().type == ::navcore::ryn::kKseStructBegin
-                     ? navkse::Envelope::kPacket
-                     : navkse::Envelope::kPackage;
-      return true;
-    } catch (const KseReadError&) {
-      envelope = navkse::Envelope::kPackage;  // cut short: let the reader say where
-      return true;
-    }
-  }
-
   bool strict() const noexcept { return options_.mode == ReadMode::kStrict; }
 
   void problem(ReadProblemKind kind, std::string path, std::size_t offset, std::string detail) {
@@ -71,16 +60,21 @@ class Decoder {
 
   // The body bytes, inflated when they are a gzip stream; false when they
   // cannot be had.
-  bool bodyBytes(const char* data, std::size_t size, std::vector<char>& inflated, const char*& body,
+  bool bodyBytes(const char* data, std::size_t size, std::string& inflated, const char*& body,
                  std::size_t& body_size) {
     body = data;
     body_size = size;
-    if (!LooksGzip(data, size)) return true;
+    const std::string_view bytes(data, size);
+    if (const char* why = BodyEncodingProblem(*out_.command, bytes)) {
+      problem(ReadProblemKind::kBadGzip, "body", 0, why);
+      if (strict()) return false;
+    }
+    if (!LooksGzip(bytes)) return true;
     out_.body_gzip = true;
-    std::string error;
-    if (!GunzipBounded(data, size, options_.max_inflated_size, inflated, error)) {
-      const bool over = error.find("limit") != std::string::npos;
-      problem(over ? ReadProblemKind::kLimitExceeded : ReadProblemKind::kBadGzip, "body", 0, error);
+    const GunzipResult g = Gunzip(bytes, options_.max_inflated_size, inflated);
+    if (!g.ok()) {
+      const bool over = g.status == GunzipStatus::kOverLimit;
+      problem(over ? ReadProblemKind::kLimitExceeded : ReadProblemKind::kBadGzip, "body", g.offset, g.error);
       return false;
     }
     body = inflated.data();
@@ -99,7 +93,7 @@ class Decoder {
               "command " + std::to_string(pkg.cmd) + " \"" + pkg.cmd_name + "\"");
       return;
     }
-    std::vector<char> inflated;
+    std::string inflated;
     const char* body = nullptr;
     std::size_t body_size = 0;
     if (!bodyBytes(pkg.body.data(), pkg.body.size(), inflated, body, body_size)) return;
@@ -116,7 +110,7 @@ class Decoder {
       return;
     }
     const std::vector<char> payload(pkt.payload.begin(), pkt.payload.end());
-    std::vector<char> inflated;
+    std::string inflated;
     const char* body = nullptr;
     std::size_t body_size = 0;
     if (!bodyBytes(payload.data(), payload.size(), inflated, body, body_size)) return;

@@ -4,17 +4,17 @@
 
 #include <cstdint>
 #include <string>
-#include <vector>
 
 #include "navreq/kse/record.h"
+#include "navreq/records/commands.h"
 
 namespace navreq {
 
 const ::navcore::ryn::RecordInfo& PackageInfo();
 const ::navcore::ryn::RecordInfo& PacketInfo();
 
-// The envelopes a request can start with, in order of preference.
-const std::vector<const ::navcore::ryn::RecordInfo*>& Envelopes();
+// The declaration of an envelope.
+const ::navcore::ryn::RecordInfo& EnvelopeInfo(::navkse::Envelope envelope);
 
 // Fields read before the bytes that depend on them.
 extern const std::uint8_t kPackageCommandNameTag;
@@ -25,6 +25,7 @@ struct CarriedRecord {
   const ::navcore::ryn::RecordInfo* record = nullptr;  // null: unnamed fields (or the message)
   bool may_gzip = false;                               // inflated first when they are a gzip stream
   bool protobuf = false;                               // a protocol-buffers message rather than Kse
+  const ::navkse::CommandInfo* command = nullptr;      // a body: its command, when known
 };
 
 // Where the bytes of field `tag` of `record` lead; `command` is the Package's

@@ -5,10 +5,13 @@
 #include <limits>
 #include <map>
 #include <memory>
+#include <optional>
 #include <unordered_map>
 #include <vector>
 
+#include "navreq/read/envelope.h"
 #include "navreq/read/inflate.h"
+#include "protobuf_reader.h"
 #include "request_records.h"
 #include "wire_cursor.h"
 
@@ -83,40 +86,6 @@ bool GatherUBytes(WireCursor& c, std::int64_t count, std::string& out) {
   return true;
 }
 
-// A protocol-buffers message is not Kse: its few reads go through this.
-class ByteReader {
- public:
-  explicit ByteReader(std::string_view bytes) : bytes_(bytes) {}
-  std::size_t pos() const noexcept { return pos_; }
-  bool atEnd() const noexcept { return pos_ >= bytes_.size(); }
-  std::size_t left() const noexcept { return bytes_.size() - pos_; }
-  std::uint64_t fixed(std::size_t n) {
-    if (n > left()) throw WireStop{pos_, "message cut short"};
-    std::uint64_t v = 0;
-    for (std::size_t i = 0; i < n; ++i)
-      v |= std::uint64_t{static_cast<unsigned char>(bytes_[pos_ + i])} << (8 * i);
-    pos_ += n;
-    return v;  // little-endian, as protocol buffers write fixed fields
-  }
-  void skip(std::size_t n) {
-    if (n > left()) throw WireStop{pos_, "message cut short"};
-    pos_ += n;
-  }
-  std::uint64_t varint() {
-    std::uint64_t v = 0;
-    for (int shift = 0; shift < 64; shift += 7) {
-      const std::uint64_t b = fixed(1);
-      v |= (b & 0x7F) << shift;
-      if ((b & 0x80) == 0) return v;
-    }
-    throw WireStop{pos_, "varint longer than 10 bytes"};
-  }
-
- private:
-  std::string_view bytes_;
-  std::size_t pos_ = 0;
-};
-
 class Walker {
  public:
   Walker(TreeSink& sink, WalkSummary& summary) : sink_(sink), summary_(summary) {}
@@ -132,17 +101,17 @@ class Walker {
   void top(std::string_view input) {
     if (LooksGzip(input)) {
       std::string inflated;
-      std::string error;
-      if (!Gunzip(input, kMaxInflatedSize, inflated, error)) {
+      const GunzipResult g = Gunzip(input, kMaxInflatedSize, inflated);
+      if (!g.ok()) {
         sink_.begin("", input.size(), true, 0, input);
         ++summary_.undecoded;
-        sink_.undecoded(0, input, "gzip stream that does not inflate: " + error);
+        sink_.undecoded(g.offset, input.substr(g.offset), "gzip stream that does not inflate: " + g.error);
         sink_.end();
         return;
       }
       const RecordInfo* envelope = recognize(inflated);
       sink_.begin(envelope != nullptr ? envelope->name : "", input.size(), true, inflated.size(), input);
-      buffer(inflated, envelope, 0);
+      request(inflated, envelope);
       sink_.end();
       return;
     }
@@ -152,7 +121,7 @@ class Walker {
       ++summary_.undecoded;
       sink_.undecoded(0, input, "empty input");
     } else {
-      buffer(input, envelope, 0);
+      request(input, envelope);
     }
     sink_.end();
   }
@@ -160,37 +129,27 @@ class Walker {
  private:
   static const TypeInfo* describe(const FieldInfo& f) { return f.type; }
 
-  // The envelope whose declaration the first fields follow furthest: tags
-  // ascending, each declared, each head able to carry its declared type.
   const RecordInfo* recognize(std::string_view bytes) {
-    const RecordInfo* best = nullptr;
-    std::size_t best_score = 0;
-    for (const RecordInfo* envelope : Envelopes()) {
-      WireCursor c(bytes);
-      std::size_t score = 0;
-      int previous = -1;
-      try {
-        while (!c.atEnd()) {
-          const Head h = c.head();
-          const FieldInfo* f = envelope->find(h.tag);
-          if (f == nullptr || h.tag <= previous || !Carries(h.type, *describe(*f))) break;
-          ++score;
-          previous = h.tag;
-          c.skip(h);
-        }
-      } catch (const WireStop&) {
-      }
-      if (score > best_score) {
-        best = envelope;
-        best_score = score;
-      }
+    const std::optional<navkse::Envelope> envelope = DetectEnvelope(bytes);
+    if (!envelope) {
+      summary_.unnamed = true;
+      return nullptr;
     }
-    if (best == nullptr) summary_.unnamed = true;
-    return best;
+    return &EnvelopeInfo(*envelope);
+  }
+
+  // One request; the bytes of a second one after it are not walked but
+  // reported where they start.
+  void request(std::string_view bytes, const RecordInfo* envelope) {
+    const std::optional<std::size_t> second = envelope != nullptr ? SecondRequestAt(bytes) : std::nullopt;
+    if (!buffer(second ? bytes.substr(0, *second) : bytes, envelope, 0) || !second) return;
+    ++summary_.undecoded;
+    sink_.undecoded(*second, bytes.substr(*second), "a second request starts here");
   }
 
   // Walks the fields of a record written alone (no begin or end heads).
-  void buffer(std::string_view bytes, const RecordInfo* record, int depth) {
+  // False when decoding stopped.
+  bool buffer(std::string_view bytes, const RecordInfo* record, int depth) {
     WireCursor c(bytes);
     const std::size_t open_before = open_.size();
     inner_stop_ = false;
@@ -206,7 +165,9 @@ class Walker {
       }
       ++summary_.undecoded;
       sink_.undecoded(stop.offset, bytes.substr(stop.offset), stop.why);
+      return false;
     }
+    return true;
   }
 
   // Returns the tag of the end head that closed the record (in a record).
@@ -389,15 +350,22 @@ class Walker {
     Embedding e;
     e.record = where.record != nullptr ? where.record->name : "";
     e.protobuf = where.protobuf;
+    if (where.command != nullptr) {
+      e.encoding_problem = BodyEncodingProblem(*where.command, data);
+      if (e.encoding_problem != nullptr) ++summary_.encoding;
+    }
     std::string inflated;
     std::string_view view = data;
     if (where.may_gzip && LooksGzip(data)) {
       e.gzip = true;
       e.compressed = data;
-      if (!Gunzip(data, kMaxInflatedSize, inflated, e.inflate_error)) {
+      const GunzipResult g = Gunzip(data, kMaxInflatedSize, inflated);
+      if (!g.ok()) {
+        e.inflate_error = g.error;
         ++summary_.undecoded;
         sink_.openEmbedded(item, data, e);
-        sink_.undecoded(0, data, "gzip stream that does not inflate: " + e.inflate_error);
+        sink_.undecoded(g.offset, data.substr(g.offset),
+                        "gzip stream that does not inflate: " + e.inflate_error);
         sink_.closeEmbedded(item);
         return;
       }
@@ -496,66 +464,41 @@ class Walker {
   // its schema, by wire type; a length-delimited field that is followed by a
   // bare varint is taken as such a map.
   void message(std::string_view bytes) {
-    ByteReader c(bytes);
+    ProtobufReader c(bytes);
     try {
       while (!c.atEnd()) {
-        const std::size_t at = c.pos();
-        const std::uint64_t key = c.varint();
-        const std::uint64_t number = key >> 3;
-        const int wire = static_cast<int>(key & 7);
-        switch (wire) {
-          case 0: {
+        const ProtobufReader::Key k = c.key();
+        const std::size_t at = k.offset;
+        switch (k.wire) {
+          case kProtoVarint: {
             const std::uint64_t v = c.varint();
-            sink_.protobufField(at, c.pos() - at, number, wire, v, {});
+            sink_.protobufField(at, c.pos() - at, k.number, k.wire, v, {});
             break;
           }
-          case 1:
-          case 5: {
-            const std::uint64_t v = c.fixed(wire == 1 ? 8 : 4);
-            sink_.protobufField(at, c.pos() - at, number, wire, v, {});
+          case kProtoFixed64:
+          case kProtoFixed32: {
+            const std::uint64_t v = c.fixed(k.wire == kProtoFixed64 ? 8 : 4);
+            sink_.protobufField(at, c.pos() - at, k.number, k.wire, v, {});
             break;
           }
-          case 2: {
-            if (MapCountFollows(c, key)) {
-              const std::uint64_t n = c.varint();
-              sink_.protobufField(at, c.pos() - at, number, 0, n, {});
+          case kProtoLengthDelimited: {
+            if (c.mapCountFollows(k.raw)) {
+              const std::uint64_t n = c.varint();  // shown as a varint field; the entries follow as fields
+              sink_.protobufField(at, c.pos() - at, k.number, kProtoVarint, n, {});
               break;
             }
-            const std::uint64_t n = c.varint();
-            if (n > c.left())
-              throw WireStop{at, "length " + std::to_string(n) + " past the end of the message"};
-            const std::string_view data = bytes.substr(c.pos(), static_cast<std::size_t>(n));
-            c.skip(static_cast<std::size_t>(n));
-            sink_.protobufField(at, c.pos() - at, number, wire, 0, data);
+            const std::string_view data = c.lengthDelimited(at);
+            sink_.protobufField(at, c.pos() - at, k.number, k.wire, 0, data);
             break;
           }
           default:
-            throw WireStop{at, "protocol-buffers wire type " + std::to_string(wire) + " is not read"};
+            throw WireStop{at, "protocol-buffers wire type " + std::to_string(k.wire) + " is not read"};
         }
       }
     } catch (const WireStop& stop) {
       ++summary_.undecoded;
       sink_.undecoded(stop.offset, bytes.substr(stop.offset), stop.why);
     }
-  }
-
-  // After a length-delimited key: whether what follows is the map layout, a
-  // count n and then 2n occurrences of the same field.
-  static bool MapCountFollows(const ByteReader& c, std::uint64_t key) {
-    ByteReader probe = c;
-    try {
-      const std::uint64_t n = probe.varint();
-      if (n == 0 || n > probe.left()) return false;
-      for (std::uint64_t i = 0; i < 2 * n; ++i) {
-        if (probe.atEnd() || probe.varint() != key) return false;
-        const std::uint64_t len = probe.varint();
-        if (len > probe.left()) return false;
-        probe.skip(static_cast<std::size_t>(len));
-      }
-      return true;
-    } catch (const WireStop&) {
-    }
-    return false;
   }
 
   TreeSink& sink_;

@@ -226,6 +226,56 @@ TEST(EditAndDiff, OneEditedValueIsOneDifferenceAtItsPath) {
   EXPECT_EQ(same.out, "");
 }
 
+// The route search's body is always gzip-compressed: the same body sent plain
+// (its tree packed without "gzip") is dumped, marked and exits 2, and diff
+// against the real request names it.
+TEST(EditAndDiff, RouteSearchBodySentPlain) {
+  ScratchDir dir;
+  WriteFile(dir.file("route.bin"), ExampleBytes("route"));
+  nlohmann::json tree = nlohmann::json::parse(RunTool({"dump", "--json", dir.file("route.bin")}).out);
+  nlohmann::json& body = tree["fields"][8];
+  ASSERT_EQ(body["name"], "body");
+  ASSERT_EQ(body.erase("gzip"), 1u);
+  WriteFile(dir.file("tree.json"), tree.dump(1));
+  ASSERT_EQ(RunTool({"pack", dir.file("tree.json"), "-o", dir.file("plain.bin")}).status, 0);
+
+  const auto dump = RunTool({"dump", dir.file("plain.bin")});
+  EXPECT_EQ(dump.status, 2) << dump.err;
+  EXPECT_NE(dump.out.find(" body bytes[2361]: -> CarRouteReq  ! sent plain, though this command's body is "
+                          "always gzip-compressed\n"),
+            std::string::npos)
+      << dump.out.substr(0, 4000);
+  EXPECT_EQ(
+      dump.err,
+      "navreq dump: 0 undecoded, 0 missing, 0 type mismatches, 0 unknown or repeated tags, 1 bodies not "
+      "encoded as their command says\n");
+  const auto json = RunTool({"dump", "--json", dir.file("plain.bin")});
+  EXPECT_EQ(json.status, 2);
+  EXPECT_EQ(nlohmann::json::parse(json.out)["fields"][8]["encoding_problem"],
+            "sent plain, though this command's body is always gzip-compressed");
+
+  const auto diff = RunTool({"diff", dir.file("route.bin"), dir.file("plain.bin")});
+  EXPECT_EQ(diff.status, 1) << diff.err;
+  EXPECT_EQ(diff.out, "body.<encoding>: only in B\n");
+  // The refresh's body is sent plain by design, though its Package says gzip.
+  WriteFile(dir.file("refresh.bin"), ExampleBytes("refresh"));
+  EXPECT_EQ(RunTool({"dump", dir.file("refresh.bin")}).status, 0);
+}
+
+// Two requests back to back: the first is dumped, the second reported where
+// it starts.
+TEST(DumpCli, TwoRequestsBackToBack) {
+  ScratchDir dir;
+  const std::string route = ExampleBytes("route");
+  WriteFile(dir.file("two.bin"), route + ExampleBytes("refresh"));
+  const auto dump = RunTool({"dump", dir.file("two.bin")});
+  EXPECT_EQ(dump.status, 1) << dump.err;
+  EXPECT_NE(dump.out.find("\n  ! decoding stopped at offset " + std::to_string(route.size()) +
+                          ": a second request starts here\n"),
+            std::string::npos)
+      << dump.out.substr(dump.out.size() > 2000 ? dump.out.size() - 2000 : 0);
+}
+
 TEST(EditAndDiff, DiffExitStatuses) {
   ScratchDir dir;
   WriteFile(dir.file("a.bin"), ExampleBytes("plus"));

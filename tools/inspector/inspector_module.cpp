@@ -14,8 +14,8 @@
 #include <vector>
 
 #include "navreq/read/diff.h"
-#include "navreq/read/views.h"
 #include "navreq/read/inflate.h"
+#include "navreq/read/views.h"
 #include "navreq/read/walk.h"
 
 namespace {
@@ -47,7 +47,7 @@ navreq::JsonViewOptions Window() {
 }
 
 navreq::WalkSummary WalkInto(const std::string& input, const navreq::JsonViewOptions& options,
-                                   std::ostringstream& out) {
+                             std::ostringstream& out) {
   const std::unique_ptr<navreq::TreeSink> view = navreq::MakeJsonView(out, options);
   return navreq::Walk(reinterpret_cast<const unsigned char*>(input.data()), input.size(), *view);
 }
@@ -126,9 +126,10 @@ EMSCRIPTEN_KEEPALIVE const char* navreq_diff(const char* a, std::size_t a_size, 
 EMSCRIPTEN_KEEPALIVE int navreq_inflate(const char* data, std::size_t size) {
   std::string error;
   try {
-    if (navreq::Gunzip(std::string_view(data, size), navreq::kMaxInflatedSize, g_result, error)) {
-      return 1;
-    }
+    const navreq::GunzipResult r =
+        navreq::Gunzip(std::string_view(data, size), navreq::kMaxInflatedSize, g_result);
+    if (r.ok()) return 1;
+    error = r.error;
   } catch (const std::exception& e) {
     error = e.what();
   }

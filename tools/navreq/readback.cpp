@@ -7,13 +7,13 @@
 #include <iostream>
 
 #include "gzip_compress.h"
-#include "subcommands.h"
 #include "navreq/read/diff.h"
-#include "navreq/read/views.h"
 #include "navreq/read/pack.h"
 #include "navreq/read/text.h"
-#include "tool_io.h"
+#include "navreq/read/views.h"
 #include "navreq/read/walk.h"
+#include "subcommands.h"
+#include "tool_io.h"
 
 namespace navreq {
 namespace tool {
@@ -112,6 +112,9 @@ int RunReadbackDump(const DumpOptions& options, std::ostream& out, std::ostream&
   if (summary.status() != 0) {
     err << "navreq dump: " << summary.undecoded << " undecoded, " << summary.missing << " missing, "
         << summary.mismatches << " type mismatches, " << summary.unknown << " unknown or repeated tags"
+        << (summary.encoding > 0
+                ? ", " + std::to_string(summary.encoding) + " bodies not encoded as their command says"
+                : "")
         << (summary.unnamed ? ", no envelope recognised" : "") << "\n";
   }
   return summary.status();

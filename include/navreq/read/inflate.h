@@ -1,4 +1,11 @@
-// Gzip streams as requests carry them, inflated with a bound.
+// Gzip streams as requests carry them, inflated with a bound. The one
+// inflater of the reading library: DecodeRequest, the walk (dump, diff, the
+// inspector) and pack all inflate through Gunzip.
+//
+// A body is exactly one gzip member: the writer compresses every body in one
+// call, which gives one member and nothing after it. A second member, or any
+// byte after the first member's trailer, is therefore not part of the body
+// the server reads; it is reported with its offset and nothing is inflated.
 #pragma once
 
 #include <cstddef>
@@ -7,14 +14,36 @@
 
 namespace navreq {
 
+// An inflated body larger than this is not decoded (DecodeRequest takes
+// another bound through DecodeOptions).
+constexpr std::size_t kMaxInflatedSize = std::size_t{256} << 20;
+
+enum class GunzipStatus {
+  kOk,
+  kCutShort,     // the member ends before its trailer
+  kBroken,       // the header, the deflate data or the trailer's check is wrong
+  kOverLimit,    // it inflates to more than the limit
+  kBytesAfter,   // bytes that are not a gzip member follow it
+  kSecondMember  // another gzip member follows it
+};
+
+struct [[nodiscard]] GunzipResult {
+  GunzipStatus status = GunzipStatus::kOk;
+  // Where the problem starts in the gzip bytes: the first byte after the
+  // member for kBytesAfter and kSecondMember, 0 (the member) otherwise.
+  std::size_t offset = 0;
+  std::string error;  // empty when ok
+
+  bool ok() const noexcept { return status == GunzipStatus::kOk; }
+};
+
 // Whether the bytes begin with the gzip magic 1f 8b.
 [[nodiscard]] bool LooksGzip(std::string_view bytes) noexcept;
 
-// Inflates a gzip stream (one member or several, one after the other) into
-// `out`. False with `error` set when the stream is broken, truncated, followed
-// by bytes that are not another member, or inflates past `limit` bytes; the
-// size is measured first, so `out` is allocated once, at its exact size, and
-// a stream past the limit costs no memory.
-[[nodiscard]] bool Gunzip(std::string_view in, std::size_t limit, std::string& out, std::string& error);
+// Inflates one gzip member into `out` (cleared on failure). The size is
+// measured first, so `out` is allocated once, at its exact size, and a stream
+// past `limit` costs no memory. Throws std::bad_alloc only when that exact
+// size cannot be had.
+GunzipResult Gunzip(std::string_view in, std::size_t limit, std::string& out);
 
 }  // namespace navreq

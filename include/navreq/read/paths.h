@@ -4,8 +4,9 @@
 // Every level is named: a field by its declared name (by its tag where the
 // record is not known or does not declare it), a list element by its position
 // and a map value by its key in brackets, a protocol-buffers field as #NUMBER
-// (#NUMBER[k] for its k-th repetition after the first), and bytes that did not
-// decode as <undecoded>:
+// (#NUMBER[k] for its k-th repetition after the first), bytes that did not
+// decode as <undecoded>, and a body not encoded as its command says as
+// BODY.<encoding>:
 //   body.start[0].point.x    header.imei    body.side_records[toGuidance].x
 // The fields inside a byte array that carries a record continue the byte
 // array's path. A level directly under the top has no leading dot.
@@ -29,6 +30,7 @@ void AppendIndexLevel(std::string& path, std::int64_t index);
 void AppendKeyLevel(std::string& path, std::string_view key, bool integer);
 void AppendProtobufLevel(std::string& path, std::uint64_t number, std::uint64_t repetition, bool first);
 void AppendUndecodedLevel(std::string& path, bool first);
+void AppendEncodingLevel(std::string& path, bool first);
 
 // A path split into its levels: "a.b[0][x]" gives a, b, [0], [x].
 [[nodiscard]] std::vector<std::string> PathLevels(const std::string& path);

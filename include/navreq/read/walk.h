@@ -19,6 +19,7 @@
 
 #include "navreq/kse/record.h"
 #include "navreq/kse/reflection.h"
+#include "navreq/read/inflate.h"
 
 namespace navreq {
 
@@ -27,8 +28,6 @@ using ::navcore::ryn::RecordInfo;
 
 // Records, lists and maps nested deeper than this stop the decoding.
 constexpr int kMaxDepth = 64;
-// An inflated body larger than this is not decoded.
-constexpr std::size_t kMaxInflatedSize = std::size_t{256} << 20;
 
 using ::navcore::ryn::TypeInfo;
 using ::navcore::ryn::WireKind;
@@ -76,6 +75,9 @@ struct Embedding {
   std::string_view compressed;  // the gzip stream itself (gzip only)
   std::string inflate_error;    // the gzip stream did not inflate: nothing is decoded below
   bool protobuf = false;        // a protocol-buffers message, shown field by field
+  // A body not encoded as its command's gzip column says (BodyEncodingProblem,
+  // read/envelope.h); it is decoded all the same.
+  const char* encoding_problem = nullptr;
 };
 
 // Receives the walk. Offsets are relative to the buffer being walked: the
@@ -115,11 +117,12 @@ struct WalkSummary {
   std::size_t missing = 0;
   std::size_t mismatches = 0;  // type mismatches and values out of range
   std::size_t unknown = 0;     // unknown and repeated tags
+  std::size_t encoding = 0;    // bodies not encoded as the command table says
   bool unnamed = false;        // no envelope recognised at the top
 
   [[nodiscard]] int status() const noexcept {
     if (undecoded > 0) return 1;
-    return missing + mismatches + unknown > 0 || unnamed ? 2 : 0;
+    return missing + mismatches + unknown + encoding > 0 || unnamed ? 2 : 0;
   }
 };
 

@@ -98,6 +98,7 @@
       const out = [];
       if (!j || this.kind === 'root' || this.kind === 'more') return out;
       if (j.problem) out.push(j.problem);
+      if (j.encoding_problem) out.push(j.encoding_problem);
       if (j.incomplete) out.push('incomplete');
       return out;
     }
