@@ -7,6 +7,12 @@
 #include <utility>
 #include <vector>
 
+namespace navcore {
+namespace ryn {
+struct RecordInfo;
+}  // namespace ryn
+}  // namespace navcore
+
 namespace navreq {
 
 struct Difference {
@@ -32,6 +38,12 @@ struct Difference {
 // the paths that match one of `ignore`.
 [[nodiscard]] std::vector<Difference> DiffRequests(const std::string& a, const std::string& b,
                                                    const std::vector<std::string>& ignore);
+
+// The differences between `a` and `b` read as the fields of `record` written
+// alone (what the record's writeTo gives), by the same comparison; paths
+// begin at the record's fields.
+[[nodiscard]] std::vector<Difference> DiffRecordBytes(const std::string& a, const std::string& b,
+                                                      const ::navcore::ryn::RecordInfo& record);
 
 // "PATH: A -> B", "PATH: only in A", ...
 [[nodiscard]] std::string DifferenceLine(const Difference& d);
