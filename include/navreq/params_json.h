@@ -29,9 +29,8 @@
 namespace navreq {
 
 template <class R>
-using IfEngineRecord = std::enable_if_t<!std::is_base_of<::navcore::ryn::KseStructBase, R>::value &&
-                                            !std::is_arithmetic<R>::value,
-                                        long>;
+using IfEngineRecord = std::enable_if_t<
+    !std::is_base_of<::navcore::ryn::KseStructBase, R>::value && !std::is_arithmetic<R>::value, long>;
 
 // The record as a JSON document, indented by two spaces. Compiled for every
 // record of NAVREQ_ALL_ENGINE_RECORDS.

@@ -6,9 +6,9 @@
 #include <system_error>
 #include <thread>
 
-#include "navreq/read/views.h"
 #include "navreq/read/paths.h"
 #include "navreq/read/text.h"
+#include "navreq/read/views.h"
 #include "navreq/read/walk.h"
 #include "wire_cursor.h"
 
@@ -466,7 +466,8 @@ std::vector<Difference> DiffRequests(const std::string& a_bytes, const std::stri
   return out;
 }
 
-std::vector<Difference> DiffRecordBytes(const std::string& a, const std::string& b, const RecordInfo& record) {
+std::vector<Difference> DiffRecordBytes(const std::string& a, const std::string& b,
+                                        const RecordInfo& record) {
   const Tree ta = Collect(a, &record);
   const Tree tb = Collect(b, &record);
   std::vector<Difference> out;

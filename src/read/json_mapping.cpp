@@ -40,7 +40,8 @@ class StrictDocumentBuilder {
     auto placed = object.value->get_ref<json::object_t&>().emplace(std::move(key), nullptr);
     if (!placed.second) {
       const std::string path = Path();
-      throw JsonError((path.empty() ? "" : path + ": ") + "duplicate key " + json(placed.first->first).dump());
+      throw JsonError((path.empty() ? "" : path + ": ") + "duplicate key " +
+                      json(placed.first->first).dump());
     }
     object.key = &placed.first->first;
     next_ = &placed.first->second;
@@ -64,7 +65,8 @@ class StrictDocumentBuilder {
     // "[json.exception.out_of_range.406] number overflow parsing '1e400'"
     std::string message = e.what();
     const auto bracket = message.find("] ");
-    if (message.rfind("[json.exception.", 0) == 0 && bracket != std::string::npos) message.erase(0, bracket + 2);
+    if (message.rfind("[json.exception.", 0) == 0 && bracket != std::string::npos)
+      message.erase(0, bracket + 2);
     throw JsonError("invalid JSON: " + message);
   }
 

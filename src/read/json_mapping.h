@@ -143,7 +143,8 @@ struct JsonOf<T, std::enable_if_t<std::is_integral<T>::value && !std::is_same<T,
         too_big();
       }
     } else {
-      if (v < 0 || static_cast<std::uint64_t>(v) > static_cast<std::uint64_t>(std::numeric_limits<T>::max())) {
+      if (v < 0 ||
+          static_cast<std::uint64_t>(v) > static_cast<std::uint64_t>(std::numeric_limits<T>::max())) {
         too_big();
       }
     }

@@ -16,7 +16,7 @@ R FromJson(std::string_view text) {
   return json_map::ReadDocument<R>(text);
 }
 
-#define NAVREQ_RECORD_JSON_(R)                 \
+#define NAVREQ_RECORD_JSON_(R)              \
   template std::string ToJson<R>(const R&); \
   template R FromJson<R>(std::string_view);
 NAVKSE_ALL_RECORDS(NAVREQ_RECORD_JSON_)

@@ -249,19 +249,19 @@ NAVREQ_ENGINE_RECORD(SliceReq, NAVREQ_FIELDS_SliceRequest);
 // Every engine parameter record, for code that must cover them all (the JSON
 // mapping's instantiations, the round-trip tests); a record added above is
 // added here too.
-#define NAVREQ_ALL_ENGINE_RECORDS(X)        \
-  X(::navcore::KSLocation)                  \
-  X(::navcore::KSNaviSearchPoint)           \
-  X(::navcore::KSLatLon)                    \
-  X(::navcore::KSMotoParam)                 \
-  X(::navcore::KSTruckParam)                \
-  X(::navcore::KSRoadLinkName)              \
-  X(::navcore::KSFollowExplainControl)      \
-  X(::zv_navi_core::ReqExtraParam)          \
-  X(::zv_navi_core::DriveRouteReqParam)     \
+#define NAVREQ_ALL_ENGINE_RECORDS(X)         \
+  X(::navcore::KSLocation)                   \
+  X(::navcore::KSNaviSearchPoint)            \
+  X(::navcore::KSLatLon)                     \
+  X(::navcore::KSMotoParam)                  \
+  X(::navcore::KSTruckParam)                 \
+  X(::navcore::KSRoadLinkName)               \
+  X(::navcore::KSFollowExplainControl)       \
+  X(::zv_navi_core::ReqExtraParam)           \
+  X(::zv_navi_core::DriveRouteReqParam)      \
   X(::zv_navi_core::OneRouteTrafficReqParam) \
-  X(::zv_navi_core::RouteRefreshReqParam)   \
-  X(::zv_navi_core::LocationUploadParam)    \
-  X(::zv_navi_core::SliceDesc)              \
-  X(::zv_navi_core::PlusReq)                \
+  X(::zv_navi_core::RouteRefreshReqParam)    \
+  X(::zv_navi_core::LocationUploadParam)     \
+  X(::zv_navi_core::SliceDesc)               \
+  X(::zv_navi_core::PlusReq)                 \
   X(::zv_navi_core::SliceReq)

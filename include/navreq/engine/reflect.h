@@ -18,20 +18,20 @@
 #define NAVREQ_ENGINE_VISIT_(TYPE, NAME, INIT) navreq_visit_(#NAME, NAME);
 #define NAVREQ_ENGINE_EQUAL_(TYPE, NAME, INIT) &&::navcore::SameValue(navreq_a_.NAME, navreq_b_.NAME)
 
-#define NAVREQ_ENGINE_RECORD(NAME, FIELDS)             \
-  struct NAME {                                        \
-    FIELDS(NAVREQ_ENGINE_MEMBER_)                      \
-    template <class Visitor>                           \
-    void forEachField(Visitor&& navreq_visit_) {       \
-      FIELDS(NAVREQ_ENGINE_VISIT_)                     \
-    }                                                  \
-    template <class Visitor>                           \
-    void forEachField(Visitor&& navreq_visit_) const { \
-      FIELDS(NAVREQ_ENGINE_VISIT_)                     \
-    }                                                  \
+#define NAVREQ_ENGINE_RECORD(NAME, FIELDS)                                 \
+  struct NAME {                                                            \
+    FIELDS(NAVREQ_ENGINE_MEMBER_)                                          \
+    template <class Visitor>                                               \
+    void forEachField(Visitor&& navreq_visit_) {                           \
+      FIELDS(NAVREQ_ENGINE_VISIT_)                                         \
+    }                                                                      \
+    template <class Visitor>                                               \
+    void forEachField(Visitor&& navreq_visit_) const {                     \
+      FIELDS(NAVREQ_ENGINE_VISIT_)                                         \
+    }                                                                      \
     friend bool operator==(const NAME& navreq_a_, const NAME& navreq_b_) { \
-      (void)navreq_a_, (void)navreq_b_;                                   \
-      return true FIELDS(NAVREQ_ENGINE_EQUAL_);                           \
+      (void)navreq_a_, (void)navreq_b_;                                    \
+      return true FIELDS(NAVREQ_ENGINE_EQUAL_);                            \
     }                                                                      \
     friend bool operator!=(const NAME& navreq_a_, const NAME& navreq_b_) { \
       return !(navreq_a_ == navreq_b_);                                    \
