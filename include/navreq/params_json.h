@@ -21,6 +21,7 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
 #include "navreq/engine/params.h"
 #include "navreq/kse/output_stream.h"
@@ -28,9 +29,20 @@
 
 namespace navreq {
 
+namespace params_json_detail {
+struct MemberProbe {
+  template <class T>
+  void operator()(const char*, const T&) const {}
+};
+template <class R, class = void>
+struct IsEngineRecord : std::false_type {};
 template <class R>
-using IfEngineRecord = std::enable_if_t<
-    !std::is_base_of<::navcore::ryn::KseStructBase, R>::value && !std::is_arithmetic<R>::value, long>;
+struct IsEngineRecord<R, std::void_t<decltype(std::declval<const R&>().forEachField(MemberProbe{}))>>
+    : std::bool_constant<!std::is_base_of<::navcore::ryn::KseStructBase, R>::value> {};
+}  // namespace params_json_detail
+
+template <class R>
+using IfEngineRecord = std::enable_if_t<params_json_detail::IsEngineRecord<R>::value, long>;
 
 // The record as a JSON document, indented by two spaces. Compiled for every
 // record of NAVREQ_ALL_ENGINE_RECORDS.

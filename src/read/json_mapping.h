@@ -4,23 +4,10 @@
 //
 // One mapping serves the wire records and the engine's parameter records: it
 // walks a record's own field visitor (forEachField), so no field list is
-// written here. JsonOf<T> reads and writes one C++ type:
-//   record          an object of its fields by name; on reading, an absent
-//                   field keeps its default and an unknown key is an error
-//   bool            true / false
-//   integer         a JSON integer, exact over the whole int64 and uint32 range
-//   float, double   a number (the shortest decimal that reads back as the same
-//                   value), or "Infinity", "-Infinity", "NaN"; a NaN other than
-//                   the default quiet one keeps its bits: "NaN:7fa00001"
-//   string          a JSON string when its bytes are well-formed UTF-8, else
-//                   {"hex": "..."}
-//   byte array      a string of lowercase hex digits (two per byte)
-//   list, array     an array
-//   map             an object keyed by the key's text (integers in decimal);
-//                   a map with a string key that is not well-formed UTF-8 is
-//                   a (non-empty) array of [key, value] pairs instead
-// Every reading error throws JsonError naming the value's path:
-// "param.viaPoints[1].pointType: 4294967296 is out of range for int32".
+// written here. JsonOf<T> reads and writes one C++ type, in the forms that
+// navreq/read/records.h describes; the parameter records' own forms are in
+// src/serializer/params_json_mapping.h. Every reading error throws JsonError
+// naming the value's path.
 #pragma once
 
 #include <array>
