@@ -2,9 +2,11 @@
 // record's own bytes.
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <string>
 #include <vector>
 
+#include "navreq/envelope.h"
 #include "navreq/read.h"
 #include "navreq/records/all.h"
 #include "support/random_records.h"
@@ -46,6 +48,29 @@ TEST(RecordText, ListOfRecords) {
             "      @4+2 0 longitude int32: 1\n"
             "      @6+2 1 latitude int32: 2\n"
             "      @8+2 2 field2 int32: 3\n");
+}
+
+// A Package is itself the top of a request: its text is then exactly what
+// the dump of its bytes shows, carried header and body included.
+TEST(RecordText, PackageIsWhatTheDumpOfItsBytesShows) {
+  navkse::duromap::Package package;
+  zv_navi_core::ReqExtraParam extra;
+  extra.imei = "860000000000001";
+  const navkse::CommandInfo& slice = navkse::commandOf(navkse::RequestKind::kGuidanceSlice);
+  std::vector<char> body;
+  ASSERT_TRUE(zv_navi_core::SerializeKSE(navkse::navicore::nav::ugs_guidance_slice_req_t(), body));
+  ASSERT_EQ(zv_navi_core::route_req_serializer::GetPackage(package, extra, navkse::duromap::CMD{slice.number},
+                                                           slice.name, body, false),
+            0);
+  const std::string bytes = navreq::RecordBytes(package);
+  std::ostringstream dump;
+  {
+    const auto view = navreq::MakeTextView(dump, false);
+    (void)navreq::Walk(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), *view);
+  }
+  const std::string text = navreq::ToText(package);
+  EXPECT_EQ(text, dump.str());
+  EXPECT_NE(text.find("imei string: \"860000000000001\""), std::string::npos) << text;
 }
 
 TEST(RecordText, RecordBytesAreWhatWriteToGives) {
