@@ -2,10 +2,8 @@
 // `navreq encode` reads as "param" and "extra", and its inverse.
 //
 // A record is an object of its members by name, in declared order, with the
-// value forms of the wire records' JSON (navreq/read/records.h): integers
-// exact, floating-point values as the shortest decimal that reads back as the
-// same value or "Infinity" / "-Infinity" / "NaN" / "NaN:7fc00001", strings as
-// JSON strings (or {"hex": "..."}). Three members have a form of their own:
+// value forms of the wire records' JSON (navreq/read/records.h), and the
+// same round trip, bit for bit. Three members have a form of their own:
 // truckBlock is an array of four integers; pending_list is an array whose
 // values are not read (only its length counts); the values of
 // explain_controls, and the road links inside them, are arrays of their
