@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "navreq/envelope.h"
+#include "navreq/params_diff.h"
 #include "navreq/read.h"
 #include "navreq/records/all.h"
 #include "support/random_records.h"
@@ -155,6 +156,42 @@ TEST(RecordDiff, FloatsShowTheirShortestText) {
   navkse::routesearch::PhExtraInfo b;
   b.values = {-0.0f};
   EXPECT_EQ(Lines(navreq::Diff(a, b)), (std::vector<std::string>{"values[0]: 0.5 -> -0.0"}));
+}
+
+}  // namespace
+
+namespace {
+
+// ---- Engine parameter records: the same comparison on records in memory ----
+
+TEST(ParamsDiff, NestedRecordsListsAndMaps) {
+  zv_navi_core::RouteRefreshReqParam a;
+  a.route_param.viaPoints.resize(2);
+  a.explain_controls["r1"].road_links8.resize(1);
+  a.fixes.resize(1);
+  zv_navi_core::RouteRefreshReqParam b = a;
+  EXPECT_TRUE(navreq::Diff(a, b).empty());
+  b.route_param.viaPoints[1].pointType = 3;
+  b.route_param.truck.truckBlock[2] = -4;
+  b.explain_controls["r1"].road_links8[0].name = "ring";
+  b.explain_controls["r 2"];
+  b.fixes[0].speed = 0.5f;
+  b.pending_list.resize(1);
+  EXPECT_EQ(Lines(navreq::Diff(a, b)), (std::vector<std::string>{
+                                           "route_param.viaPoints[1].pointType: 0 -> 3",
+                                           "route_param.truck.truckBlock[2]: 0 -> -4",
+                                           "pending_list[0]: only in B",
+                                           "explain_controls[\"r 2\"]: only in B",
+                                           "explain_controls[r1].road_links8[0].name: \"\" -> \"ring\"",
+                                           "fixes[0].speed: 0.0 -> 0.5",
+                                       }));
+}
+
+TEST(ParamsDiff, FloatsDifferByBits) {
+  navcore::KSLatLon a;
+  navcore::KSLatLon b;
+  b.longitude = -0.0;
+  EXPECT_EQ(Lines(navreq::Diff(a, b)), (std::vector<std::string>{"longitude: 0.0 -> -0.0"}));
 }
 
 }  // namespace

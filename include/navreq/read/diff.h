@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -14,6 +15,8 @@ struct RecordInfo;
 }  // namespace navcore
 
 namespace navreq {
+
+class TreeSink;
 
 struct Difference {
   std::string path;
@@ -44,6 +47,13 @@ struct Difference {
 // begin at the record's fields.
 [[nodiscard]] std::vector<Difference> DiffRecordBytes(const std::string& a, const std::string& b,
                                                       const ::navcore::ryn::RecordInfo& record);
+
+// The differences between two trees that have no bytes of their own: each
+// function sends its tree to the sink it is given as a walk does (begin, the
+// values, end). Values in memory (the engine's parameter records) are
+// compared by this, the same comparison.
+[[nodiscard]] std::vector<Difference> DiffWalks(const std::function<void(TreeSink&)>& a,
+                                                const std::function<void(TreeSink&)>& b);
 
 // "PATH: A -> B", "PATH: only in A", ...
 [[nodiscard]] std::string DifferenceLine(const Difference& d);
