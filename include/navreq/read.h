@@ -9,9 +9,9 @@
 //   ==, ToText, ToJson, FromJson, Diff   for any wire record (read/records.h)
 // The same conveniences for the engine's parameter records are in
 // navreq/params_json.h (ToJson, FromJson) and navreq/params_diff.h (Diff);
-// == comes with the records. They
-// belong to the serializers (navreq::navreq), and this header leaves them out
-// so that navreq::read never depends on that layer.
+// == comes with the records. They belong to the serializers
+// (navreq::navreq), and this header leaves them out so that navreq::read
+// never depends on that layer.
 #pragma once
 
 #include "navreq/read/diff.h"

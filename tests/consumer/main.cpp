@@ -2,6 +2,7 @@
 // writes an envelope and reads it back, and uses the record conveniences
 // through the installed headers (which hold no JSON library).
 #include <navreq/envelope.h>
+#include <navreq/params_diff.h>
 #include <navreq/params_json.h>
 #include <navreq/read.h>
 
@@ -29,6 +30,7 @@ int main() {
 
   if (navreq::FromJson<navkse::duromap::Header>(navreq::ToJson(read.header)) != read.header) return 1;
   if (navreq::FromJson<zv_navi_core::ReqExtraParam>(navreq::ToJson(extra)) != extra) return 1;
+  if (!navreq::Diff(extra, extra).empty()) return 1;
   if (!navreq::Diff(read.package, package).empty() || navreq::ToText(read.header).empty()) return 1;
   return 0;
 }
