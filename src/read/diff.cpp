@@ -291,16 +291,10 @@ bool SameKind(std::uint8_t a, std::uint8_t b) {
   return a == b || (IntegerWire(a) && IntegerWire(b)) || (StringWire(a) && StringWire(b));
 }
 
-// The tree of a request, or with `record` of that record's fields alone.
-Tree Collect(const std::string& bytes, const RecordInfo* record = nullptr) {
+Tree Collect(const std::string& bytes) {
   Tree tree;
   Collector collector(tree);
-  const auto* data = reinterpret_cast<const unsigned char*>(bytes.data());
-  if (record != nullptr) {
-    (void)WalkRecord(data, bytes.size(), *record, collector);
-  } else {
-    (void)Walk(data, bytes.size(), collector);
-  }
+  (void)Walk(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), collector);
   return tree;
 }
 
@@ -463,15 +457,6 @@ std::vector<Difference> DiffRequests(const std::string& a_bytes, const std::stri
   if (reader.joinable()) reader.join();
   std::vector<Difference> out;
   Comparer(a, b, ignore, out).run();
-  return out;
-}
-
-std::vector<Difference> DiffRecordBytes(const std::string& a, const std::string& b,
-                                        const RecordInfo& record) {
-  const Tree ta = Collect(a, &record);
-  const Tree tb = Collect(b, &record);
-  std::vector<Difference> out;
-  Comparer(ta, tb, {}, out).run();
   return out;
 }
 

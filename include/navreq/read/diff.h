@@ -8,12 +8,6 @@
 #include <utility>
 #include <vector>
 
-namespace navcore {
-namespace ryn {
-struct RecordInfo;
-}  // namespace ryn
-}  // namespace navcore
-
 namespace navreq {
 
 class TreeSink;
@@ -42,16 +36,10 @@ struct Difference {
 [[nodiscard]] std::vector<Difference> DiffRequests(const std::string& a, const std::string& b,
                                                    const std::vector<std::string>& ignore);
 
-// The differences between `a` and `b` read as the fields of `record` written
-// alone (what the record's writeTo gives), by the same comparison; paths
-// begin at the record's fields.
-[[nodiscard]] std::vector<Difference> DiffRecordBytes(const std::string& a, const std::string& b,
-                                                      const ::navcore::ryn::RecordInfo& record);
-
-// The differences between two trees that have no bytes of their own: each
-// function sends its tree to the sink it is given as a walk does (begin, the
-// values, end). Values in memory (the engine's parameter records) are
-// compared by this, the same comparison.
+// The differences between two trees given as walks: each function sends its
+// tree to the sink it is given (begin, the values, end), as Walk and
+// WalkRecord do. Records' bytes and values in memory (the engine's parameter
+// records) are compared this way, by the comparison of DiffRequests.
 [[nodiscard]] std::vector<Difference> DiffWalks(const std::function<void(TreeSink&)>& a,
                                                 const std::function<void(TreeSink&)>& b);
 

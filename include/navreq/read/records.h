@@ -65,6 +65,12 @@ template <class R, IfWireRecord<R> = 0>
 template <class R, IfWireRecord<R> = 0>
 [[nodiscard]] R FromJson(std::string_view text);
 
+// The differences between `a` and `b` read as the fields of `record` written
+// alone (what the record's writeTo gives), by the comparison of DiffRequests;
+// paths begin at the record's fields.
+[[nodiscard]] std::vector<Difference> DiffRecordBytes(const std::string& a, const std::string& b,
+                                                      const ::navcore::ryn::RecordInfo& record);
+
 // The differences between two records of one type, as DiffRequests gives
 // them for two requests: each with the field's path and both values as text.
 template <class R, IfWireRecord<R> = 0>
