@@ -467,6 +467,23 @@ std::vector<Difference> DiffRequests(const std::string& a_bytes, const std::stri
   return out;
 }
 
+std::vector<Difference> DiffWalks(const std::function<void(TreeSink&)>& a,
+                                  const std::function<void(TreeSink&)>& b) {
+  Tree ta;
+  Tree tb;
+  {
+    Collector collector(ta);
+    a(collector);
+  }
+  {
+    Collector collector(tb);
+    b(collector);
+  }
+  std::vector<Difference> out;
+  Comparer(ta, tb, {}, out).run();
+  return out;
+}
+
 std::string DifferenceLine(const Difference& d) {
   if (d.only_a) return d.path + ": only in A";
   if (d.only_b) return d.path + ": only in B";

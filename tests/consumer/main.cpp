@@ -1,7 +1,10 @@
 // A program outside the navreq tree, built against the installed package: it
-// writes an envelope and reads it back.
+// writes an envelope and reads it back, and uses the record conveniences
+// through the installed headers (which hold no JSON library).
 #include <navreq/envelope.h>
-#include <navreq/request_reader.h>
+#include <navreq/params_diff.h>
+#include <navreq/params_json.h>
+#include <navreq/read.h>
 
 #include <cstdio>
 #include <vector>
@@ -24,5 +27,10 @@ int main() {
   for (const navreq::ReadProblem& p : read.problems) std::printf("%s\n", p.toString().c_str());
   if (!read.ok() || read.command != &slice || read.header.imei != "consumer") return 1;
   std::printf("read back: %s, device %s\n", read.package.cmd_name.c_str(), read.header.imei.c_str());
+
+  if (navreq::FromJson<navkse::duromap::Header>(navreq::ToJson(read.header)) != read.header) return 1;
+  if (navreq::FromJson<zv_navi_core::ReqExtraParam>(navreq::ToJson(extra)) != extra) return 1;
+  if (!navreq::Diff(extra, extra).empty()) return 1;
+  if (!navreq::Diff(read.package, package).empty() || navreq::ToText(read.header).empty()) return 1;
   return 0;
 }

@@ -1,10 +1,11 @@
-// Random wire records for round-trip tests: every field of any record filled
-// through its field visitor, leaning on the values where the encoding changes
-// form (integer range edges, NaN and infinities, strings of 255 and 256 bytes,
-// empty and nested containers). Test-side only: nothing of the library's
-// reading or writing is used here.
+// Random wire records and engine parameter records for round-trip tests:
+// every field of any record filled through its field visitor, leaning on the values where the encoding
+// changes form (integer range edges, NaN and infinities, strings of 255 and 256 bytes, empty and nested
+// containers). Test-side only: nothing of the library's reading or writing is used here.
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -12,11 +13,18 @@
 #include <random>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "navreq/kse/record.h"
 
 namespace randrec {
+
+// What an engine parameter record's forEachField accepts.
+struct NamedProbe {
+  template <class T>
+  void operator()(const char*, T&) const {}
+};
 
 class Filler {
  public:
@@ -30,6 +38,23 @@ class Filler {
       if (pick(5) == 0) return;  // one field in five keeps its default
       fill(member, depth + 1);
     });
+  }
+
+  // Engine parameter records: visit(name, member).
+  template <class R,
+            typename std::enable_if<!std::is_base_of<navcore::ryn::KseStructBase, R>::value, int>::type = 0,
+            class = decltype(std::declval<R&>().forEachField(NamedProbe{}))>
+  void fill(R& record, int depth = 0) {
+    if (depth > kMaxDepth) return;
+    record.forEachField([this, depth](const char*, auto& member) {
+      if (pick(5) == 0) return;
+      fill(member, depth + 1);
+    });
+  }
+
+  template <class T, std::size_t N>
+  void fill(std::array<T, N>& values, int depth) {
+    for (T& v : values) fill(v, depth + 1);
   }
 
   void fill(bool& v, int) { v = pick(2) != 0; }

@@ -195,6 +195,9 @@ NAVREQ_ENGINE_RECORD(OneRouteTrafficReqParam, NAVREQ_FIELDS_OneRouteTrafficReqPa
 struct PendingEntry {
   template <class Visitor>
   void forEachField(Visitor&&) const {}
+  // Entries carry nothing the serializer reads: any two are alike.
+  friend bool operator==(const PendingEntry&, const PendingEntry&) { return true; }
+  friend bool operator!=(const PendingEntry&, const PendingEntry&) { return false; }
 };
 
 using ExplainControlMap = std::map<std::string, KSFollowExplainControl>;
@@ -242,3 +245,23 @@ NAVREQ_ENGINE_RECORD(PlusReq, NAVREQ_FIELDS_SliceRequest);
 NAVREQ_ENGINE_RECORD(SliceReq, NAVREQ_FIELDS_SliceRequest);
 
 }  // namespace zv_navi_core
+
+// Every engine parameter record, for code that must cover them all (the JSON
+// mapping's instantiations, the round-trip tests); a record added above is
+// added here too.
+#define NAVREQ_ALL_ENGINE_RECORDS(X)         \
+  X(::navcore::KSLocation)                   \
+  X(::navcore::KSNaviSearchPoint)            \
+  X(::navcore::KSLatLon)                     \
+  X(::navcore::KSMotoParam)                  \
+  X(::navcore::KSTruckParam)                 \
+  X(::navcore::KSRoadLinkName)               \
+  X(::navcore::KSFollowExplainControl)       \
+  X(::zv_navi_core::ReqExtraParam)           \
+  X(::zv_navi_core::DriveRouteReqParam)      \
+  X(::zv_navi_core::OneRouteTrafficReqParam) \
+  X(::zv_navi_core::RouteRefreshReqParam)    \
+  X(::zv_navi_core::LocationUploadParam)     \
+  X(::zv_navi_core::SliceDesc)               \
+  X(::zv_navi_core::PlusReq)                 \
+  X(::zv_navi_core::SliceReq)

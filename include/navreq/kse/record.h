@@ -12,7 +12,11 @@
 //   - `readFrom`: the same fields read back (record_reader.h);
 //   - `Point::FieldTag::latitude`, the tag as a named constant;
 //   - its reflection entry in `kseInfo()` (name, tag, typed descriptor;
-//     reflection.h) and the generic field visitor `forEachField`.
+//     reflection.h) and the generic field visitor `forEachField`;
+//   - its part of `==` and `!=`: two records are equal when every declared
+//     field is, floating-point fields bit for bit (navreq/same_value.h).
+//     In-memory members (NAVKSE_RECORD_WITH_MEMORY) are not compared: they
+//     are not part of what the record writes.
 // The tags must be strictly ascending (the order the writer writes them) and
 // within 0-255; a record that breaks this does not compile. Types containing
 // commas use the aliases of reflection.h.
@@ -24,6 +28,7 @@
 #include "navreq/kse/output_stream.h"
 #include "navreq/kse/record_reader.h"
 #include "navreq/kse/reflection.h"
+#include "navreq/same_value.h"
 
 #define NAVKSE_FIELD_MEMBER_(TAG, TYPE, NAME, INIT) TYPE NAME = INIT;
 #define NAVKSE_FIELD_TAG_CONSTANT_(TAG, TYPE, NAME, INIT) static constexpr std::uint8_t NAME = TAG;
@@ -38,6 +43,7 @@
   kse_in_.expect(static_cast<std::uint8_t>(TAG), NAME, #NAME) && (++kse_done_, true)&&
 #define NAVKSE_FIELD_CHECK_(TAG, TYPE, NAME, INIT) \
   if (!kse_seen_.has(TAG)) kse_in_.missingField(#NAME);
+#define NAVKSE_FIELD_EQUAL_(TAG, TYPE, NAME, INIT) &&::navcore::SameValue(kse_a_.NAME, kse_b_.NAME)
 #define NAVKSE_FIELD_VISIT_(TAG, TYPE, NAME, INIT) kse_visit_(static_cast<std::uint8_t>(TAG), #NAME, NAME);
 #define NAVKSE_FIELD_INFO_(TAG, TYPE, NAME, INIT)                                                       \
   ::navcore::ryn::FieldInfo{static_cast<std::uint8_t>(TAG), #NAME, &::navcore::ryn::TypeOf<TYPE>::info, \
@@ -99,6 +105,11 @@
     void forEachField(Visitor&& kse_visit_) const {                                                    \
       FIELDS(NAVKSE_FIELD_VISIT_)                                                                      \
     }                                                                                                  \
+    friend bool operator==(const NAME& kse_a_, const NAME& kse_b_) {                                   \
+      (void)kse_a_, (void)kse_b_;                                                                      \
+      return true FIELDS(NAVKSE_FIELD_EQUAL_);                                                         \
+    }                                                                                                  \
+    friend bool operator!=(const NAME& kse_a_, const NAME& kse_b_) { return !(kse_a_ == kse_b_); }     \
     static const ::navcore::ryn::RecordInfo& kseInfo() {                                               \
       static const ::navcore::ryn::FieldInfo kse_fields_[] = {FIELDS(NAVKSE_FIELD_INFO_)};             \
       static const ::navcore::ryn::RecordInfo kse_info_{#NAME, kse_fields_,                            \

@@ -3,11 +3,14 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
 
 namespace navreq {
+
+class TreeSink;
 
 struct Difference {
   std::string path;
@@ -32,6 +35,13 @@ struct Difference {
 // the paths that match one of `ignore`.
 [[nodiscard]] std::vector<Difference> DiffRequests(const std::string& a, const std::string& b,
                                                    const std::vector<std::string>& ignore);
+
+// The differences between two trees given as walks: each function sends its
+// tree to the sink it is given (begin, the values, end), as Walk and
+// WalkRecord do. Records' bytes and values in memory (the engine's parameter
+// records) are compared this way, by the comparison of DiffRequests.
+[[nodiscard]] std::vector<Difference> DiffWalks(const std::function<void(TreeSink&)>& a,
+                                                const std::function<void(TreeSink&)>& b);
 
 // "PATH: A -> B", "PATH: only in A", ...
 [[nodiscard]] std::string DifferenceLine(const Difference& d);
