@@ -13,6 +13,7 @@
 #define NAVREQ_ENGINE_MEMBER_(TYPE, NAME, INIT) TYPE NAME = INIT;
 #define NAVREQ_ENGINE_VISIT_(TYPE, NAME, INIT) navreq_visit_(#NAME, NAME);
 
+// Defines the engine record NAME from its member list FIELDS (see the top of this file).
 #define NAVREQ_ENGINE_RECORD(NAME, FIELDS)             \
   struct NAME {                                        \
     FIELDS(NAVREQ_ENGINE_MEMBER_)                      \

@@ -1,12 +1,15 @@
 // A program outside the navreq tree, built against the installed package: it
-// writes an envelope and reads it back.
+// writes a guidance-slice request in its envelope, checks that it reads back,
+// and leaves the bytes in the file named on its command line for the reading
+// consumer.
 #include <navreq/envelope.h>
 #include <navreq/request_reader.h>
 
 #include <cstdio>
 #include <vector>
 
-int main() {
+int main(int argc, char** argv) {
+  if (argc != 2) return 64;
   navkse::duromap::Package package;
   zv_navi_core::ReqExtraParam extra;
   extra.imei = "consumer";
@@ -18,11 +21,15 @@ int main() {
     return 1;
   std::vector<char> bytes;
   if (!zv_navi_core::SerializeKSE(package, bytes)) return 1;
-  std::printf("%zu\n", bytes.size());
 
   const navreq::DecodedRequest read = navreq::DecodeRequest(bytes);
   for (const navreq::ReadProblem& p : read.problems) std::printf("%s\n", p.toString().c_str());
   if (!read.ok() || read.command != &slice || read.header.imei != "consumer") return 1;
-  std::printf("read back: %s, device %s\n", read.package.cmd_name.c_str(), read.header.imei.c_str());
+
+  std::FILE* out = std::fopen(argv[1], "wb");
+  if (out == nullptr) return 1;
+  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), out) == bytes.size();
+  if (std::fclose(out) != 0 || !written) return 1;
+  std::printf("wrote %zu bytes: %s\n", bytes.size(), slice.name);
   return 0;
 }
