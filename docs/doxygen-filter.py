@@ -2,12 +2,14 @@
 """Doxygen INPUT_FILTER for navreq's headers, which use plain // comments.
 
 A // block directly above a declaration (or a #define) becomes a /// block,
-and a trailing // comment after a member or enumerator becomes ///<, so that
-Doxygen takes them as the declarations' descriptions. Comments followed by a
-blank line or an #include/#pragma (section notes) stay plain, except the
-file's head comment, which becomes the file's description; comments inside
-function bodies and in macro bodies stay plain. The file's line
-count never changes, so Doxygen's line numbers still point at the header.
+and a trailing // comment after a member, an enumerator or a one-line
+function becomes ///<, so that Doxygen takes them as the declarations'
+descriptions. A block above a run of declarations with no blank or comment
+line between them describes each of them (a member group). The file's head
+comment becomes the file's description. Other comments (section notes followed
+by a blank line or an #include, comments in function or macro bodies) stay
+plain. The file's line count never changes, so Doxygen's line numbers still
+point at the header.
 
   docs/doxygen-filter.py HEADER   (writes the filtered text to stdout)
 """
@@ -140,9 +142,9 @@ def filter_lines(lines):
         out.append(line)
     for start in described_runs:
         group_run(out, start)
-    if not documented_file:
+    if not documented_file and out:
         # No head comment: the file still takes part in the checks.
-        out[0] = "/** \\file */ " + out[0] if out else ""
+        out[0] = "/** \\file */ " + out[0]
     return out
 
 
