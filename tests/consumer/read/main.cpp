@@ -9,13 +9,14 @@
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <memory>
 #include <vector>
 
 int main(int argc, char** argv) {
   if (argc != 2) return 64;
   std::ifstream in(argv[1], std::ios::binary);
+  if (!in) return 1;
   const std::vector<char> bytes{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-  if (!in.good() && !in.eof()) return 1;
 
   const navreq::DecodedRequest read = navreq::DecodeRequest(bytes);
   for (const navreq::ReadProblem& p : read.problems) std::printf("problem: %s\n", p.toString().c_str());
