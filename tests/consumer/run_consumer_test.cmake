@@ -4,7 +4,8 @@
 # of the machine or folder it was built in. `write/` links navreq::navreq and
 # writes a request; `read/` asks for the read component alone and reads that
 # request back, and its configuration and link line must name neither nanopb
-# nor the serializers and their compressor.
+# nor the serializers and their compressor. The installed navreq tool
+# (WITH_TOOL) dumps the request as well.
 file(REMOVE_RECURSE "${WORK_DIR}")
 set(prefix "${WORK_DIR}/prefix")
 set(moved "${WORK_DIR}/moved/elsewhere")
@@ -36,9 +37,6 @@ foreach(f IN LISTS package_files)
     endif()
   endforeach()
 endforeach()
-if(NOT EXISTS "${moved}/bin/navreq")
-  message(FATAL_ERROR "the navreq tool is not installed under ${moved}/bin")
-endif()
 
 function(build_consumer name)
   run(${CMAKE_COMMAND} -S "${CONSUMER_SOURCE_DIR}/${name}" -B "${WORK_DIR}/${name}" -G "${CMAKE_GENERATOR}"
@@ -68,6 +66,13 @@ if(NOT run_output MATCHES "wrote [0-9]+ bytes: ([A-Z_]+)")
   message(FATAL_ERROR "the writing consumer did not say what it wrote:\n${run_output}")
 endif()
 set(command_written "${CMAKE_MATCH_1}")
+# The installed tool, moved with the prefix, reads it too.
+if(WITH_TOOL)
+  run("${moved}/bin/navreq" dump "${WORK_DIR}/request.bin")
+  if(NOT run_output MATCHES "cmd_name string: \"${command_written}\"")
+    message(FATAL_ERROR "the installed navreq tool did not dump the request written:\n${run_output}")
+  endif()
+endif()
 consumer_link_text(write write_links)
 # The writer links nanopb: this is what the search below is able to see.
 if(NOT write_links MATCHES "nanopb")
