@@ -45,7 +45,8 @@ function(build_consumer name)
 endfunction()
 
 # What a consumer's build found and linked: its cache, and its link command
-# as the generator wrote it (Makefiles: link.txt; Ninja: build.ninja).
+# as the generator wrote it (Makefiles: link.txt; Ninja: build.ninja), less
+# the scratch and source folders, whose names say nothing of what is linked.
 function(consumer_link_text name out_var)
   file(GLOB_RECURSE files "${WORK_DIR}/${name}/*link.txt" "${WORK_DIR}/${name}/build.ninja")
   if(NOT files)
@@ -56,6 +57,8 @@ function(consumer_link_text name out_var)
     file(READ "${f}" t)
     string(APPEND text "${t}")
   endforeach()
+  string(REPLACE "${WORK_DIR}" "" text "${text}")
+  string(REPLACE "${CONSUMER_SOURCE_DIR}" "" text "${text}")
   set(${out_var} "${text}" PARENT_SCOPE)
 endfunction()
 
@@ -74,10 +77,17 @@ if(WITH_TOOL)
   endif()
 endif()
 consumer_link_text(write write_links)
-# The writer links nanopb: this is what the search below is able to see.
-if(NOT write_links MATCHES "nanopb")
-  message(FATAL_ERROR "the writing consumer's link command names no nanopb: the link-line check sees nothing")
+# The writer links nanopb and the compressor: this is what the search below
+# is able to see.
+set(writer_links nanopb)
+if(GZIP_BACKEND STREQUAL "libdeflate")
+  list(APPEND writer_links libdeflate)
 endif()
+foreach(name IN LISTS writer_links)
+  if(NOT write_links MATCHES "${name}")
+    message(FATAL_ERROR "the writing consumer's link command names no ${name}: the link-line check sees nothing")
+  endif()
+endforeach()
 
 build_consumer(read)
 run("${WORK_DIR}/read/read_consumer" "${WORK_DIR}/request.bin")
