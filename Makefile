@@ -1,9 +1,10 @@
 # Two commands do everything on a fresh Debian machine:
 #   make demo   build and run the main example
-#   make test   build and run every test: plain (zlib, then libdeflate), under
-#               ASan + UBSan, under TSan, cross-built for aarch64 and s390x, and
-#               the browser inspector in headless Chromium
-.PHONY: all deps demo test test-dev test-libdeflate test-asan test-tsan test-inspector inspector open-inspector \
+#   make test   build and run every test: the API reference (Doxygen, no
+#               warning allowed), plain (zlib, then libdeflate), under ASan +
+#               UBSan, under TSan, cross-built for aarch64 and s390x, and the
+#               browser inspector in headless Chromium
+.PHONY: all deps demo docs test test-dev test-libdeflate test-asan test-tsan test-inspector inspector open-inspector \
 	bench bench-callgrind fuzz cross-test format clean
 
 all: test
@@ -19,7 +20,15 @@ demo: deps
 	$(NAVREQ) encode route examples/route.json --now-ms 1700000000000 -o build/release/route.bin
 	$(NAVREQ) dump build/release/route.bin
 
-test: test-dev test-libdeflate test-asan test-tsan cross-test test-inspector
+test: docs test-dev test-libdeflate test-asan test-tsan cross-test test-inspector
+
+# The public headers' reference (Doxygen, docs/Doxyfile): build/docs/html.
+# Any warning fails, an undocumented public declaration included.
+docs: deps
+	@mkdir -p build/docs
+	@rm -rf build/docs/html
+	doxygen docs/Doxyfile
+	@echo "docs: build/docs/html/index.html"
 
 test-dev: deps
 	cmake --preset dev

@@ -14,7 +14,8 @@ build_pkgs=(
   libcli11-dev                # the tool's command line
   libgtest-dev libgmock-dev   # tests
   clang libclang-rt-14-dev    # sanitizer and fuzzer builds
-  python3                     # nanopb generator
+  python3                     # nanopb generator, the API reference's comment filter
+  doxygen                     # the API reference (make docs)
 )
 bench_pkgs=(libbenchmark-dev libprotobuf-dev protobuf-compiler libdeflate-dev valgrind)
 cross_pkgs=(g++-aarch64-linux-gnu g++-s390x-linux-gnu qemu-user)

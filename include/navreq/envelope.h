@@ -12,6 +12,7 @@
 
 namespace zv_navi_core {
 
+// Constants of the client build.
 struct VNaviReqConstant {
   // Channel name of the client build. No request reads it.
   static const std::string p;

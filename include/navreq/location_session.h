@@ -15,6 +15,7 @@ namespace drive_route_req_serializer {
 extern std::string g_session_id;           // last upload session seen
 extern std::int64_t loc_sesstion_id;       // creation time in ms x 1000 + 3 random digits
 extern std::uint32_t report_sequence_num;  // next report's sequence number
+// Guards the three values above.
 std::mutex& location_session_mutex();
 
 }  // namespace drive_route_req_serializer
@@ -31,6 +32,7 @@ using SessionDigitSource = std::function<int()>;
 // a 32-bit Mersenne Twister from "/dev/urandom" and draws 0 to 999 uniformly.
 class ScopedSessionDigits {
  public:
+  // Installs `source` for the calling thread.
   explicit ScopedSessionDigits(SessionDigitSource source);
   ~ScopedSessionDigits();
   ScopedSessionDigits(const ScopedSessionDigits&) = delete;

@@ -41,11 +41,11 @@ using ::navcore::ryn::ReadProblemKind;
 
 // The navigation stop event's message.
 struct StopEvent {
-  bool nav_stopped = false;
-  std::map<std::string, std::string> attributes;
-  std::string value;
-  std::int64_t timestamp = 0;
-  std::int64_t duration = 0;
+  bool nav_stopped = false;                       // the navigation stopped
+  std::map<std::string, std::string> attributes;  // the attribute map
+  std::string value;                              // the event's value
+  std::int64_t timestamp = 0;                     // when, in whole seconds since the Unix epoch
+  std::int64_t duration = 0;                      // how long (the writer sends 0)
 };
 
 // The Event message's field numbers (proto/normal_traj_server.proto).
@@ -70,26 +70,29 @@ struct RouteSideRecords {
   std::optional<navkse::CarRankTrans::ToRankTransInfo> rank;      // "toRank"
 };
 
+// How DecodeRequest reads.
 struct DecodeOptions {
-  ReadMode mode = ReadMode::kStrict;
+  ReadMode mode = ReadMode::kStrict;  // stop at the first problem, or read on
   // Largest inflated body accepted; a larger one is a problem, not read.
   std::size_t max_inflated_size = kMaxInflatedSize;
 };
 
+// What DecodeRequest read.
 struct [[nodiscard]] DecodedRequest {
-  bool envelope_read = false;  // the envelope was recognised and read
-  navkse::Envelope envelope = navkse::Envelope::kPackage;
-  navkse::duromap::Package package;              // a Package request: the envelope as read
-  navkse::duromap::Header header;                // and its tag 7
-  navkse::NavSDKGateway::Packet packet;          // a Packet request
-  const navkse::CommandInfo* command = nullptr;  // the table's entry, null when unknown
-  bool body_gzip = false;                        // the body bytes were a gzip stream
-  std::size_t body_size = 0;                     // body bytes read (after inflating)
-  RequestBody body;
-  RouteSideRecords side_records;                                      // route search only
+  bool envelope_read = false;                              // the envelope was recognised and read
+  navkse::Envelope envelope = navkse::Envelope::kPackage;  // Package or Packet
+  navkse::duromap::Package package;                        // a Package request: the envelope as read
+  navkse::duromap::Header header;                          // and its tag 7
+  navkse::NavSDKGateway::Packet packet;                    // a Packet request
+  const navkse::CommandInfo* command = nullptr;            // the table's entry, null when unknown
+  bool body_gzip = false;                                  // the body bytes were a gzip stream
+  std::size_t body_size = 0;                               // body bytes read (after inflating)
+  RequestBody body;                                        // the body record, monostate when not read
+  RouteSideRecords side_records;                           // route search only
   std::optional<navkse::locationReportDMQ::NavExtraData> extra_data;  // location upload only
-  std::vector<ReadProblem> problems;
+  std::vector<ReadProblem> problems;                                  // what is wrong, in the order found
 
+  // The envelope was read and nothing is wrong.
   bool ok() const noexcept { return envelope_read && problems.empty(); }
 };
 

@@ -67,10 +67,14 @@ std::string AngleToStr(float angle);
 
 // ---- Route search ----
 
+// Fills the route search record from the engine's parameters and the client's identity.
 void GetCarRouteReq(navkse::routesearch::CarRouteReq& request, const DriveRouteReqParam& param,
                     const ReqExtraParam& extra);
+// Adds the ranking side record ("toRank") when ranking is enabled.
 void GetRankInfo(navkse::routesearch::CarRouteReq& request, const DriveRouteReqParam& param);
+// Copies the motorcycle into CarRouteReq tag 86.
 void GetMotoParam(navkse::routesearch::CarRouteReq& request, const KSMotoParam& moto);
+// Fills the truck parameters, for a positive measure B only.
 void GetTruckParam(navkse::routesearch::CarRouteReq& request, const KSTruckParam& truck);
 
 // The complete route search request: a Package (command 10101,
@@ -80,10 +84,13 @@ void GetTruckParam(navkse::routesearch::CarRouteReq& request, const KSTruckParam
 
 // ---- Route refresh ----
 
+// Fills the on-route part of one route's refresh entry.
 void GetOnRouteReq(navkse::dynamicroute::OnRouteReq& target, const OneRouteTrafficReqParam& route,
                    const RouteRefreshReqParam& param, const ReqExtraParam& extra);
+// Fills the traffic-time part of one route's refresh entry.
 void GetTrafficTimeReq(navkse::dynamicroute::TrafficTimeReq& target, const OneRouteTrafficReqParam& route,
                        const RouteRefreshReqParam& param, const ReqExtraParam& extra, int value);
+// Fills one route's refresh entry: both parts and the refresh value.
 void GetAllOnRouteReq(navkse::dynamicroute::AllOnRouteReq& target, const OneRouteTrafficReqParam& route,
                       const RouteRefreshReqParam& param, const ReqExtraParam& extra, int value);
 // Copies the engine's follow-explain controls into the cloud control map; a
@@ -125,6 +132,7 @@ void GetGPSBuket(navkse::ugcUnit::gpsBucket& target, const std::string& number_t
 // A Package (command 84) around the plain slice request. 0 success, 2 when the
 // inner record cannot be written, 1 for other failures.
 [[nodiscard]] int GetRoutePlus(const PlusReq& param, const ReqExtraParam& extra, std::vector<char>& out);
+// The same for a guidance slice request, with its own command.
 [[nodiscard]] int GetRouteSlice(const SliceReq& param, const ReqExtraParam& extra, std::vector<char>& out);
 
 }  // namespace drive_route_req_serializer

@@ -42,12 +42,14 @@ NAVREQ_ENGINE_RECORD(KSNaviSearchPoint, NAVREQ_FIELDS_KSNaviSearchPoint);
   X(double, longitude, 0)
 NAVREQ_ENGINE_RECORD(KSLatLon, NAVREQ_FIELDS_KSLatLon);
 
+// The motorcycle: its type, energy type and engine displacement.
 #define NAVREQ_FIELDS_KSMotoParam(X) \
   X(std::int32_t, moto_type, 0)      \
   X(std::int32_t, energy_type, 0)    \
   X(std::int32_t, engine_displacement, 0)
 NAVREQ_ENGINE_RECORD(KSMotoParam, NAVREQ_FIELDS_KSMotoParam);
 
+// Four truck values that travel together.
 using TruckBlock = std::array<std::int32_t, 4>;
 
 // Truck dimensions; measures are sent as integer thousandths.
@@ -117,6 +119,7 @@ using navcore::KSTruckParam;
   X(std::string, identity_i, {})
 NAVREQ_ENGINE_RECORD(ReqExtraParam, NAVREQ_FIELDS_ReqExtraParam);
 
+// Areas the route must avoid, each a polygon of positions.
 using LimitAreaPolygons = std::vector<std::vector<KSLatLon>>;
 
 // One route search. routeOptionN members feed CarRouteReq tag N.
@@ -193,6 +196,7 @@ NAVREQ_ENGINE_RECORD(OneRouteTrafficReqParam, NAVREQ_FIELDS_OneRouteTrafficReqPa
 // An entry of the engine's list of pending requests; the refresh only asks
 // whether the list is empty.
 struct PendingEntry {
+  // No fields to visit.
   template <class Visitor>
   void forEachField(Visitor&&) const {}
   // Entries carry nothing the serializer reads: any two are alike.
@@ -200,6 +204,7 @@ struct PendingEntry {
   friend bool operator!=(const PendingEntry&, const PendingEntry&) { return false; }
 };
 
+// The follow-explain controls by key.
 using ExplainControlMap = std::map<std::string, KSFollowExplainControl>;
 
 // A traffic refresh of the routes being driven.
@@ -237,6 +242,7 @@ NAVREQ_ENGINE_RECORD(LocationUploadParam, NAVREQ_FIELDS_LocationUploadParam);
   X(std::int32_t, slice_value2, 0)
 NAVREQ_ENGINE_RECORD(SliceDesc, NAVREQ_FIELDS_SliceDesc);
 
+// A route plus or guidance slice request: the session and its slices.
 #define NAVREQ_FIELDS_SliceRequest(X)  \
   X(std::string, slice_session_id, {}) \
   X(std::vector<SliceDesc>, slices, {})

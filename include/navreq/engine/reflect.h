@@ -18,6 +18,7 @@
 #define NAVREQ_ENGINE_VISIT_(TYPE, NAME, INIT) navreq_visit_(#NAME, NAME);
 #define NAVREQ_ENGINE_EQUAL_(TYPE, NAME, INIT) &&::navcore::SameValue(navreq_a_.NAME, navreq_b_.NAME)
 
+// Defines the engine record NAME from its member list FIELDS (see the top of this file).
 #define NAVREQ_ENGINE_RECORD(NAME, FIELDS)                                 \
   struct NAME {                                                            \
     FIELDS(NAVREQ_ENGINE_MEMBER_)                                          \

@@ -14,7 +14,9 @@
 namespace navreq {
 namespace services {
 
+// Stands in for GZipCompress: all of `in` to a gzip stream in `out`, false on failure.
 using GzipFunction = std::function<bool(std::vector<char>& in, std::vector<char>& out)>;
+// Milliseconds since the Unix epoch.
 using ClockFunction = std::function<std::int64_t()>;
 // Receives every Log::record call with its message already formatted.
 using LogSink = std::function<void(int level, int event, const std::string& message)>;
@@ -23,8 +25,10 @@ using DistanceFunction = std::function<double(double, double, double, double)>;
 // Receives every line that platform::PutLine would print, without its newline.
 using PrintSink = std::function<void(const std::string& line)>;
 
+// Replaces GZipCompress.
 class ScopedGzip {
  public:
+  // Installs `gzip` for the calling thread.
   explicit ScopedGzip(GzipFunction gzip);
   ~ScopedGzip();
   ScopedGzip(const ScopedGzip&) = delete;
@@ -34,9 +38,12 @@ class ScopedGzip {
   GzipFunction previous_;
 };
 
+// Replaces platform::GetTimestampMilliseconds.
 class ScopedClock {
  public:
+  // The clock always reads `fixed_ms`.
   explicit ScopedClock(std::int64_t fixed_ms);
+  // The clock reads `clock()`.
   explicit ScopedClock(ClockFunction clock);
   ~ScopedClock();
   ScopedClock(const ScopedClock&) = delete;
@@ -49,6 +56,7 @@ class ScopedClock {
 // Without a sink, log lines are discarded.
 class ScopedLogSink {
  public:
+  // Installs `sink` for the calling thread.
   explicit ScopedLogSink(LogSink sink);
   ~ScopedLogSink();
   ScopedLogSink(const ScopedLogSink&) = delete;
@@ -62,6 +70,7 @@ class ScopedLogSink {
 // on a distance threshold whatever the geometry.
 class ScopedDistance {
  public:
+  // Installs `distance` for the calling thread.
   explicit ScopedDistance(DistanceFunction distance);
   ~ScopedDistance();
   ScopedDistance(const ScopedDistance&) = delete;
@@ -74,6 +83,7 @@ class ScopedDistance {
 // Without a sink, lines go to standard output.
 class ScopedPrintSink {
  public:
+  // Installs `sink` for the calling thread.
   explicit ScopedPrintSink(PrintSink sink);
   ~ScopedPrintSink();
   ScopedPrintSink(const ScopedPrintSink&) = delete;

@@ -21,6 +21,7 @@ enum LogEvent : int {
   kEventRequest = 8,
 };
 
+// The engine's log.
 class Log {
  public:
   // printf-style; never fails.

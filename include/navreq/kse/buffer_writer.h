@@ -25,9 +25,10 @@ class BufferWriter {
   BufferWriter(const BufferWriter&) = delete;
   BufferWriter& operator=(const BufferWriter&) = delete;
 
+  // The bytes written so far.
   const char* data() const noexcept { return data_; }
-  std::size_t length() const noexcept { return length_; }
-  std::size_t capacity() const noexcept { return capacity_; }
+  std::size_t length() const noexcept { return length_; }      // bytes written
+  std::size_t capacity() const noexcept { return capacity_; }  // bytes allocated
 
   // Appends one piece of n bytes.
   void append(const void* bytes, std::size_t n) {
@@ -43,9 +44,9 @@ class BufferWriter {
   // last, from a value it already holds: byte stores may alias any object, so
   // a length read back after them would have to come from memory again.
   bool hasRoom(std::size_t n) const noexcept { return capacity_ - length_ >= n; }
-  std::size_t room() const noexcept { return capacity_ - length_; }
-  char* at(std::size_t offset) noexcept { return data_ + offset; }
-  void setLength(std::size_t n) noexcept { length_ = n; }
+  std::size_t room() const noexcept { return capacity_ - length_; }  // bytes writable without growing
+  char* at(std::size_t offset) noexcept { return data_ + offset; }   // where byte `offset` goes
+  void setLength(std::size_t n) noexcept { length_ = n; }            // takes in bytes written through at()
 
  private:
   void grow(std::size_t n);

@@ -7,13 +7,17 @@
 namespace navcore {
 namespace ryn {
 
+// Base of every failure of the Kse streams.
 class KseException : public std::runtime_error {
  public:
+  // Carries `message` as what().
   explicit KseException(const std::string& message) : std::runtime_error(message) {}
 };
 
+// A value or input the streams cannot encode or decode.
 class KseDecodeException : public KseException {
  public:
+  // Carries `message` as what().
   explicit KseDecodeException(const std::string& message) : KseException(message) {}
 };
 
@@ -22,6 +26,7 @@ class KseDecodeException : public KseException {
 // failure under this name, so the writer keeps it.
 class KseDecodeInvalidValue : public KseDecodeException {
  public:
+  // Carries `message` as what().
   explicit KseDecodeInvalidValue(const std::string& message) : KseDecodeException(message) {}
 };
 

@@ -52,12 +52,14 @@ enum class ReadProblemKind : std::uint8_t {
 // Short name of a problem kind: "truncated", "missing field", ...
 const char* readProblemName(ReadProblemKind kind) noexcept;
 
+// A read that failed: what went wrong, where, and what was found.
 class KseReadError : public KseDecodeException {
  public:
+  // The failure `kind` at byte `offset` of the input, `detail` saying what was found.
   KseReadError(ReadProblemKind kind, std::size_t offset, const std::string& detail);
-  ReadProblemKind kind() const noexcept { return kind_; }
-  std::size_t offset() const noexcept { return offset_; }
-  const std::string& detail() const noexcept { return detail_; }
+  ReadProblemKind kind() const noexcept { return kind_; }         // what went wrong
+  std::size_t offset() const noexcept { return offset_; }         // where, in the input
+  const std::string& detail() const noexcept { return detail_; }  // what was found
 
  private:
   ReadProblemKind kind_;
@@ -70,17 +72,17 @@ class KseReadError : public KseDecodeException {
 
 // One head as read: type code, tag, its offset in the input and its size (1/2).
 struct KseHead {
-  std::uint8_t type = 0;
-  std::uint8_t tag = 0;
-  std::uint8_t size = 0;
-  std::size_t offset = 0;
+  std::uint8_t type = 0;   // type code
+  std::uint8_t tag = 0;    // field tag
+  std::uint8_t size = 0;   // bytes of the head, 1 or 2
+  std::size_t offset = 0;  // offset of the head in the input
 };
 
 // Bytes inside the input (a string's or byte array's payload).
 struct KseSpan {
-  const char* data = nullptr;
-  std::size_t size = 0;
-  std::size_t offset = 0;  // offset of the first byte in the input
+  const char* data = nullptr;  // first byte
+  std::size_t size = 0;        // byte count
+  std::size_t offset = 0;      // offset of the first byte in the input
 };
 
 namespace kse_detail {
@@ -103,19 +105,22 @@ NAVKSE_INLINE U loadBigEndian(const unsigned char* in) noexcept {
 
 }  // namespace kse_detail
 
+// Reads heads and values from bytes in memory, bounds-checked; failures throw KseReadError.
 class KseInputStream {
  public:
+  // Reads the `size` bytes at `data`, which must outlive the stream.
   KseInputStream(const void* data, std::size_t size) noexcept
       : begin_(static_cast<const unsigned char*>(data)), p_(begin_), end_(begin_ + size) {}
   KseInputStream(const KseInputStream&) = delete;
   KseInputStream& operator=(const KseInputStream&) = delete;
 
+  // The whole input.
   const unsigned char* data() const noexcept { return begin_; }
-  std::size_t size() const noexcept { return static_cast<std::size_t>(end_ - begin_); }
-  std::size_t position() const noexcept { return static_cast<std::size_t>(p_ - begin_); }
-  std::size_t remaining() const noexcept { return static_cast<std::size_t>(end_ - p_); }
-  bool atEnd() const noexcept { return p_ == end_; }
-  int depth() const noexcept { return depth_; }
+  std::size_t size() const noexcept { return static_cast<std::size_t>(end_ - begin_); }    // input bytes
+  std::size_t position() const noexcept { return static_cast<std::size_t>(p_ - begin_); }  // bytes consumed
+  std::size_t remaining() const noexcept { return static_cast<std::size_t>(end_ - p_); }   // bytes left
+  bool atEnd() const noexcept { return p_ == end_; }                                       // nothing left
+  int depth() const noexcept { return depth_; }  // records, lists and maps open
 
   // Reads the head at the position. Throws kTruncated when the input ends
   // inside it and kBadType for type code 14 or 15.
@@ -200,6 +205,7 @@ class KseInputStream {
     return static_cast<std::int64_t>(raw << shift) >> shift;
   }
 
+  // The 4 big-endian IEEE bytes of a float value.
   NAVKSE_INLINE float readFloat() {
     const std::uint32_t bits = take<std::uint32_t>();
     float v;
@@ -207,6 +213,7 @@ class KseInputStream {
     return v;
   }
 
+  // The 8 big-endian IEEE bytes of a double value.
   NAVKSE_INLINE double readDouble() {
     const std::uint64_t bits = take<std::uint64_t>();
     double v;
@@ -263,6 +270,7 @@ class KseInputStream {
     if (NAVKSE_UNLIKELY(++depth_ > kKseMaxDepth))
       throwReadError(ReadProblemKind::kTooDeep, offset, "nesting too deep");
   }
+  // Closes the level opened by enter().
   NAVKSE_INLINE void leave() noexcept { --depth_; }
 
   // Skips the value whose head was just read, nested values included, without

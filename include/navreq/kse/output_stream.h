@@ -30,6 +30,7 @@ namespace ryn {
 // order, with `void writeTo(KseOutputStream<BufferWriter>&) const`.
 struct KseStructBase {};
 
+// Writes fields into a Writer (BufferWriter), each value with its head.
 template <class Writer>
 class KseOutputStream;
 
@@ -38,6 +39,7 @@ class KseOutputStream;
 
 // Writes one field head.
 struct DataHead {
+  // Writes the head of a value of type code `type` at `tag`.
   template <class Writer>
   static void writeTo(KseOutputStream<Writer>& os, std::uint8_t type, std::uint8_t tag) {
     os.putHead(type, tag);
@@ -87,9 +89,10 @@ class KseOutputStream {
   KseOutputStream(const KseOutputStream&) = delete;
   KseOutputStream& operator=(const KseOutputStream&) = delete;
 
+  // The bytes written so far.
   const char* data() const noexcept { return buf_.data(); }
-  std::size_t length() const noexcept { return buf_.length(); }
-  const Writer& buffer() const noexcept { return buf_; }
+  std::size_t length() const noexcept { return buf_.length(); }  // bytes written
+  const Writer& buffer() const noexcept { return buf_; }         // the buffer itself
 
   // Integers of every width. The declared width only sets where the
   // smallest-fitting chain starts: 64 -> 32 -> 16 -> 8 bits -> zero head.
@@ -111,12 +114,14 @@ class KseOutputStream {
     }
   }
 
+  // A float: its 4 IEEE bytes, big-endian.
   NAVKSE_INLINE void write(float v, std::uint8_t tag) {
     std::uint32_t bits;
     std::memcpy(&bits, &v, sizeof bits);
     putFixed(kKseFloat, tag, bits);
   }
 
+  // A double: its 8 IEEE bytes, big-endian.
   NAVKSE_INLINE void write(double v, std::uint8_t tag) {
     std::uint64_t bits;
     std::memcpy(&bits, &v, sizeof bits);
@@ -191,6 +196,7 @@ class KseOutputStream {
     for (unsigned char b : bytes) putInteger<16>(b, 0);
   }
 
+  // A list: its count, then each element at tag 0.
   template <class T>
   void write(const std::vector<T>& list, std::uint8_t tag) {
     putListHead(kKseList, tag, countOf(list.size()));

@@ -31,34 +31,41 @@
 namespace navcore {
 namespace ryn {
 
+// Strict stops at the first problem; tolerant reads on where it can.
 enum class ReadMode : std::uint8_t { kStrict, kTolerant };
 
+// One thing wrong with the bytes read, and where.
 struct ReadProblem {
-  ReadProblemKind kind = ReadProblemKind::kInternal;
-  std::string path;              // field names from the root, list/map index in brackets
-  std::size_t offset = 0;        // byte offset in the bytes being read
-  std::string detail;            // what was found
+  ReadProblemKind kind = ReadProblemKind::kInternal;  // what is wrong
+  std::string path;                                   // field names from the root, list/map index in brackets
+  std::size_t offset = 0;                             // byte offset in the bytes being read
+  std::string detail;                                 // what was found
   std::string toString() const;  // "start.point.latitude @ 12: out of range (value 5000000000)"
 };
 
+// How a record is read.
 struct ReadOptions {
-  ReadMode mode = ReadMode::kStrict;
-  std::string root;              // prefix of every path ("body"), may be empty
-  std::size_t memory_limit = 0;  // bytes of containers; 0: 64 x the input + 1 MiB
+  ReadMode mode = ReadMode::kStrict;  // stop at the first problem, or read on
+  std::string root;                   // prefix of every path ("body"), may be empty
+  std::size_t memory_limit = 0;       // bytes of containers; 0: 64 x the input + 1 MiB
 };
 
+// What reading a record found.
 struct [[nodiscard]] ReadResult {
-  std::vector<ReadProblem> problems;
-  std::size_t consumed = 0;  // bytes read
-  bool stopped = false;      // a problem ended reading early
+  std::vector<ReadProblem> problems;  // in the order found
+  std::size_t consumed = 0;           // bytes read
+  bool stopped = false;               // a problem ended reading early
+  // No problem, read to the end.
   bool ok() const noexcept { return problems.empty() && !stopped; }
-  explicit operator bool() const noexcept { return ok(); }
+  explicit operator bool() const noexcept { return ok(); }  // ok()
 };
 
 // Tags seen while reading one record.
 class FieldSet {
  public:
+  // Whether `tag` was seen.
   NAVKSE_INLINE bool has(std::uint8_t tag) const noexcept { return (bits_[tag >> 6] >> (tag & 63)) & 1; }
+  // Marks `tag` seen.
   NAVKSE_INLINE void set(std::uint8_t tag) noexcept { bits_[tag >> 6] |= std::uint64_t{1} << (tag & 63); }
 
  private:
@@ -104,11 +111,14 @@ struct IntRange<char> {  // one two's-complement byte whatever char's signedness
 
 }  // namespace kse_detail
 
+// Reads records field by field from a KseInputStream, recording problems with their paths.
 class KseRecordReader {
  public:
+  // Reads from `in`, adding what it finds wrong to `problems`.
   KseRecordReader(KseInputStream& in, const ReadOptions& options,
                   std::vector<ReadProblem>& problems) noexcept;
 
+  // The stream read from.
   KseInputStream& stream() noexcept { return in_; }
 
   // Records a problem that ends reading (called by readRecord's catch).
@@ -154,6 +164,8 @@ class KseRecordReader {
     }
   }
 
+  // Reads the field whose head is `h` into `member`, noting its tag in `seen`; a tag out of order or seen
+  // before is a problem.
   template <class T>
   NAVKSE_INLINE void field(const KseHead& h, T& member, const char* name, FieldSet& seen, int& last,
                            int& count) {
@@ -173,11 +185,14 @@ class KseRecordReader {
     value(h, member);
   }
 
+  // A tag the record does not declare: a problem; its value is skipped.
   void unknownField(const KseHead& h);
+  // A declared field the record did not hold: a problem.
   void missingField(const char* name);
 
   // --- Values by declared type. ---
 
+  // An integer, checked against the range of T.
   template <class T, typename std::enable_if<std::is_integral<T>::value, int>::type = 0>
   NAVKSE_INLINE void value(const KseHead& h, T& out) {
     if (NAVKSE_UNLIKELY(!isIntegerWire(h.type))) return mismatch(h, FieldType<T>::typeName());
@@ -188,16 +203,19 @@ class KseRecordReader {
     out = static_cast<T>(v);
   }
 
+  // A float; any other head is a type mismatch.
   NAVKSE_INLINE void value(const KseHead& h, float& out) {
     if (NAVKSE_UNLIKELY(h.type != kKseFloat)) return mismatch(h, "float");
     out = in_.readFloat();
   }
 
+  // A double; any other head is a type mismatch.
   NAVKSE_INLINE void value(const KseHead& h, double& out) {
     if (NAVKSE_UNLIKELY(h.type != kKseDouble)) return mismatch(h, "double");
     out = in_.readDouble();
   }
 
+  // A string.
   NAVKSE_INLINE void value(const KseHead& h, std::string& out) {
     if (NAVKSE_UNLIKELY(h.type != kKseString1 && h.type != kKseString4)) return mismatch(h, "string");
     const KseSpan s = in_.readString(h.type);
@@ -208,9 +226,12 @@ class KseRecordReader {
     out.assign(s.data, s.size);
   }
 
+  // A byte array.
   void value(const KseHead& h, Bytes& out);
+  // Unsigned bytes: a list of integers.
   void value(const KseHead& h, UBytes& out);
 
+  // A list, its count checked before allocating.
   template <class T>
   void value(const KseHead& h, std::vector<T>& out) {
     if (NAVKSE_UNLIKELY(h.type != kKseList)) return mismatch(h, "list");
@@ -231,6 +252,7 @@ class KseRecordReader {
     in_.leave();
   }
 
+  // A map, its count checked before allocating.
   template <class K, class V>
   void value(const KseHead& h, std::map<K, V>& out) {
     if (NAVKSE_UNLIKELY(h.type != kKseMap)) return mismatch(h, "map");
@@ -262,6 +284,7 @@ class KseRecordReader {
     in_.leave();
   }
 
+  // A nested record.
   template <class R, typename std::enable_if<std::is_base_of<KseStructBase, R>::value, int>::type = 0>
   NAVKSE_INLINE void value(const KseHead& h, R& out) {
     if (NAVKSE_UNLIKELY(h.type != kKseStructBegin)) return mismatch(h, R::kseInfo().name);
@@ -351,6 +374,7 @@ ReadResult readRecord(const void* data, std::size_t size, R& out, const ReadOpti
   return result;
 }
 
+// The same over the bytes of a vector.
 template <class R>
 ReadResult readRecord(const std::vector<char>& bytes, R& out, const ReadOptions& options = {}) noexcept {
   return readRecord(bytes.data(), bytes.size(), out, options);

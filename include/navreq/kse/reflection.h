@@ -24,13 +24,15 @@ namespace ryn {
 
 using Bytes = std::vector<char>;            // simple list on the wire
 using UBytes = std::vector<unsigned char>;  // list of 16-bit-path elements
+// A list of T.
 template <class T>
 using List = std::vector<T>;
+// A map from strings to V.
 template <class V>
 using StringMapOf = std::map<std::string, V>;
-using StringMap = std::map<std::string, std::string>;
-using BytesMap = std::map<std::string, std::vector<char>>;
-using LongMap = std::map<std::int64_t, std::int64_t>;
+using StringMap = std::map<std::string, std::string>;       // strings to strings
+using BytesMap = std::map<std::string, std::vector<char>>;  // strings to byte arrays
+using LongMap = std::map<std::int64_t, std::int64_t>;       // int64 to int64
 
 // The declared type of a field, as far as the wire cares.
 enum class WireKind : std::uint8_t {
@@ -82,7 +84,7 @@ struct RecordInfo;
 
 // A declared type: its kind and, for containers and records, what is inside.
 struct TypeInfo {
-  WireKind kind;
+  WireKind kind;                  // what the type is
   const TypeInfo* element;        // kList, kUBytes: the element; kMap: the value
   const TypeInfo* key;            // kMap: the key
   const RecordInfo& (*record)();  // kRecord: the nested record, else null
@@ -91,36 +93,40 @@ struct TypeInfo {
 
 // Reflection entry of one field.
 struct FieldInfo {
-  std::uint8_t tag;
-  const char* name;
-  const TypeInfo* type;
+  std::uint8_t tag;      // the field's tag
+  const char* name;      // the field's name as declared
+  const TypeInfo* type;  // its declared type
   // Shorthands kept for older callers: type->name(), and the record written
   // at this field (itself, or as the elements of a list or map), else null.
-  const char* (*typeName)();
-  const RecordInfo* (*record)();
+  const char* (*typeName)();      // type->name()
+  const RecordInfo* (*record)();  // the record at this field, or null
 };
 
 // Reflection of one record: its name and fields in ascending tag order.
 struct RecordInfo {
-  const char* name;
-  const FieldInfo* fields;
-  std::size_t count;
+  const char* name;         // the record's name
+  const FieldInfo* fields;  // count entries
+  std::size_t count;        // number of fields
 
+  // The fields, for range-for.
   const FieldInfo* begin() const noexcept { return fields; }
-  const FieldInfo* end() const noexcept { return fields + count; }
+  const FieldInfo* end() const noexcept { return fields + count; }  // one past the last field
 
+  // The field at `tag`, or null.
   const FieldInfo* find(std::uint8_t tag) const noexcept {
     for (std::size_t i = 0; i < count; ++i) {
       if (fields[i].tag == tag) return &fields[i];
     }
     return nullptr;
   }
+  // The field named `field_name`, or null.
   const FieldInfo* find(const char* field_name) const noexcept;
 };
 
 template <class T, class Enable = void>
 struct FieldType;
 
+// The FieldType of a scalar C++ type: its kind and its name on the wire.
 #define NAVKSE_SCALAR_FIELD_TYPE(CPP, NAME, KIND)         \
   template <>                                             \
   struct FieldType<CPP> {                                 \
@@ -143,32 +149,37 @@ NAVKSE_SCALAR_FIELD_TYPE(Bytes, "bytes", kBytes);
 NAVKSE_SCALAR_FIELD_TYPE(UBytes, "ubytes", kUBytes);
 #undef NAVKSE_SCALAR_FIELD_TYPE
 
+// A list of T.
 template <class T>
 struct FieldType<std::vector<T>> {
-  static constexpr WireKind kind = WireKind::kList;
+  static constexpr WireKind kind = WireKind::kList;  // its kind
+  // "list<T>"
   static const char* typeName() {
     static const std::string name = std::string("list<") + FieldType<T>::typeName() + ">";
     return name.c_str();
   }
-  static const RecordInfo* record() { return FieldType<T>::record(); }
+  static const RecordInfo* record() { return FieldType<T>::record(); }  // the element's record, or null
 };
 
+// A map from K to V.
 template <class K, class V>
 struct FieldType<std::map<K, V>> {
-  static constexpr WireKind kind = WireKind::kMap;
+  static constexpr WireKind kind = WireKind::kMap;  // its kind
+  // "map<K,V>"
   static const char* typeName() {
     static const std::string name =
         std::string("map<") + FieldType<K>::typeName() + "," + FieldType<V>::typeName() + ">";
     return name.c_str();
   }
-  static const RecordInfo* record() { return FieldType<V>::record(); }
+  static const RecordInfo* record() { return FieldType<V>::record(); }  // the value's record, or null
 };
 
+// A nested record.
 template <class R>
 struct FieldType<R, typename std::enable_if<std::is_base_of<KseStructBase, R>::value>::type> {
-  static constexpr WireKind kind = WireKind::kRecord;
-  static const char* typeName() { return R::kseInfo().name; }
-  static const RecordInfo* record() { return &R::kseInfo(); }
+  static constexpr WireKind kind = WireKind::kRecord;          // its kind
+  static const char* typeName() { return R::kseInfo().name; }  // the record's name
+  static const RecordInfo* record() { return &R::kseInfo(); }  // the record itself
 };
 
 namespace kse_detail {
@@ -186,12 +197,15 @@ struct RecordFn<R, typename std::enable_if<std::is_base_of<KseStructBase, R>::va
 // initialized (only addresses inside).
 template <class T>
 struct TypeOf {
+  // The descriptor.
   static inline const TypeInfo info{FieldType<T>::kind, nullptr, nullptr, kse_detail::RecordFn<T>::value,
                                     &FieldType<T>::typeName};
 };
 
+// A list: the element's descriptor inside.
 template <class T>
 struct TypeOf<std::vector<T>> {
+  // The descriptor.
   static inline const TypeInfo info{WireKind::kList, &TypeOf<T>::info, nullptr, nullptr,
                                     &FieldType<std::vector<T>>::typeName};
 };
@@ -199,18 +213,22 @@ struct TypeOf<std::vector<T>> {
 // A byte array is one value on the wire, not a list.
 template <>
 struct TypeOf<Bytes> {
+  // The descriptor.
   static inline const TypeInfo info{WireKind::kBytes, nullptr, nullptr, nullptr, &FieldType<Bytes>::typeName};
 };
 
 // Unsigned bytes are a list of integers on the wire.
 template <>
 struct TypeOf<UBytes> {
+  // The descriptor.
   static inline const TypeInfo info{WireKind::kUBytes, &TypeOf<unsigned char>::info, nullptr, nullptr,
                                     &FieldType<UBytes>::typeName};
 };
 
+// A map: the key's and the value's descriptors inside.
 template <class K, class V>
 struct TypeOf<std::map<K, V>> {
+  // The descriptor.
   static inline const TypeInfo info{WireKind::kMap, &TypeOf<V>::info, &TypeOf<K>::info, nullptr,
                                     &FieldType<std::map<K, V>>::typeName};
 };

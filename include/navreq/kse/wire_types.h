@@ -75,6 +75,7 @@ constexpr std::size_t kKseMaxStringLength = 104857600;
 // Tags from this one on take the two-byte head.
 constexpr std::uint8_t kKseFirstLongHeadTag = 15;
 
+// Bytes of the head of a field at `tag`: 1, or 2 from kKseFirstLongHeadTag on.
 constexpr std::size_t kseHeadSize(std::uint8_t tag) noexcept { return tag < kKseFirstLongHeadTag ? 1 : 2; }
 
 // Whether a head of this type carries an integer (any width, or the zero head).

@@ -12,15 +12,16 @@ namespace navreq {
 
 class TreeSink;
 
+// One value that differs between requests A and B.
 struct Difference {
-  std::string path;
-  std::string a;  // the value in A as text; empty when only in B
-  std::string b;
-  bool only_a = false;
-  bool only_b = false;
+  std::string path;           // the value's path (paths.h)
+  std::string a;              // the value in A as text; empty when only in B
+  std::string b;              // the value in B as text; empty when only in A
+  bool only_a = false;        // the value is in A alone
+  bool only_b = false;        // the value is in B alone
   bool head_changed = false;  // the head types differ; a and b then begin with the type
   bool a_number = false;      // a is a JSON number as it stands
-  bool b_number = false;
+  bool b_number = false;      // b is a JSON number as it stands
 };
 
 // Every value of a request as (path, value as diff shows it), in the order

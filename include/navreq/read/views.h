@@ -34,11 +34,12 @@ struct JsonViewOptions {
   // Instead of the document, only the items of container `node` (whose path
   // is `node_path`) from item `from` on: {"items": [...], "more": {...}}.
   // Its missing fields and undecoded bytes come with the container itself.
-  bool fragment = false;
-  std::uint64_t node = 0;
-  std::uint64_t from = 0;
-  std::string node_path;
+  bool fragment = false;   // the items of one container only
+  std::uint64_t node = 0;  // the container's number in the walk
+  std::uint64_t from = 0;  // its first item wanted
+  std::string node_path;   // its path
 };
+// The JSON view with the inspector's options.
 [[nodiscard]] std::unique_ptr<TreeSink> MakeJsonView(std::ostream& out, const JsonViewOptions& options);
 
 // Text of a float or double as the views print it: the shortest decimal that

@@ -35,28 +35,29 @@ using ::navcore::ryn::WireKind;
 // Where a value sits in its container.
 enum class Role { kField, kElement, kKey, kValue };
 
+// What is wrong with a value of a known record, if anything.
 enum class Problem { kNone, kUnknownTag, kTypeMismatch, kOutOfRange, kDuplicateTag };
 
 // One value: a field, a list element, or a map key or value.
 struct Item {
-  std::size_t offset = 0;   // of the head, in the buffer being walked
-  std::size_t length = 0;   // head and value; the rest of the buffer when incomplete
-  bool incomplete = false;  // the value runs past the end of its buffer or does not decode
-  bool stopped = false;     // close(): decoding stopped inside it (though its extent was readable)
-  std::uint8_t tag = 0;
-  std::uint8_t wire = 0;   // type code of the head
-  bool long_head = false;  // a tag below 15 written with the two-byte head
-  Role role = Role::kField;
+  std::size_t offset = 0;              // of the head, in the buffer being walked
+  std::size_t length = 0;              // head and value; the rest of the buffer when incomplete
+  bool incomplete = false;             // the value runs past the end of its buffer or does not decode
+  bool stopped = false;                // close(): decoding stopped inside it (though its extent was readable)
+  std::uint8_t tag = 0;                // the head's tag
+  std::uint8_t wire = 0;               // type code of the head
+  bool long_head = false;              // a tag below 15 written with the two-byte head
+  Role role = Role::kField;            // where the value sits
   std::size_t index = 0;               // element or entry number
   const FieldInfo* field = nullptr;    // the declaration, for a field of a known record
   const TypeInfo* declared = nullptr;  // the declared type, when known (see `problem`)
   const RecordInfo* record = nullptr;  // a nested record's declaration, when known
-  Problem problem = Problem::kNone;
-  std::string_view key;         // a map value: its key as text (string bytes, or decimal)
-  bool key_is_integer = false;  // ... and the key is an integer
-  int count_wire = -1;          // a list, map or byte array: the count's head type when not the smallest form
-  std::int64_t count = 0;       // a list or map: its element count; a byte array: its size
-  std::uint8_t end_tag = 0;     // a record: the tag of its end head (the writer gives 0)
+  Problem problem = Problem::kNone;    // what is wrong with it
+  std::string_view key;                // a map value: its key as text (string bytes, or decimal)
+  bool key_is_integer = false;         // ... and the key is an integer
+  int count_wire = -1;       // a list, map or byte array: the count's head type when not the smallest form
+  std::int64_t count = 0;    // a list or map: its element count; a byte array: its size
+  std::uint8_t end_tag = 0;  // a record: the tag of its end head (the writer gives 0)
 };
 
 // A scalar value.
@@ -91,15 +92,19 @@ class TreeSink {
   // The top of the input: `record` is the envelope recognised, or empty.
   virtual void begin(std::string_view record, std::size_t size, bool gzip, std::size_t inflated,
                      std::string_view compressed) = 0;
+  // The end of the input.
   virtual void end() = 0;
+  // An integer, float, double or string value.
   virtual void scalar(const Item& item, const Scalar& value) = 0;
   // Byte arrays and unsigned-byte lists that are not decoded further.
   virtual void bytes(const Item& item, std::string_view data) = 0;
   // Records (count unused), lists and maps; close() follows their items.
   virtual void open(const Item& item, std::int64_t count) = 0;
+  // After the items of a record, list or map.
   virtual void close(const Item& item) = 0;
   // Byte arrays and unsigned-byte lists whose bytes are walked in their turn.
   virtual void openEmbedded(const Item& item, std::string_view data, const Embedding& embedding) = 0;
+  // After the walk of carried bytes.
   virtual void closeEmbedded(const Item& item) = 0;
   // A field of a protocol-buffers message (read without its schema).
   virtual void protobufField(std::size_t offset, std::size_t length, std::uint64_t number, int wire,
@@ -113,13 +118,14 @@ class TreeSink {
 
 // What the walk found, for the exit status.
 struct WalkSummary {
-  std::size_t undecoded = 0;  // buffers whose decoding stopped, bodies that did not inflate
-  std::size_t missing = 0;
+  std::size_t undecoded = 0;   // buffers whose decoding stopped, bodies that did not inflate
+  std::size_t missing = 0;     // declared fields absent
   std::size_t mismatches = 0;  // type mismatches and values out of range
   std::size_t unknown = 0;     // unknown and repeated tags
   std::size_t encoding = 0;    // bodies not encoded as the command table says
   bool unnamed = false;        // no envelope recognised at the top
 
+  // The exit status of dump: 0 clean, 2 decoded with findings, 1 undecoded bytes.
   [[nodiscard]] int status() const noexcept {
     if (undecoded > 0) return 1;
     return missing + mismatches + unknown + encoding > 0 || unnamed ? 2 : 0;

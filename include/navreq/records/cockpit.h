@@ -61,6 +61,7 @@ NAVKSE_RECORD(SignalGnss, NAVKSE_FIELDS_SignalGnss);
   X(3, List<OriginalLink>, links, {})
 NAVKSE_RECORD(NaviPath, NAVKSE_FIELDS_NaviPath);
 
+// CarRouteReq tag 87: paths and GNSS samples; the serializers fill none of it.
 #define NAVKSE_FIELDS_MMRequest(X)         \
   X(0, List<NaviPath>, paths, {})          \
   X(1, int64_t, field1, 0)                 \

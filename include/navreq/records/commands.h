@@ -57,17 +57,19 @@ struct StopEventBody {};
 // clang-format on
 
 #define NAVKSE_REQUEST_KIND_(KIND, ENVELOPE, NUMBER, NAME, BODY, GZIP, ENTRY) KIND,
+// Every request kind, in the table's order.
 enum class RequestKind : std::uint8_t { NAVKSE_REQUEST_COMMANDS(NAVKSE_REQUEST_KIND_) };
 #undef NAVKSE_REQUEST_KIND_
 
+// One request kind: its envelope, command, body record and entry function.
 struct CommandInfo {
-  RequestKind kind;
-  Envelope envelope;
+  RequestKind kind;                             // the request kind
+  Envelope envelope;                            // Package or Packet
   std::int32_t number;                          // CMD of a Package, kind of a Packet
   const char* name;                             // command name of a Package, "" for a Packet
   const ::navcore::ryn::RecordInfo& (*body)();  // the body record; null for the stop event
-  BodyGzip gzip;
-  const char* entry;  // the entry function that writes the request
+  BodyGzip gzip;                                // whether the body is a gzip stream
+  const char* entry;                            // the entry function that writes the request
 };
 
 #define NAVKSE_REQUEST_INFO_(KIND, ENVELOPE, NUMBER, NAME, BODY, GZIP, ENTRY) \
@@ -78,11 +80,14 @@ struct CommandInfo {
               ::navcore::ryn::kse_detail::RecordFn<BODY>::value,              \
               BodyGzip::GZIP,                                                 \
               ENTRY},
+// The command table, in RequestKind order.
 inline constexpr CommandInfo kCommands[] = {NAVKSE_REQUEST_COMMANDS(NAVKSE_REQUEST_INFO_)};
 #undef NAVKSE_REQUEST_INFO_
 
+// The number of request kinds.
 constexpr std::size_t kCommandCount = sizeof(kCommands) / sizeof(kCommands[0]);
 
+// The table's entry of a request kind.
 constexpr const CommandInfo& commandOf(RequestKind kind) noexcept {
   return kCommands[static_cast<std::size_t>(kind)];
 }
@@ -112,6 +117,7 @@ struct EmbeddedRecord {
   std::uint8_t tag;                               // the bytes field
   const ::navcore::ryn::RecordInfo& (*record)();  // what the bytes hold
 };
+// Every record carried that way, with where.
 inline constexpr EmbeddedRecord kEmbeddedRecords[] = {
     {&duromap::Package::kseInfo, duromap::Package::FieldTag::header, &duromap::Header::kseInfo},
     {&locationReportDMQ::LocationHeader::kseInfo, locationReportDMQ::LocationHeader::FieldTag::extra_data,
@@ -124,11 +130,13 @@ inline constexpr EmbeddedRecord kEmbeddedRecords[] = {
   X(::navkse::routesearch::kGuidanceSideRecordKey, ::navkse::navicore::nav::ugs_cloud_info) \
   X(::navkse::routesearch::kRankSideRecordKey, ::navkse::CarRankTrans::ToRankTransInfo)
 
+// A side record a route search may carry: its key and its record.
 struct SideRecord {
-  const char* key;
-  const ::navcore::ryn::RecordInfo& (*record)();
+  const char* key;                                // key in CarRouteReq::side_records
+  const ::navcore::ryn::RecordInfo& (*record)();  // the record its value holds
 };
 #define NAVKSE_SIDE_RECORD_INFO_(KEY, RECORD) SideRecord{KEY, &RECORD::kseInfo},
+// The side records a route search may carry.
 inline constexpr SideRecord kRouteSideRecords[] = {NAVKSE_ROUTE_SIDE_RECORDS(NAVKSE_SIDE_RECORD_INFO_)};
 #undef NAVKSE_SIDE_RECORD_INFO_
 

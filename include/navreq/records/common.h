@@ -67,21 +67,25 @@ NAVKSE_RECORD(Gps, NAVKSE_FIELDS_Gps);
   X(23, int32_t, field23, 0)
 NAVKSE_RECORD(SimplePOIRequestInfo, NAVKSE_FIELDS_SimplePOIRequestInfo);
 
+// ClientParam tag 9; the serializers fill none of it.
 #define NAVKSE_FIELDS_TravelJamSearch(X) X(0, int32_t, field0, 0)
 NAVKSE_RECORD(TravelJamSearch, NAVKSE_FIELDS_TravelJamSearch);
 
+// ClientParam tag 12: link ids; the serializers fill none of it.
 #define NAVKSE_FIELDS_ReqLinksData(X) \
   X(0, int32_t, field0, 0)            \
   X(1, List<int64_t>, link_ids, {})   \
   X(2, LongMap, link_map, {})
 NAVKSE_RECORD(ReqLinksData, NAVKSE_FIELDS_ReqLinksData);
 
+// ClientParam tag 22; the serializers fill none of it.
 #define NAVKSE_FIELDS_NavFusingControlParam(X) \
   X(0, bool, field0, false)                    \
   X(1, int32_t, field1, 0)                     \
   X(2, int32_t, field2, 0)
 NAVKSE_RECORD(NavFusingControlParam, NAVKSE_FIELDS_NavFusingControlParam);
 
+// ClientParam tag 23; the serializers fill none of it.
 #define NAVKSE_FIELDS_BrokerReq(X) \
   X(0, string, field0, {})         \
   X(1, string, field1, {})         \
@@ -135,6 +139,7 @@ NAVKSE_RECORD(BrokerReq, NAVKSE_FIELDS_BrokerReq);
   M(bool, truck_flag, false)
 NAVKSE_RECORD_WITH_MEMORY(ClientParam, NAVKSE_FIELDS_ClientParam, NAVKSE_MEMORY_ClientParam);
 
+// CarRouteReq tag 81; the serializers fill none of it.
 #define NAVKSE_FIELDS_NavEnergyModelParams(X) X(0, int32_t, field0, 0)
 NAVKSE_RECORD(NavEnergyModelParams, NAVKSE_FIELDS_NavEnergyModelParams);
 
@@ -156,6 +161,7 @@ NAVKSE_RECORD(NavEnergyModelParams, NAVKSE_FIELDS_NavEnergyModelParams);
   X(13, int32_t, truckOption52, 0)
 NAVKSE_RECORD(TruckParamsReq_v2, NAVKSE_FIELDS_TruckParamsReq_v2);
 
+// The motorcycle of a route search (CarRouteReq tag 86), from the engine's KSMotoParam.
 #define NAVKSE_FIELDS_MotoParamsReq(X) \
   X(0, int32_t, moto_type, 0)          \
   X(1, int32_t, energy_type, 0)        \

@@ -61,6 +61,7 @@ NAVKSE_RECORD(LocationPoint, NAVKSE_FIELDS_LocationPoint);
   X(2, List<LocationPoint>, points, {})
 NAVKSE_RECORD(LocationReportRequest, NAVKSE_FIELDS_LocationReportRequest);
 
+// The location upload's body: the device, the report and the session.
 #define NAVKSE_FIELDS_LocationReportRequestDMQ(X) \
   X(0, string, imei, {})                          \
   X(1, LocationReportRequest, report, {})         \

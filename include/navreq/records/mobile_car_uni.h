@@ -7,11 +7,13 @@
 namespace navkse {
 namespace mobile_car_uni {
 
+// A key and its value.
 #define NAVKSE_FIELDS_CarSyncKeyPair(X) \
   X(0, string, key, {})                 \
   X(1, string, value, {})
 NAVKSE_RECORD(CarSyncKeyPair, NAVKSE_FIELDS_CarSyncKeyPair);
 
+// A list of strings.
 #define NAVKSE_FIELDS_CarSyncStringList(X) \
   X(0, List<string>, items, {})            \
   X(1, string, field1, {})
@@ -32,6 +34,7 @@ NAVKSE_RECORD(CarSyncStringList, NAVKSE_FIELDS_CarSyncStringList);
   X(10, bool, field10, false)
 NAVKSE_RECORD(PreferenceConfig, NAVKSE_FIELDS_PreferenceConfig);
 
+// CarRouteReq tag 82: synchronised trip settings; the serializers fill none of it.
 #define NAVKSE_FIELDS_CarSyncInfo(X)                                 \
   X(0, CarSyncKeyPair, key_pair, {})                                 \
   X(1, string, field1, {})                                           \

@@ -11,6 +11,7 @@
 namespace navkse {
 namespace routesearch {
 
+// CarRouteReq tag 44; the serializers fill none of it.
 #define NAVKSE_FIELDS_PhExtraInfo(X)          \
   X(0, int32_t, field0, -1)                   \
   X(1, ::navkse::common::Point, position, {}) \
@@ -22,11 +23,13 @@ NAVKSE_RECORD(PhExtraInfo, NAVKSE_FIELDS_PhExtraInfo);
 #define NAVKSE_FIELDS_LimitArea(X) X(0, List<::navkse::common::Point>, vertices, {})
 NAVKSE_RECORD(LimitArea, NAVKSE_FIELDS_LimitArea);
 
+// CarRouteReq tag 79; the serializers fill none of it.
 #define NAVKSE_FIELDS_FavoriteRoute(X) \
   X(0, int32_t, field0, 0)             \
   X(1, string, field1, {})
 NAVKSE_RECORD(FavoriteRoute, NAVKSE_FIELDS_FavoriteRoute);
 
+// CarRouteReq tag 80: lists of search points; the serializers fill none of it.
 #define NAVKSE_FIELDS_LinkingRouteMeta(X)                                   \
   X(0, int32_t, field0, 0)                                                  \
   X(1, List<List<::navkse::common::SimplePOIRequestInfo>>, point_lists, {}) \
@@ -43,6 +46,7 @@ NAVKSE_RECORD(LinkingRouteMeta, NAVKSE_FIELDS_LinkingRouteMeta);
   X(1, string, name, {})
 NAVKSE_RECORD(RoadLinkName, NAVKSE_FIELDS_RoadLinkName);
 
+// One follow-explain control of RouteCloudControl, from the engine's KSFollowExplainControl.
 #define NAVKSE_FIELDS_FollowExplainControl(X) \
   X(0, int64_t, id0, 0)                       \
   X(1, int64_t, id1, 0)                       \
@@ -69,6 +73,7 @@ NAVKSE_RECORD(FollowExplainControl, NAVKSE_FIELDS_FollowExplainControl);
   X(8, int32_t, field8, 0)
 NAVKSE_RECORD(TruckParamsReq, NAVKSE_FIELDS_TruckParamsReq);
 
+// CarRouteReq tag 76; the serializers fill none of it.
 #define NAVKSE_FIELDS_ElectricVehicleParams(X)           \
   X(0, ::navkse::nav::PowerConsumeModelParam, model, {}) \
   X(1, float, field1, 0.0f)                              \

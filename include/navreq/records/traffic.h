@@ -9,6 +9,7 @@
 namespace navkse {
 namespace traffic {
 
+// The route refresh's body: one entry per route, the fixes, the refresh and the request number.
 #define NAVKSE_FIELDS_AllOnRouteReqBatch(X)                     \
   X(0, List<::navkse::dynamicroute::AllOnRouteReq>, routes, {}) \
   X(1, ::navkse::ugcUnit::gpsBucket, bucket, {})                \

@@ -39,11 +39,13 @@ NAVKSE_RECORD(gpsTaxi, NAVKSE_FIELDS_gpsTaxi);
   X(11, int32_t, field11, 0)
 NAVKSE_RECORD(gpsSpot, NAVKSE_FIELDS_gpsSpot);
 
+// A status entry of gpsBucket; the serializers fill none of it.
 #define NAVKSE_FIELDS_gpsStatus(X) \
   X(0, int64_t, field0, 0)         \
   X(1, int32_t, field1, 0)
 NAVKSE_RECORD(gpsStatus, NAVKSE_FIELDS_gpsStatus);
 
+// A trajectory bucket: a head, its spots and statuses (a route refresh carries one).
 #define NAVKSE_FIELDS_gpsBucket(X)    \
   X(0, gpsTaxi, head, {})             \
   X(1, List<gpsSpot>, spots, {})      \
