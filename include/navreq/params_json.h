@@ -39,6 +39,7 @@ struct IsEngineRecord<R, std::void_t<decltype(std::declval<const R&>().forEachFi
     : std::bool_constant<!std::is_base_of<::navcore::ryn::KseStructBase, R>::value> {};
 }  // namespace params_json_detail
 
+// Enables a template for engine parameter records (NAVREQ_ENGINE_RECORD) only.
 template <class R>
 using IfEngineRecord = std::enable_if_t<params_json_detail::IsEngineRecord<R>::value, long>;
 

@@ -15,6 +15,8 @@
 
 namespace navcore {
 
+// Floats and doubles compare bit for bit: -0.0 differs from 0.0, a NaN equals
+// the same NaN, so equality follows the bytes on the wire.
 inline bool SameValue(float a, float b) noexcept { return std::memcmp(&a, &b, sizeof a) == 0; }
 inline bool SameValue(double a, double b) noexcept { return std::memcmp(&a, &b, sizeof a) == 0; }
 
@@ -33,6 +35,7 @@ bool SameValue(const T& a, const T& b) {
   return a == b;
 }
 
+// Lists: the same length and the same values in order.
 template <class T>
 bool SameValue(const std::vector<T>& a, const std::vector<T>& b) {
   if (a.size() != b.size()) return false;
@@ -42,6 +45,7 @@ bool SameValue(const std::vector<T>& a, const std::vector<T>& b) {
   return true;
 }
 
+// Arrays: the same values in order.
 template <class T, std::size_t N>
 bool SameValue(const std::array<T, N>& a, const std::array<T, N>& b) {
   for (std::size_t i = 0; i < N; ++i) {
@@ -50,6 +54,7 @@ bool SameValue(const std::array<T, N>& a, const std::array<T, N>& b) {
   return true;
 }
 
+// Maps: the same keys, each with the same value.
 template <class K, class V>
 bool SameValue(const std::map<K, V>& a, const std::map<K, V>& b) {
   if (a.size() != b.size()) return false;

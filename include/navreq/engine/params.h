@@ -201,6 +201,7 @@ struct PendingEntry {
   void forEachField(Visitor&&) const {}
   // Entries carry nothing the serializer reads: any two are alike.
   friend bool operator==(const PendingEntry&, const PendingEntry&) { return true; }
+  // The negation of ==.
   friend bool operator!=(const PendingEntry&, const PendingEntry&) { return false; }
 };
 

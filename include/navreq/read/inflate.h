@@ -18,6 +18,7 @@ namespace navreq {
 // another bound through DecodeOptions).
 constexpr std::size_t kMaxInflatedSize = std::size_t{256} << 20;
 
+// How one gzip stream inflated.
 enum class GunzipStatus {
   kOk,
   kCutShort,     // the member ends before its trailer
@@ -27,8 +28,9 @@ enum class GunzipStatus {
   kSecondMember  // another gzip member follows it
 };
 
+// What Gunzip did: its status, where a problem starts, and the error text.
 struct [[nodiscard]] GunzipResult {
-  GunzipStatus status = GunzipStatus::kOk;
+  GunzipStatus status = GunzipStatus::kOk;  // kOk when the stream inflated
   // Where the problem starts in the gzip bytes: the first byte after the
   // member for kBytesAfter and kSecondMember, 0 (the member) otherwise.
   std::size_t offset = 0;

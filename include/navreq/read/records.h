@@ -37,6 +37,7 @@
 
 namespace navreq {
 
+// Enables a template for wire records (NAVKSE_RECORD) only.
 template <class R>
 using IfWireRecord = std::enable_if_t<std::is_base_of<::navcore::ryn::KseStructBase, R>::value, int>;
 
@@ -52,6 +53,7 @@ template <class R, IfWireRecord<R> = 0>
 // carried records followed; the first line names the record and the size.
 [[nodiscard]] std::string RecordText(std::string_view bytes, const ::navcore::ryn::RecordInfo& record);
 
+// The text tree `navreq dump` prints for the record written alone.
 template <class R, IfWireRecord<R> = 0>
 [[nodiscard]] std::string ToText(const R& record) {
   return RecordText(RecordBytes(record), R::kseInfo());
