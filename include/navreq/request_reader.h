@@ -60,7 +60,7 @@ struct RouteSideRecords {
 struct DecodeOptions {
   ReadMode mode = ReadMode::kStrict;
   // Largest inflated body accepted; a larger one is a problem, not read.
-  std::size_t max_inflated_size = std::size_t{256} << 20;
+  std::size_t max_inflated_size = ::navcore::ryn::kKseMaxInflatedSize;
 };
 
 struct [[nodiscard]] DecodedRequest {

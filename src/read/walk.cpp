@@ -21,43 +21,6 @@ bool Carries(std::uint8_t wire, const TypeInfo& d) noexcept {
   return ::navcore::ryn::wireTypeFits(d.kind, wire);
 }
 
-bool IsIntegerKind(WireKind k) noexcept {
-  switch (k) {
-    case WireKind::kBool:
-    case WireKind::kChar:
-    case WireKind::kInt8:
-    case WireKind::kUInt8:
-    case WireKind::kInt16:
-    case WireKind::kInt32:
-    case WireKind::kInt64:
-    case WireKind::kUInt32:
-      return true;
-    default:
-      return false;
-  }
-}
-
-// Whether an integer value fits the declared integer kind.
-bool InRange(WireKind k, std::int64_t v) noexcept {
-  switch (k) {
-    case WireKind::kBool:
-      return v == 0 || v == 1;
-    case WireKind::kChar:
-    case WireKind::kInt8:
-      return v >= -128 && v <= 127;
-    case WireKind::kUInt8:
-      return v >= 0 && v <= 255;
-    case WireKind::kInt16:
-      return v >= -32768 && v <= 32767;
-    case WireKind::kInt32:
-      return v >= std::numeric_limits<std::int32_t>::min() && v <= std::numeric_limits<std::int32_t>::max();
-    case WireKind::kUInt32:
-      return v >= 0 && v <= static_cast<std::int64_t>(std::numeric_limits<std::uint32_t>::max());
-    default:
-      return true;
-  }
-}
-
 bool IsIntegerWire(std::uint8_t wire) noexcept { return ::navcore::ryn::isIntegerWire(wire); }
 
 // What a record walk remembers of its own fields to follow the later ones.
@@ -77,7 +40,7 @@ bool GatherUBytes(WireCursor& c, std::int64_t count, std::string& out) {
     const Head h = c.head();
     if (h.tag != 0 || h.long_head || !IsIntegerWire(h.type)) return false;
     const std::int64_t v = c.integer(h);
-    if (v < 0 || v > 255 || h.type != SmallestIntegerWire(v)) return false;
+    if (!::navcore::ryn::integerKindHolds(WireKind::kUInt8, v) || h.type != SmallestIntegerWire(v)) return false;
     out.push_back(static_cast<char>(v));
   }
   return true;
@@ -133,7 +96,7 @@ class Walker {
     if (LooksGzip(input)) {
       std::string inflated;
       std::string error;
-      if (!Gunzip(input, kMaxInflatedSize, inflated, error)) {
+      if (!Gunzip(input, ::navcore::ryn::kKseMaxInflatedSize, inflated, error)) {
         sink_.begin("", input.size(), true, 0, input);
         ++summary_.undecoded;
         sink_.undecoded(0, input, "gzip stream that does not inflate: " + error);
@@ -289,7 +252,8 @@ class Walker {
 
   void read(WireCursor& c, const Head& h, Item& item, const TypeInfo* declared, RecordState* state,
             const CarriedRecord* side, int depth) {
-    if (depth > kMaxDepth) throw WireStop{h.offset, "nested deeper than " + std::to_string(kMaxDepth)};
+    using ::navcore::ryn::kKseMaxDepth;
+    if (depth > kKseMaxDepth) throw WireStop{h.offset, "nested deeper than " + std::to_string(kKseMaxDepth)};
     item.offset = h.offset;
     item.long_head = h.long_head;
     if (sink_.wantsLengths()) {
@@ -316,8 +280,8 @@ class Walker {
       case kWireInt64:
       case kWireZero:
         s.integer = c.integer(h);
-        if (declared != nullptr && item.problem == Problem::kNone && IsIntegerKind(declared->kind) &&
-            !InRange(declared->kind, s.integer)) {
+        if (declared != nullptr && item.problem == Problem::kNone && ::navcore::ryn::isIntegerKind(declared->kind) &&
+            !::navcore::ryn::integerKindHolds(declared->kind, s.integer)) {
           item.problem = Problem::kOutOfRange;
           ++summary_.mismatches;
         }
@@ -394,7 +358,7 @@ class Walker {
     if (where.may_gzip && LooksGzip(data)) {
       e.gzip = true;
       e.compressed = data;
-      if (!Gunzip(data, kMaxInflatedSize, inflated, e.inflate_error)) {
+      if (!Gunzip(data, ::navcore::ryn::kKseMaxInflatedSize, inflated, e.inflate_error)) {
         ++summary_.undecoded;
         sink_.openEmbedded(item, data, e);
         sink_.undecoded(0, data, "gzip stream that does not inflate: " + e.inflate_error);
@@ -604,12 +568,5 @@ class NullSink final : public TreeSink {
 }  // namespace
 
 std::unique_ptr<TreeSink> MakeNullSink() { return std::make_unique<NullSink>(); }
-
-const char* WireName(std::uint8_t wire) noexcept {
-  static const char* const kNames[16] = {"int8",   "int16",  "int32",  "int64", "float",  "double",
-                                         "string", "string", "map",    "list",  "struct", "end",
-                                         "zero",   "bytes",  "type14", "type15"};
-  return kNames[wire & 15];
-}
 
 }  // namespace navreq

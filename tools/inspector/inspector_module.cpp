@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "navreq/kse/input_stream.h"
 #include "navreq/read/diff.h"
 #include "navreq/read/views.h"
 #include "navreq/read/inflate.h"
@@ -126,7 +127,7 @@ EMSCRIPTEN_KEEPALIVE const char* navreq_diff(const char* a, std::size_t a_size, 
 EMSCRIPTEN_KEEPALIVE int navreq_inflate(const char* data, std::size_t size) {
   std::string error;
   try {
-    if (navreq::Gunzip(std::string_view(data, size), navreq::kMaxInflatedSize, g_result, error)) {
+    if (navreq::Gunzip(std::string_view(data, size), ::navcore::ryn::kKseMaxInflatedSize, g_result, error)) {
       return 1;
     }
   } catch (const std::exception& e) {
