@@ -105,7 +105,8 @@ constexpr const char* kseTypeName(std::uint8_t type) noexcept { return kKseTypeN
 // Name of a type code where a value is listed by its head alone.
 constexpr const char* kseTypeShownName(std::uint8_t type) noexcept { return kKseTypeNames[type & 15].shown; }
 
-// The signed range each integer form carries (the zero head: 0 alone).
+// The signed range each integer form carries (the zero head: 0 alone; other
+// codes carry no integer).
 constexpr std::int64_t kseIntegerMin(std::uint8_t type) noexcept {
   return type == kKseInt8    ? INT8_MIN
          : type == kKseInt16 ? INT16_MIN
@@ -121,7 +122,7 @@ constexpr std::int64_t kseIntegerMax(std::uint8_t type) noexcept {
                              : 0;
 }
 constexpr bool kseIntegerFits(std::uint8_t type, std::int64_t v) noexcept {
-  return v >= kseIntegerMin(type) && v <= kseIntegerMax(type);
+  return isIntegerWire(type) && v >= kseIntegerMin(type) && v <= kseIntegerMax(type);
 }
 
 // The integer-form ladder, the one place that states it: the type code an
