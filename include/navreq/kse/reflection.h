@@ -175,10 +175,6 @@ struct FieldInfo {
   std::uint8_t tag;
   const char* name;
   const TypeInfo* type;
-  // Shorthands kept for older callers: type->name(), and the record written
-  // at this field (itself, or as the elements of a list or map), else null.
-  const char* (*typeName)();
-  const RecordInfo* (*record)();
 };
 
 // Reflection of one record: its name and fields in ascending tag order.
@@ -207,7 +203,6 @@ struct FieldType;
   struct FieldType<CPP> {                                        \
     static constexpr WireKind kind = WireKind::KIND;             \
     static const char* typeName() { return wireKindName(kind); } \
-    static const RecordInfo* record() { return nullptr; }        \
   }
 NAVKSE_SCALAR_FIELD_TYPE(bool, kBool);
 NAVKSE_SCALAR_FIELD_TYPE(char, kChar);
@@ -231,7 +226,6 @@ struct FieldType<std::vector<T>> {
     static const std::string name = std::string("list<") + FieldType<T>::typeName() + ">";
     return name.c_str();
   }
-  static const RecordInfo* record() { return FieldType<T>::record(); }
 };
 
 template <class K, class V>
@@ -242,14 +236,12 @@ struct FieldType<std::map<K, V>> {
         std::string("map<") + FieldType<K>::typeName() + "," + FieldType<V>::typeName() + ">";
     return name.c_str();
   }
-  static const RecordInfo* record() { return FieldType<V>::record(); }
 };
 
 template <class R>
 struct FieldType<R, typename std::enable_if<std::is_base_of<KseStructBase, R>::value>::type> {
   static constexpr WireKind kind = WireKind::kRecord;
   static const char* typeName() { return R::kseInfo().name; }
-  static const RecordInfo* record() { return &R::kseInfo(); }
 };
 
 namespace kse_detail {
