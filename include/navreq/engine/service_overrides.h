@@ -23,65 +23,57 @@ using DistanceFunction = std::function<double(double, double, double, double)>;
 // Receives every line that platform::PutLine would print, without its newline.
 using PrintSink = std::function<void(const std::string& line)>;
 
-class ScopedGzip {
+namespace detail {
+// Which service an override replaces, and the function that replaces it.
+struct GzipSlot {
+  using Function = GzipFunction;
+};
+struct ClockSlot {
+  using Function = ClockFunction;
+};
+struct LogSlot {
+  using Function = LogSink;
+};
+struct DistanceSlot {
+  using Function = DistanceFunction;
+};
+struct PrintSlot {
+  using Function = PrintSink;
+};
+}  // namespace detail
+
+// Installs `replacement` for the calling thread; the destructor puts back
+// what was installed before. Defined for the slots above.
+template <class Slot>
+class ScopedOverride {
  public:
-  explicit ScopedGzip(GzipFunction gzip);
-  ~ScopedGzip();
-  ScopedGzip(const ScopedGzip&) = delete;
-  ScopedGzip& operator=(const ScopedGzip&) = delete;
+  using Function = typename Slot::Function;
+  explicit ScopedOverride(Function replacement);
+  ~ScopedOverride();
+  ScopedOverride(const ScopedOverride&) = delete;
+  ScopedOverride& operator=(const ScopedOverride&) = delete;
 
  private:
-  GzipFunction previous_;
+  Function previous_;
 };
 
-class ScopedClock {
- public:
-  explicit ScopedClock(std::int64_t fixed_ms);
-  explicit ScopedClock(ClockFunction clock);
-  ~ScopedClock();
-  ScopedClock(const ScopedClock&) = delete;
-  ScopedClock& operator=(const ScopedClock&) = delete;
+using ScopedGzip = ScopedOverride<detail::GzipSlot>;
 
- private:
-  ClockFunction previous_;
+class ScopedClock : public ScopedOverride<detail::ClockSlot> {
+ public:
+  using ScopedOverride::ScopedOverride;
+  explicit ScopedClock(std::int64_t fixed_ms);
 };
 
 // Without a sink, log lines are discarded.
-class ScopedLogSink {
- public:
-  explicit ScopedLogSink(LogSink sink);
-  ~ScopedLogSink();
-  ScopedLogSink(const ScopedLogSink&) = delete;
-  ScopedLogSink& operator=(const ScopedLogSink&) = delete;
-
- private:
-  LogSink previous_;
-};
+using ScopedLogSink = ScopedOverride<detail::LogSlot>;
 
 // Replaces math::CalcDistanceFromLatLon, e.g. to put a destination exactly
 // on a distance threshold whatever the geometry.
-class ScopedDistance {
- public:
-  explicit ScopedDistance(DistanceFunction distance);
-  ~ScopedDistance();
-  ScopedDistance(const ScopedDistance&) = delete;
-  ScopedDistance& operator=(const ScopedDistance&) = delete;
-
- private:
-  DistanceFunction previous_;
-};
+using ScopedDistance = ScopedOverride<detail::DistanceSlot>;
 
 // Without a sink, lines go to standard output.
-class ScopedPrintSink {
- public:
-  explicit ScopedPrintSink(PrintSink sink);
-  ~ScopedPrintSink();
-  ScopedPrintSink(const ScopedPrintSink&) = delete;
-  ScopedPrintSink& operator=(const ScopedPrintSink&) = delete;
-
- private:
-  PrintSink previous_;
-};
+using ScopedPrintSink = ScopedOverride<detail::PrintSlot>;
 
 // The default compressor (deflate level 6 with gzip framing, by zlib or, with
 // -DNAVREQ_GZIP_BACKEND=libdeflate, by libdeflate), usable by an override that
