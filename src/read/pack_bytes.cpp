@@ -128,7 +128,7 @@ std::string TreeBytes::Recompressed(const std::string& original, const std::stri
 void TreeBytes::count(std::string& out, const Frame& f, std::int64_t n) {
   int type = SmallestIntegerWire(n);
   if (f.count_type.kind != Value::kAbsent) {
-    type = static_cast<int>(integer(f, f.count_type, "count_type", 0, kWireZero));
+    type = static_cast<int>(integer(f, f.count_type, "count_type", 0, kKseZero));
     if (!isIntegerWire(static_cast<std::uint8_t>(type)))
       Fail(f.path + ".count_type", "expected an integer head type");
   }
@@ -155,7 +155,7 @@ void TreeBytes::real(std::string& out, const Frame& f, int type) {
     d = std::numeric_limits<double>::quiet_NaN();
     if (f.bits.kind != Value::kAbsent) {
       const std::string raw = hexOf(f, f.bits, "bits");
-      if (raw.size() != (type == kWireFloat ? 4u : 8u))
+      if (raw.size() != (type == kKseFloat ? 4u : 8u))
         Fail(f.path + ".bits", "expected the value's bit pattern");
       for (unsigned char c : raw) bits = (bits << 8) | c;
       nan_bits = true;
@@ -163,7 +163,7 @@ void TreeBytes::real(std::string& out, const Frame& f, int type) {
   } else {
     Fail(f.path + ".value", "expected a number, \"NaN\", \"Infinity\" or \"-Infinity\"");
   }
-  if (type == kWireFloat) {
+  if (type == kKseFloat) {
     if (!nan_bits) {
       float x = static_cast<float>(d);
       if (v.kind == Value::kFloat) {
@@ -196,21 +196,21 @@ void TreeBytes::node(const Frame& f, std::string& out) const {
     return incomplete ? integer(f, f.count, "count", 0, kseIntegerMax(kKseInt32)) : f.child_count;
   };
   switch (type) {
-    case kWireInt8:
-    case kWireInt16:
-    case kWireInt32:
-    case kWireInt64:
-    case kWireZero:
+    case kKseInt8:
+    case kKseInt16:
+    case kKseInt32:
+    case kKseInt64:
+    case kKseZero:
       PutInteger(out, integer(f, f.value, "value", kseIntegerMin(kKseInt64), kseIntegerMax(kKseInt64)), type,
                  tag, long_head);
       return;
-    case kWireFloat:
-    case kWireDouble:
+    case kKseFloat:
+    case kKseDouble:
       PutHead(out, type, tag, long_head);
       real(out, f, type);
       return;
-    case kWireString1:
-    case kWireString4: {
+    case kKseString1:
+    case kKseString4: {
       std::string text;
       if (f.value.kind != Value::kAbsent) {
         if (f.value.kind != Value::kString) Fail(f.path + ".value", "expected a string");
@@ -221,9 +221,9 @@ void TreeBytes::node(const Frame& f, std::string& out) const {
       if (text.size() > kKseMaxStringLength)
         Fail(f.path, "a string holds at most " + std::to_string(kKseMaxStringLength) + " bytes");
       // The long form is kept; the short one cannot carry 256 bytes or more.
-      const int form = type == kWireString4 ? kWireString4 : kseStringType(text.size());
+      const int form = type == kKseString4 ? int{kKseString4} : int{kseStringType(text.size())};
       PutHead(out, form, tag, long_head);
-      if (form == kWireString1) {
+      if (form == kKseString1) {
         out.push_back(static_cast<char>(text.size()));
       } else {
         PutBigEndian(out, static_cast<std::uint32_t>(text.size()));
@@ -231,7 +231,7 @@ void TreeBytes::node(const Frame& f, std::string& out) const {
       out += text;
       return;
     }
-    case kWireSimpleList: {
+    case kKseSimpleList: {
       const std::string bytes = content(f);
       PutHead(out, type, tag, long_head);
       out.push_back(static_cast<char>(kKseSimpleListElement));
@@ -239,7 +239,7 @@ void TreeBytes::node(const Frame& f, std::string& out) const {
       out += bytes;
       return;
     }
-    case kWireList: {
+    case kKseList: {
       PutHead(out, type, tag, long_head);
       if (!f.has_children) {
         // Unsigned bytes, each by the 16-bit path.
@@ -253,7 +253,7 @@ void TreeBytes::node(const Frame& f, std::string& out) const {
       out += items;
       return;
     }
-    case kWireMap: {
+    case kKseMap: {
       PutHead(out, type, tag, long_head);
       const std::string& entries = children("entries");
       if (!incomplete && !f.open_entry.empty()) Fail(f.open_entry, "missing \"value\"");
@@ -261,13 +261,13 @@ void TreeBytes::node(const Frame& f, std::string& out) const {
       out += entries;
       return;
     }
-    case kWireStructBegin: {
+    case kKseStructBegin: {
       PutHead(out, type, tag, long_head);
       out += children("fields");
       if (!incomplete) {
         const int end =
             f.end_tag.kind == Value::kAbsent ? 0 : static_cast<int>(integer(f, f.end_tag, "end_tag", 0, 255));
-        PutHead(out, kWireStructEnd, end, false);
+        PutHead(out, kKseStructEnd, end, false);
       }
       return;
     }

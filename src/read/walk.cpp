@@ -40,7 +40,8 @@ bool GatherUBytes(WireCursor& c, std::int64_t count, std::string& out) {
     const Head h = c.head();
     if (h.tag != 0 || h.long_head || !IsIntegerWire(h.type)) return false;
     const std::int64_t v = c.integer(h);
-    if (!::navcore::ryn::integerKindHolds(WireKind::kUInt8, v) || h.type != SmallestIntegerWire(v)) return false;
+    if (!::navcore::ryn::integerKindHolds(WireKind::kUInt8, v) || h.type != SmallestIntegerWire(v))
+      return false;
     out.push_back(static_cast<char>(v));
   }
   return true;
@@ -184,7 +185,7 @@ class Walker {
         break;
       }
       const Head h = c.head();
-      if (h.type == kWireStructEnd) {
+      if (h.type == kKseStructEnd) {
         if (!in_struct) throw WireStop{h.offset, "end-of-record head outside a record"};
         if (h.long_head) throw WireStop{h.offset, "end-of-record head in the two-byte form"};
         end_tag = h.tag;
@@ -274,13 +275,14 @@ class Walker {
     }
     Scalar s;
     switch (h.type) {
-      case kWireInt8:
-      case kWireInt16:
-      case kWireInt32:
-      case kWireInt64:
-      case kWireZero:
+      case kKseInt8:
+      case kKseInt16:
+      case kKseInt32:
+      case kKseInt64:
+      case kKseZero:
         s.integer = c.integer(h);
-        if (declared != nullptr && item.problem == Problem::kNone && ::navcore::ryn::isIntegerKind(declared->kind) &&
+        if (declared != nullptr && item.problem == Problem::kNone &&
+            ::navcore::ryn::isIntegerKind(declared->kind) &&
             !::navcore::ryn::integerKindHolds(declared->kind, s.integer)) {
           item.problem = Problem::kOutOfRange;
           ++summary_.mismatches;
@@ -288,7 +290,7 @@ class Walker {
         remember(state, item, s);
         sink_.scalar(item, s);
         return;
-      case kWireFloat: {
+      case kKseFloat: {
         s.bits = c.realBits(h);
         const auto b = static_cast<std::uint32_t>(s.bits);
         float f = 0;
@@ -297,30 +299,30 @@ class Walker {
         sink_.scalar(item, s);
         return;
       }
-      case kWireDouble:
+      case kKseDouble:
         s.bits = c.realBits(h);
         std::memcpy(&s.real, &s.bits, sizeof s.real);
         sink_.scalar(item, s);
         return;
-      case kWireString1:
-      case kWireString4:
+      case kKseString1:
+      case kKseString4:
         s.text = c.string(h);
         remember(state, item, s);
         sink_.scalar(item, s);
         return;
-      case kWireSimpleList: {
+      case kKseSimpleList: {
         const std::string_view data = c.byteArray(item.count_wire);
         item.count = static_cast<std::int64_t>(data.size());
         carried(item, data, side != nullptr ? *side : follow(state, item), depth);
         return;
       }
-      case kWireList:
+      case kKseList:
         list(c, item, declared, state, depth);
         return;
-      case kWireMap:
+      case kKseMap:
         map(c, item, declared, depth);
         return;
-      case kWireStructBegin:
+      case kKseStructBegin:
         item.record = declared != nullptr && declared->record != nullptr ? &declared->record() : nullptr;
         sink_.open(item, 0);
         open_.push_back(item);
@@ -404,7 +406,7 @@ class Walker {
     open_.push_back(item);
     for (std::int64_t i = 0; i < count; ++i) {
       const Head eh = c.head();
-      if (eh.type == kWireStructEnd)
+      if (eh.type == kKseStructEnd)
         throw WireStop{eh.offset, "end-of-record head in place of a list element"};
       Item e;
       e.role = Role::kElement;
@@ -425,7 +427,7 @@ class Walker {
     open_.push_back(item);
     for (std::int64_t i = 0; i < count; ++i) {
       const Head kh = c.head();
-      if (kh.type == kWireStructEnd) throw WireStop{kh.offset, "end-of-record head in place of a map key"};
+      if (kh.type == kKseStructEnd) throw WireStop{kh.offset, "end-of-record head in place of a map key"};
       std::string key = c.peekText(kh);
       Item k;
       k.role = Role::kKey;
@@ -434,7 +436,7 @@ class Walker {
       k.wire = kh.type;
       value(c, kh, k, declared != nullptr ? declared->key : nullptr, nullptr, nullptr, depth + 1);
       const Head vh = c.head();
-      if (vh.type == kWireStructEnd) throw WireStop{vh.offset, "end-of-record head in place of a map value"};
+      if (vh.type == kKseStructEnd) throw WireStop{vh.offset, "end-of-record head in place of a map value"};
       Item v;
       v.role = Role::kValue;
       v.index = static_cast<std::size_t>(i);
