@@ -34,7 +34,7 @@ Head WireCursor::head() {
     h.type = k.type;
     h.tag = k.tag;
     h.size = k.size;
-    h.long_head = k.size == 2 && k.tag < 15;
+    h.long_head = k.size == 2 && k.tag < ::navcore::ryn::kKseFirstLongHeadTag;
     return h;
   } catch (const KseReadError& e) {
     Stop(e, base_);
