@@ -96,7 +96,7 @@ class KseOutputStream {
     const std::size_t n = s.size();
     const std::size_t len = buf_.length();
     // Head, length byte and bytes are three pieces; one check when all fit.
-    if (NAVKSE_LIKELY(kseStringType(n) == kKseString1 && buf_.room() >= 3 + n)) {
+    if (NAVKSE_LIKELY(n <= kKseMaxShortStringLength && buf_.room() >= 3 + n)) {
       char* p = buf_.at(len);
       std::size_t h = storeHead(p, kKseString1, tag);
       p[h++] = static_cast<char>(n);
@@ -267,7 +267,7 @@ class KseOutputStream {
 
   NAVKSE_NOINLINE void writeStringPieces(const std::string& s, std::uint8_t tag) {
     const std::size_t n = s.size();
-    if (kseStringType(n) == kKseString1) {
+    if (n <= kKseMaxShortStringLength) {
       putHeadPiece(kKseString1, tag);
       const char length = static_cast<char>(n);
       buf_.append(&length, 1);

@@ -73,9 +73,13 @@ constexpr std::uint8_t kKseLastType = kKseSimpleList;
 // Longest string the encoding carries: 100 MiB.
 constexpr std::size_t kKseMaxStringLength = 104857600;
 
-// The form a string of `n` bytes goes out in: the short one while its length
-// fits the one length byte.
-constexpr std::uint8_t kseStringType(std::size_t n) noexcept { return n < 256 ? kKseString1 : kKseString4; }
+// Longest string the short form carries: its length is one byte.
+constexpr std::size_t kKseMaxShortStringLength = 255;
+
+// The form a string of `n` bytes goes out in.
+constexpr std::uint8_t kseStringType(std::size_t n) noexcept {
+  return n <= kKseMaxShortStringLength ? kKseString1 : kKseString4;
+}
 
 // Tags from this one on take the two-byte head.
 constexpr std::uint8_t kKseFirstLongHeadTag = 15;
