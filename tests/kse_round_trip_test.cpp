@@ -1,14 +1,13 @@
 // Every record reads back what it wrote: random instances (fixed seed) are
 // written, read in strict mode, compared field by field with the original and
-// written again to the same bytes.
+// written again to the same bytes. The record list they run on (all.h) is
+// checked against the record headers and the command tables.
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
-#include <map>
 #include <regex>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
