@@ -13,12 +13,14 @@
 #include <type_traits>
 #include <utility>
 
+#include "support/fixes.h"
+
 namespace navreq_bench {
 namespace {
 
+using navreq::testing::SearchPoint;
 using nlohmann::json;
 using zv_navi_core::KSLocation;
-using zv_navi_core::KSNaviSearchPoint;
 
 // ---- JSON -> engine records, by member name (forEachField) ----
 
@@ -131,21 +133,11 @@ zv_navi_core::ReqExtraParam MakeExtra() {
   return e;
 }
 
-KSNaviSearchPoint Point(double lat, double lon, const char* primary, const char* secondary, int type) {
-  KSNaviSearchPoint p;
-  p.latitude = lat;
-  p.longitude = lon;
-  p.primaryText = primary;
-  p.secondaryText = secondary;
-  p.pointType = type;
-  return p;
-}
-
 zv_navi_core::DriveRouteReqParam MakeRoute() {
   zv_navi_core::DriveRouteReqParam r;
-  r.start = Point(kStartLat, kStartLon, "Tiananmen Square", "Dongcheng, Beijing", 1);
-  r.destination = Point(kDestLat, kDestLon, "Tianjin Railway Station", "Hebei, Tianjin", 2);
-  r.viaPoints.push_back(Point(39.538, 116.683, "Langfang", "Hebei", 3));
+  r.start = SearchPoint(kStartLat, kStartLon, "Tiananmen Square", "Dongcheng, Beijing", 1);
+  r.destination = SearchPoint(kDestLat, kDestLon, "Tianjin Railway Station", "Hebei, Tianjin", 2);
+  r.viaPoints.push_back(SearchPoint(39.538, 116.683, "Langfang", "Hebei", 3));
   r.reason = 0;
   r.reasonAngle = 135.5f;
   r.subReason = 1;
@@ -192,18 +184,11 @@ std::vector<KSLocation> MakeFixes(std::size_t count, std::size_t first_index) {
   for (std::size_t k = 0; k < count; ++k) {
     const std::size_t n = first_index + k;
     const double i = static_cast<double>(n);
-    KSLocation& f = fixes[k];
-    f.latitude = kStartLat - 0.00011 * i + 0.00004 * noise(n, 1);
-    f.longitude = kStartLon + 0.00013 * i + 0.00004 * noise(n, 2);
-    f.speed = static_cast<float>(16.7 + 3.0 * noise(n, 3));
-    f.scalarA = static_cast<float>(5.5 + 5.0 * noise(n, 4));
-    f.heading = static_cast<float>(135.0 + 8.0 * noise(n, 5));
-    f.scalarC = static_cast<float>(30.0 + 4.0 * noise(n, 6));
-    f.scalarD = static_cast<float>(1.5 + noise(n, 7));
-    f.timeSeconds = 1700000000 + static_cast<std::int64_t>(n);
-    f.intValueA = 3;
-    f.intValueB = 9;
-    f.src_type = 1;
+    fixes[k] = navreq::testing::Fix(
+        kStartLat - 0.00011 * i + 0.00004 * noise(n, 1), kStartLon + 0.00013 * i + 0.00004 * noise(n, 2),
+        static_cast<float>(16.7 + 3.0 * noise(n, 3)), static_cast<float>(5.5 + 5.0 * noise(n, 4)),
+        static_cast<float>(135.0 + 8.0 * noise(n, 5)), static_cast<float>(30.0 + 4.0 * noise(n, 6)),
+        1700000000 + static_cast<std::int64_t>(n), 3, 9, 1, static_cast<float>(1.5 + noise(n, 7)));
   }
   return fixes;
 }

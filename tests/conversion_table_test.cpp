@@ -381,28 +381,26 @@ TEST(ConversionTable, EveryRowRunsTheHostileInputs) {
   for (const Row<float>& row : FloatRows()) EXPECT_GE(row.cases.size(), 17u) << row.name;
 }
 
-TEST(ConversionTable, ResultTypesAreTheWireWidths) {
-  static_assert(std::is_same<decltype(navreq::MicroDegrees(0.0)), std::int32_t>::value, "");
-  static_assert(std::is_same<decltype(navreq::RoundedMetresLow32(0.0)), std::int32_t>::value, "");
-  static_assert(std::is_same<decltype(navreq::WholeUnits(0.0f)), std::int32_t>::value, "");
-  static_assert(std::is_same<decltype(navreq::WholeUnitsLow16(0.0f)), std::int16_t>::value, "");
-  static_assert(std::is_same<decltype(navreq::Times10(0.0f)), std::int32_t>::value, "");
-  static_assert(std::is_same<decltype(navreq::Times10Low16(0.0f)), std::int16_t>::value, "");
-  static_assert(std::is_same<decltype(navreq::Times100Low16(0.0f)), std::int16_t>::value, "");
-  static_assert(std::is_same<decltype(navreq::Thousandths(0.0f)), std::int32_t>::value, "");
-  static_assert(std::is_same<decltype(navreq::KmhFromMetresPerSecond(0.0f)), std::int32_t>::value, "");
-  static_assert(std::is_same<decltype(navreq::MillisecondsOf(0)), std::int64_t>::value, "");
-  static_assert(std::is_same<decltype(navreq::WholeSecondsOf(0)), std::int64_t>::value, "");
-  static_assert(std::is_same<decltype(navreq::Low32(0)), std::int32_t>::value, "");
-  static_assert(std::is_same<decltype(navreq::Difference32(0, 0)), std::int32_t>::value, "");
-  static_assert(std::is_same<decltype(navreq::DifferenceLow16(0, 0)), std::int16_t>::value, "");
-  static_assert(std::is_same<decltype(navreq::Low32Difference(0, 0)), std::int32_t>::value, "");
-  static_assert(std::is_same<decltype(navreq::DifferenceLow8(0, 0)), std::int8_t>::value, "");
-  static_assert(std::is_same<decltype(navreq::TimesThousandPlus(0, 0)), std::int64_t>::value, "");
-  static_assert(std::is_same<decltype(navreq::IntForLog(0)), int>::value, "");
-  static_assert(std::is_same<decltype(navreq::LongForLog(0)), long>::value, "");
-  SUCCEED();
-}
+// The conversions return the widths their wire fields have.
+static_assert(std::is_same<decltype(navreq::MicroDegrees(0.0)), std::int32_t>::value, "");
+static_assert(std::is_same<decltype(navreq::RoundedMetresLow32(0.0)), std::int32_t>::value, "");
+static_assert(std::is_same<decltype(navreq::WholeUnits(0.0f)), std::int32_t>::value, "");
+static_assert(std::is_same<decltype(navreq::WholeUnitsLow16(0.0f)), std::int16_t>::value, "");
+static_assert(std::is_same<decltype(navreq::Times10(0.0f)), std::int32_t>::value, "");
+static_assert(std::is_same<decltype(navreq::Times10Low16(0.0f)), std::int16_t>::value, "");
+static_assert(std::is_same<decltype(navreq::Times100Low16(0.0f)), std::int16_t>::value, "");
+static_assert(std::is_same<decltype(navreq::Thousandths(0.0f)), std::int32_t>::value, "");
+static_assert(std::is_same<decltype(navreq::KmhFromMetresPerSecond(0.0f)), std::int32_t>::value, "");
+static_assert(std::is_same<decltype(navreq::MillisecondsOf(0)), std::int64_t>::value, "");
+static_assert(std::is_same<decltype(navreq::WholeSecondsOf(0)), std::int64_t>::value, "");
+static_assert(std::is_same<decltype(navreq::Low32(0)), std::int32_t>::value, "");
+static_assert(std::is_same<decltype(navreq::Difference32(0, 0)), std::int32_t>::value, "");
+static_assert(std::is_same<decltype(navreq::DifferenceLow16(0, 0)), std::int16_t>::value, "");
+static_assert(std::is_same<decltype(navreq::Low32Difference(0, 0)), std::int32_t>::value, "");
+static_assert(std::is_same<decltype(navreq::DifferenceLow8(0, 0)), std::int8_t>::value, "");
+static_assert(std::is_same<decltype(navreq::TimesThousandPlus(0, 0)), std::int64_t>::value, "");
+static_assert(std::is_same<decltype(navreq::IntForLog(0)), int>::value, "");
+static_assert(std::is_same<decltype(navreq::LongForLog(0)), long>::value, "");
 
 // ---- Integer sources: every one wraps; none saturates ----
 

@@ -51,13 +51,14 @@ TEST(KseReflection, ContainersDescribeTheirElements) {
   EXPECT_EQ(via.type->kind, WireKind::kList);
   EXPECT_EQ(via.type->element->kind, WireKind::kRecord);
   EXPECT_EQ(&via.type->element->record(), &navkse::common::SimplePOIRequestInfo::kseInfo());
-  EXPECT_STREQ(via.typeName(), "list<SimplePOIRequestInfo>");
+  EXPECT_STREQ(via.type->name(), "list<SimplePOIRequestInfo>");
 
   const FieldInfo& side = Field(route, "side_records");
   EXPECT_EQ(side.type->kind, WireKind::kMap);
   EXPECT_EQ(side.type->key->kind, WireKind::kString);
   EXPECT_EQ(side.type->element->kind, WireKind::kBytes);
-  EXPECT_EQ(side.record(), nullptr);
+  EXPECT_EQ(side.type->record, nullptr);
+  EXPECT_EQ(side.type->element->record, nullptr);
 
   const FieldInfo& lists = Field(navkse::routesearch::LinkingRouteMeta::kseInfo(), "point_lists");
   EXPECT_EQ(lists.type->element->kind, WireKind::kList);
@@ -69,7 +70,7 @@ TEST(KseReflection, ContainersDescribeTheirElements) {
 
   const FieldInfo& start = Field(route, "start");
   EXPECT_EQ(start.type->kind, WireKind::kRecord);
-  EXPECT_EQ(start.record(), &navkse::common::SimplePOIRequestInfo::kseInfo());
+  EXPECT_EQ(&start.type->record(), &navkse::common::SimplePOIRequestInfo::kseInfo());
 }
 
 TEST(KseReflection, WireTypesThatFitAKind) {

@@ -238,7 +238,7 @@ TEST(Inflate, DecodeRequestAndWalkAgreeOnRefusals) {
 }
 
 TEST(Inflate, DecodeRequestAndWalkAgreeOverTheLimit) {
-  ExpectSameRefusal(ZerosMember(navreq::kMaxInflatedSize + 1), navreq::ReadProblemKind::kLimitExceeded, 0,
+  ExpectSameRefusal(ZerosMember(navreq::kKseMaxInflatedSize + 1), navreq::ReadProblemKind::kLimitExceeded, 0,
                     "inflates to more than 256 MiB");
 }
 

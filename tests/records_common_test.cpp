@@ -234,8 +234,8 @@ TEST(CommonRecordsInfo, TagsAscendingWithTheRightCount) {
   EXPECT_EQ(TagsOf<ClientParam>(), TagRange(0, 32));
   EXPECT_EQ(TagsOf<BrokerReq>(), TagRange(0, 6));
   EXPECT_STREQ(SimplePOIRequestInfo::kseInfo().name, "SimplePOIRequestInfo");
-  EXPECT_STREQ(Gps::kseInfo().fields[6].typeName(), "int64");
-  EXPECT_EQ(ClientParam::kseInfo().fields[12].record(), &ReqLinksData::kseInfo());
+  EXPECT_STREQ(Gps::kseInfo().fields[6].type->name(), "int64");
+  EXPECT_EQ(&ClientParam::kseInfo().fields[12].type->record(), &ReqLinksData::kseInfo());
 }
 
 }  // namespace

@@ -172,10 +172,10 @@ TEST(GuidanceRecordsInfo, TagsAscendingWithTheRightCount) {
   EXPECT_EQ(TagsOf<ugs_cloud_info>(), TagRange(0, 14));
   EXPECT_EQ(TagsOf<ugs_guidance_slice_params_t>(), TagRange(0, 2));
   EXPECT_EQ(TagsOf<ugs_guidance_slice_req_t>(), TagRange(0, 1));
-  EXPECT_STREQ(OriginalLink::kseInfo().find(7)->typeName(), "int8");
-  EXPECT_STREQ(OriginalLink::kseInfo().find(9)->typeName(), "int8");
-  EXPECT_STREQ(OriginalLink::kseInfo().find(18)->typeName(), "map<string,string>");
-  EXPECT_STREQ(ugs_cloud_info::kseInfo().find(2)->typeName(), "int8");
+  EXPECT_STREQ(OriginalLink::kseInfo().find(7)->type->name(), "int8");
+  EXPECT_STREQ(OriginalLink::kseInfo().find(9)->type->name(), "int8");
+  EXPECT_STREQ(OriginalLink::kseInfo().find(18)->type->name(), "map<string,string>");
+  EXPECT_STREQ(ugs_cloud_info::kseInfo().find(2)->type->name(), "int8");
 }
 
 }  // namespace

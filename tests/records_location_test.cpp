@@ -216,9 +216,9 @@ TEST(LocationRecordsInfo, TagsAscendingWithTheRightCount) {
   EXPECT_EQ(TagsOf<gpsTaxi>(), TagRange(0, 10));
   EXPECT_EQ(TagsOf<gpsSpot>(), TagRange(0, 11));
   EXPECT_EQ(TagsOf<gpsStatus>(), TagRange(0, 1));
-  EXPECT_STREQ(LocationPoint::kseInfo().find(7)->typeName(), "int8");
-  EXPECT_STREQ(gpsSpot::kseInfo().find(3)->typeName(), "int8");
-  EXPECT_STREQ(LocationPoint::kseInfo().find(1)->typeName(), "int16");
+  EXPECT_STREQ(LocationPoint::kseInfo().find(7)->type->name(), "int8");
+  EXPECT_STREQ(gpsSpot::kseInfo().find(3)->type->name(), "int8");
+  EXPECT_STREQ(LocationPoint::kseInfo().find(1)->type->name(), "int16");
 }
 
 }  // namespace

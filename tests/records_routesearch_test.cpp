@@ -214,12 +214,12 @@ TEST(RouteSearchRecordsInfo, CarRouteReqHasEightySevenFieldsAndNoTagTwelve) {
   EXPECT_EQ(TagsOf<CarRouteReq>(), expect);
   EXPECT_EQ(CarRouteReq::kseInfo().count, 87u);
   EXPECT_EQ(CarRouteReq::kseInfo().find(12), nullptr);
-  EXPECT_STREQ(CarRouteReq::kseInfo().find(17)->typeName(), "bytes");
-  EXPECT_STREQ(CarRouteReq::kseInfo().find(58)->typeName(), "uint32");
-  EXPECT_STREQ(CarRouteReq::kseInfo().find(64)->typeName(), "uint32");
-  EXPECT_STREQ(CarRouteReq::kseInfo().find(66)->typeName(), "uint32");
-  EXPECT_STREQ(CarRouteReq::kseInfo().find(41)->typeName(), "float");
-  EXPECT_STREQ(CarRouteReq::kseInfo().find(72)->typeName(), "map<string,bytes>");
+  EXPECT_STREQ(CarRouteReq::kseInfo().find(17)->type->name(), "bytes");
+  EXPECT_STREQ(CarRouteReq::kseInfo().find(58)->type->name(), "uint32");
+  EXPECT_STREQ(CarRouteReq::kseInfo().find(64)->type->name(), "uint32");
+  EXPECT_STREQ(CarRouteReq::kseInfo().find(66)->type->name(), "uint32");
+  EXPECT_STREQ(CarRouteReq::kseInfo().find(41)->type->name(), "float");
+  EXPECT_STREQ(CarRouteReq::kseInfo().find(72)->type->name(), "map<string,bytes>");
 }
 
 TEST(RouteSearchRecordsInfo, SmallRecords) {

@@ -235,8 +235,8 @@ TEST(TrafficRecordsInfo, TagsAscendingWithTheRightCount) {
   EXPECT_EQ(TagsOf<AllOnRouteReq>(), TagRange(0, 4));
   EXPECT_EQ(TagsOf<AllOnRouteReqBatch>(), TagRange(0, 4));
   EXPECT_EQ(TagsOf<RouteRefreshReq>(), TagRange(0, 2));
-  EXPECT_STREQ(OnRouteReq::kseInfo().find(3)->typeName(), "uint32");
-  EXPECT_STREQ(OnRouteReq::kseInfo().find(10)->typeName(), "double");
+  EXPECT_STREQ(OnRouteReq::kseInfo().find(3)->type->name(), "uint32");
+  EXPECT_STREQ(OnRouteReq::kseInfo().find(10)->type->name(), "double");
 }
 
 }  // namespace

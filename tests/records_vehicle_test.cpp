@@ -193,7 +193,7 @@ TEST(VehicleRecordsInfo, TagsAscendingWithTheRightCount) {
   EXPECT_EQ(TagsOf<PowerConsumeModelParam>(), TagRange(0, 9));
   EXPECT_EQ(TagsOf<CarSyncInfo>(), TagRange(0, 10));
   EXPECT_EQ(TagsOf<PreferenceConfig>(), TagRange(0, 10));
-  EXPECT_STREQ(PowerConsumeModelParam::kseInfo().find(9)->typeName(), "bytes");
+  EXPECT_STREQ(PowerConsumeModelParam::kseInfo().find(9)->type->name(), "bytes");
 }
 
 }  // namespace

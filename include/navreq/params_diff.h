@@ -44,7 +44,7 @@ class Emitter {
     record.forEachField([this, &tag](const char* name, const auto& member) {
       Item item;
       item.tag = static_cast<std::uint8_t>(tag++);
-      const FieldInfo field{item.tag, name, nullptr, nullptr, nullptr};
+      const FieldInfo field{item.tag, name, nullptr};
       item.field = &field;
       value(item, member);
     });

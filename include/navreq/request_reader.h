@@ -74,7 +74,7 @@ struct RouteSideRecords {
 struct DecodeOptions {
   ReadMode mode = ReadMode::kStrict;  // stop at the first problem, or read on
   // Largest inflated body accepted; a larger one is a problem, not read.
-  std::size_t max_inflated_size = kMaxInflatedSize;
+  std::size_t max_inflated_size = ::navcore::ryn::kKseMaxInflatedSize;
 };
 
 // What DecodeRequest read.

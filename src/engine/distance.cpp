@@ -9,7 +9,7 @@ namespace math {
 
 // Haversine formula on a sphere of the mean earth radius (6,371,008.8 m).
 double CalcDistanceFromLatLon(double lat1, double lon1, double lat2, double lon2) {
-  const auto& replaced = navreq::services::detail::distanceOverride();
+  const auto& replaced = navreq::services::detail::current<navreq::services::detail::DistanceSlot>();
   if (replaced) return replaced(lat1, lon1, lat2, lon2);
   constexpr double kRadiansPerDegree = 3.14159265358979323846 / 180.0;
   const double phi1 = lat1 * kRadiansPerDegree;

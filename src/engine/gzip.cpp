@@ -7,7 +7,7 @@
 namespace zv_navi_core {
 
 bool GZipCompress(std::vector<char>& in, std::vector<char>& out) {
-  const auto& replaced = navreq::services::detail::gzipOverride();
+  const auto& replaced = navreq::services::detail::current<navreq::services::detail::GzipSlot>();
   if (replaced) return replaced(in, out);
   try {
     return navreq::services::DefaultGZipCompress(in, out);

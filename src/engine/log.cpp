@@ -10,7 +10,7 @@ namespace zv_navi_core {
 // Logging must never make a request fail: a line that cannot be formatted or
 // delivered (no memory left, a sink that throws) is dropped.
 void Log::record(EventLevel level, LogEvent event, const char* format, ...) {
-  const auto& sink = navreq::services::detail::logSink();
+  const auto& sink = navreq::services::detail::current<navreq::services::detail::LogSlot>();
   if (!sink) return;  // the default sink discards
   va_list args;
   va_start(args, format);

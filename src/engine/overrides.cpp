@@ -6,58 +6,36 @@ namespace navreq {
 namespace services {
 namespace detail {
 
-GzipFunction& gzipOverride() {
-  thread_local GzipFunction current;
-  return current;
-}
-
-ClockFunction& clockOverride() {
-  thread_local ClockFunction current;
-  return current;
-}
-
-LogSink& logSink() {
-  thread_local LogSink current;
-  return current;
-}
-
-DistanceFunction& distanceOverride() {
-  thread_local DistanceFunction current;
-  return current;
-}
-
-PrintSink& printSink() {
-  thread_local PrintSink current;
-  return current;
+template <class Slot>
+typename Slot::Function& current() {
+  thread_local typename Slot::Function replacement;
+  return replacement;
 }
 
 }  // namespace detail
 
-ScopedGzip::ScopedGzip(GzipFunction gzip) : previous_(std::move(detail::gzipOverride())) {
-  detail::gzipOverride() = std::move(gzip);
+template <class Slot>
+ScopedOverride<Slot>::ScopedOverride(Function replacement) : previous_(std::move(detail::current<Slot>())) {
+  detail::current<Slot>() = std::move(replacement);
 }
-ScopedGzip::~ScopedGzip() { detail::gzipOverride() = std::move(previous_); }
+
+template <class Slot>
+ScopedOverride<Slot>::~ScopedOverride() {
+  detail::current<Slot>() = std::move(previous_);
+}
+
+#define NAVREQ_OVERRIDE_SLOT_(SLOT)                 \
+  template SLOT::Function& detail::current<SLOT>(); \
+  template class ScopedOverride<SLOT>;
+NAVREQ_OVERRIDE_SLOT_(detail::GzipSlot)
+NAVREQ_OVERRIDE_SLOT_(detail::ClockSlot)
+NAVREQ_OVERRIDE_SLOT_(detail::LogSlot)
+NAVREQ_OVERRIDE_SLOT_(detail::DistanceSlot)
+NAVREQ_OVERRIDE_SLOT_(detail::PrintSlot)
+#undef NAVREQ_OVERRIDE_SLOT_
 
 ScopedClock::ScopedClock(std::int64_t fixed_ms)
-    : ScopedClock(ClockFunction([fixed_ms] { return fixed_ms; })) {}
-ScopedClock::ScopedClock(ClockFunction clock) : previous_(std::move(detail::clockOverride())) {
-  detail::clockOverride() = std::move(clock);
-}
-ScopedClock::~ScopedClock() { detail::clockOverride() = std::move(previous_); }
-
-ScopedLogSink::ScopedLogSink(LogSink sink) : previous_(std::move(detail::logSink())) {
-  detail::logSink() = std::move(sink);
-}
-ScopedLogSink::~ScopedLogSink() { detail::logSink() = std::move(previous_); }
-
-ScopedDistance::ScopedDistance(DistanceFunction distance) : previous_(std::move(detail::distanceOverride())) {
-  detail::distanceOverride() = std::move(distance);
-}
-ScopedDistance::~ScopedDistance() { detail::distanceOverride() = std::move(previous_); }
-ScopedPrintSink::ScopedPrintSink(PrintSink sink) : previous_(std::move(detail::printSink())) {
-  detail::printSink() = std::move(sink);
-}
-ScopedPrintSink::~ScopedPrintSink() { detail::printSink() = std::move(previous_); }
+    : ScopedOverride(ClockFunction([fixed_ms] { return fixed_ms; })) {}
 
 }  // namespace services
 }  // namespace navreq

@@ -1,4 +1,4 @@
-// Per-thread overrides installed by the Scoped* guards.
+// Per-thread overrides installed by the ScopedOverride guards.
 #pragma once
 
 #include "navreq/engine/service_overrides.h"
@@ -7,11 +7,9 @@ namespace navreq {
 namespace services {
 namespace detail {
 
-GzipFunction& gzipOverride();
-ClockFunction& clockOverride();
-LogSink& logSink();
-DistanceFunction& distanceOverride();
-PrintSink& printSink();
+// The calling thread's override of a service; empty: the default.
+template <class Slot>
+typename Slot::Function& current();
 
 }  // namespace detail
 }  // namespace services

@@ -10,7 +10,7 @@ namespace platform {
 // Like logging, printing must never make a request fail: a sink that throws
 // loses the line.
 void PutLine(const char* line) noexcept {
-  const auto& sink = navreq::services::detail::printSink();
+  const auto& sink = navreq::services::detail::current<navreq::services::detail::PrintSlot>();
   if (!sink) {
     std::puts(line);
     return;

@@ -23,44 +23,6 @@ std::size_t Allowance(const ReadOptions& options, std::size_t input_size) noexce
 
 }  // namespace
 
-const char* wireKindName(WireKind kind) noexcept {
-  switch (kind) {
-    case WireKind::kBool:
-      return "bool";
-    case WireKind::kChar:
-      return "char";
-    case WireKind::kInt8:
-      return "int8";
-    case WireKind::kUInt8:
-      return "uint8";
-    case WireKind::kInt16:
-      return "int16";
-    case WireKind::kInt32:
-      return "int32";
-    case WireKind::kInt64:
-      return "int64";
-    case WireKind::kUInt32:
-      return "uint32";
-    case WireKind::kFloat:
-      return "float";
-    case WireKind::kDouble:
-      return "double";
-    case WireKind::kString:
-      return "string";
-    case WireKind::kBytes:
-      return "bytes";
-    case WireKind::kUBytes:
-      return "ubytes";
-    case WireKind::kList:
-      return "list";
-    case WireKind::kMap:
-      return "map";
-    case WireKind::kRecord:
-      return "record";
-  }
-  return "unknown";
-}
-
 const FieldInfo* RecordInfo::find(const char* field_name) const noexcept {
   for (std::size_t i = 0; i < count; ++i) {
     if (std::strcmp(fields[i].name, field_name) == 0) return &fields[i];

@@ -68,13 +68,13 @@ class Collector final : public TreeSink {
     if (skipping_ > 0 || item.role == Role::kKey) return;  // a key names its value
     Node n = node(item);
     switch (item.wire) {
-      case kWireFloat:
-      case kWireDouble:
+      case kKseFloat:
+      case kKseDouble:
         n.value = Node::kReal;
         n.num = static_cast<std::int64_t>(v.bits);
         break;
-      case kWireString1:
-      case kWireString4:
+      case kKseString1:
+      case kKseString4:
         n.value = Node::kText;
         keep(n, v.text);
         break;
@@ -157,7 +157,7 @@ class Collector final : public TreeSink {
     if (skipping_ > 0) return;
     Node n;
     n.segment = Node::kUndecoded;
-    n.wire = kWireSimpleList;
+    n.wire = kKseSimpleList;
     n.value = Node::kBytes;
     keep(n, rest);
     leaf(n);
@@ -266,7 +266,7 @@ std::string Shown(const Tree& t, const Node& n) {
       item.wire = n.wire;
       Scalar s;
       s.bits = static_cast<std::uint64_t>(n.num);
-      if (n.wire == kWireFloat) {
+      if (n.wire == kKseFloat) {
         float f = 0;
         const auto b = static_cast<std::uint32_t>(s.bits);
         std::memcpy(&f, &b, sizeof f);
@@ -301,8 +301,8 @@ int CompareSegments(const Tree& ta, const Node& a, const Tree& tb, const Node& b
   }
   return a.seg < b.seg ? -1 : a.seg > b.seg ? 1 : 0;
 }
-bool IntegerWire(std::uint8_t w) { return w <= kWireInt64 || w == kWireZero; }
-bool StringWire(std::uint8_t w) { return w == kWireString1 || w == kWireString4; }
+bool IntegerWire(std::uint8_t w) { return w <= kKseInt64 || w == kKseZero; }
+bool StringWire(std::uint8_t w) { return w == kKseString1 || w == kKseString4; }
 
 // Two heads carry the same kind of value (integer forms among themselves,
 // both string forms).

@@ -73,14 +73,14 @@ class JsonView final : public TreeSink {
     if (admit(item.role, false) != Admission::kWrite) return;
     start(item);
     switch (item.wire) {
-      case kWireFloat:
-      case kWireDouble: {
+      case kKseFloat:
+      case kKseDouble: {
         const std::string real = RealText(item, v);
         if (real == "NaN" || real == "Infinity" || real == "-Infinity") {
           buf_ += ", \"value\": \"" + real + "\"";
           if (real == "NaN") {
             char bits[20];
-            std::snprintf(bits, sizeof bits, item.wire == kWireFloat ? "%08llx" : "%016llx",
+            std::snprintf(bits, sizeof bits, item.wire == kKseFloat ? "%08llx" : "%016llx",
                           static_cast<unsigned long long>(v.bits));
             buf_ += ", \"bits\": \"" + std::string(bits) + "\"";
           }
@@ -89,8 +89,8 @@ class JsonView final : public TreeSink {
         }
         break;
       }
-      case kWireString1:
-      case kWireString4:
+      case kKseString1:
+      case kKseString4:
         if (ValidUtf8(v.text)) {
           buf_ += ", \"value\": ";
           AppendJsonString(buf_, v.text);
@@ -120,11 +120,11 @@ class JsonView final : public TreeSink {
     if (admit(item.role, true) != Admission::kWrite) return;
     start(item);
     writeNode();
-    if (item.wire == kWireStructBegin) {
+    if (item.wire == kKseStructBegin) {
       buf_ += ", \"fields\": [";
     } else {
       buf_ += ", \"count\": " + std::to_string(count);
-      buf_ += item.wire == kWireMap ? ", \"entries\": [" : ", \"items\": [";
+      buf_ += item.wire == kKseMap ? ", \"entries\": [" : ", \"items\": [";
     }
     pushLevel(Level::Array());
   }
@@ -155,7 +155,7 @@ class JsonView final : public TreeSink {
       if (!e.record.empty()) buf_ += ", \"record\": " + JsonString(e.record);
       // An unsigned-byte list spreads its bytes over one head each: with
       // paths, the bytes the items' offsets count in come along.
-      if (options_.paths && item.wire == kWireList && !e.gzip) {
+      if (options_.paths && item.wire == kKseList && !e.gzip) {
         buf_ += ", \"hex\": \"";
         AppendHex(buf_, data.data(), data.size());
         buf_ += '"';

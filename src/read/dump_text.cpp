@@ -15,11 +15,11 @@ std::string RealText(const Item& item, const Scalar& value) {
   if (std::isinf(v)) return v < 0 ? "-Infinity" : "Infinity";
 #if defined(__cpp_lib_to_chars)
   char buf[64];
-  const auto r = item.wire == kWireFloat ? std::to_chars(buf, buf + sizeof buf, static_cast<float>(v))
-                                         : std::to_chars(buf, buf + sizeof buf, v);
+  const auto r = item.wire == kKseFloat ? std::to_chars(buf, buf + sizeof buf, static_cast<float>(v))
+                                        : std::to_chars(buf, buf + sizeof buf, v);
   std::string text(buf, r.ptr);
 #else
-  std::string text = ShortestDecimal(v, item.wire == kWireFloat);
+  std::string text = ShortestDecimal(v, item.wire == kKseFloat);
 #endif
   if (text.find_first_of(".e") == std::string::npos) text += ".0";
   return text;
@@ -96,12 +96,12 @@ class TextView final : public TreeSink {
     head(item);
     buf_ += ": ";
     switch (item.wire) {
-      case kWireFloat:
-      case kWireDouble:
+      case kKseFloat:
+      case kKseDouble:
         buf_ += RealText(item, v);
         break;
-      case kWireString1:
-      case kWireString4:
+      case kKseString1:
+      case kKseString4:
         if (IsPlain(v.text)) {
           buf_ += '"';
           buf_ += v.text;
@@ -245,12 +245,12 @@ class TextView final : public TreeSink {
     buf_ += ' ';
     if (Known(item)) {
       buf_ += item.declared->name();
-    } else if (item.wire == kWireStructBegin && item.record != nullptr) {
+    } else if (item.wire == kKseStructBegin && item.record != nullptr) {
       buf_ += item.record->name;
     } else {
       buf_ += WireName(item.wire);
     }
-    if (item.wire == kWireList || item.wire == kWireMap || item.wire == kWireSimpleList) {
+    if (item.wire == kKseList || item.wire == kKseMap || item.wire == kKseSimpleList) {
       buf_ += '[';
       AppendInt(buf_, item.count);
       buf_ += ']';

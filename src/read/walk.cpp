@@ -24,43 +24,6 @@ bool Carries(std::uint8_t wire, const TypeInfo& d) noexcept {
   return ::navcore::ryn::wireTypeFits(d.kind, wire);
 }
 
-bool IsIntegerKind(WireKind k) noexcept {
-  switch (k) {
-    case WireKind::kBool:
-    case WireKind::kChar:
-    case WireKind::kInt8:
-    case WireKind::kUInt8:
-    case WireKind::kInt16:
-    case WireKind::kInt32:
-    case WireKind::kInt64:
-    case WireKind::kUInt32:
-      return true;
-    default:
-      return false;
-  }
-}
-
-// Whether an integer value fits the declared integer kind.
-bool InRange(WireKind k, std::int64_t v) noexcept {
-  switch (k) {
-    case WireKind::kBool:
-      return v == 0 || v == 1;
-    case WireKind::kChar:
-    case WireKind::kInt8:
-      return v >= -128 && v <= 127;
-    case WireKind::kUInt8:
-      return v >= 0 && v <= 255;
-    case WireKind::kInt16:
-      return v >= -32768 && v <= 32767;
-    case WireKind::kInt32:
-      return v >= std::numeric_limits<std::int32_t>::min() && v <= std::numeric_limits<std::int32_t>::max();
-    case WireKind::kUInt32:
-      return v >= 0 && v <= static_cast<std::int64_t>(std::numeric_limits<std::uint32_t>::max());
-    default:
-      return true;
-  }
-}
-
 bool IsIntegerWire(std::uint8_t wire) noexcept { return ::navcore::ryn::isIntegerWire(wire); }
 
 // What a record walk remembers of its own fields to follow the later ones.
@@ -80,7 +43,8 @@ bool GatherUBytes(WireCursor& c, std::int64_t count, std::string& out) {
     const Head h = c.head();
     if (h.tag != 0 || h.long_head || !IsIntegerWire(h.type)) return false;
     const std::int64_t v = c.integer(h);
-    if (v < 0 || v > 255 || h.type != SmallestIntegerWire(v)) return false;
+    if (!::navcore::ryn::integerKindHolds(WireKind::kUInt8, v) || h.type != SmallestIntegerWire(v))
+      return false;
     out.push_back(static_cast<char>(v));
   }
   return true;
@@ -101,7 +65,7 @@ class Walker {
   void top(std::string_view input) {
     if (LooksGzip(input)) {
       std::string inflated;
-      const GunzipResult g = Gunzip(input, kMaxInflatedSize, inflated);
+      const GunzipResult g = Gunzip(input, ::navcore::ryn::kKseMaxInflatedSize, inflated);
       if (!g.ok()) {
         sink_.begin("", input.size(), true, 0, input);
         ++summary_.undecoded;
@@ -182,7 +146,7 @@ class Walker {
         break;
       }
       const Head h = c.head();
-      if (h.type == kWireStructEnd) {
+      if (h.type == kKseStructEnd) {
         if (!in_struct) throw WireStop{h.offset, "end-of-record head outside a record"};
         if (h.long_head) throw WireStop{h.offset, "end-of-record head in the two-byte form"};
         end_tag = h.tag;
@@ -250,7 +214,8 @@ class Walker {
 
   void read(WireCursor& c, const Head& h, Item& item, const TypeInfo* declared, RecordState* state,
             const CarriedRecord* side, int depth) {
-    if (depth > kMaxDepth) throw WireStop{h.offset, "nested deeper than " + std::to_string(kMaxDepth)};
+    using ::navcore::ryn::kKseMaxDepth;
+    if (depth > kKseMaxDepth) throw WireStop{h.offset, "nested deeper than " + std::to_string(kKseMaxDepth)};
     item.offset = h.offset;
     item.long_head = h.long_head;
     if (sink_.wantsLengths()) {
@@ -271,21 +236,22 @@ class Walker {
     }
     Scalar s;
     switch (h.type) {
-      case kWireInt8:
-      case kWireInt16:
-      case kWireInt32:
-      case kWireInt64:
-      case kWireZero:
+      case kKseInt8:
+      case kKseInt16:
+      case kKseInt32:
+      case kKseInt64:
+      case kKseZero:
         s.integer = c.integer(h);
-        if (declared != nullptr && item.problem == Problem::kNone && IsIntegerKind(declared->kind) &&
-            !InRange(declared->kind, s.integer)) {
+        if (declared != nullptr && item.problem == Problem::kNone &&
+            ::navcore::ryn::isIntegerKind(declared->kind) &&
+            !::navcore::ryn::integerKindHolds(declared->kind, s.integer)) {
           item.problem = Problem::kOutOfRange;
           ++summary_.mismatches;
         }
         remember(state, item, s);
         sink_.scalar(item, s);
         return;
-      case kWireFloat: {
+      case kKseFloat: {
         s.bits = c.realBits(h);
         const auto b = static_cast<std::uint32_t>(s.bits);
         float f = 0;
@@ -294,30 +260,30 @@ class Walker {
         sink_.scalar(item, s);
         return;
       }
-      case kWireDouble:
+      case kKseDouble:
         s.bits = c.realBits(h);
         std::memcpy(&s.real, &s.bits, sizeof s.real);
         sink_.scalar(item, s);
         return;
-      case kWireString1:
-      case kWireString4:
+      case kKseString1:
+      case kKseString4:
         s.text = c.string(h);
         remember(state, item, s);
         sink_.scalar(item, s);
         return;
-      case kWireSimpleList: {
+      case kKseSimpleList: {
         const std::string_view data = c.byteArray(item.count_wire);
         item.count = static_cast<std::int64_t>(data.size());
         carried(item, data, side != nullptr ? *side : follow(state, item), depth);
         return;
       }
-      case kWireList:
+      case kKseList:
         list(c, item, declared, state, depth);
         return;
-      case kWireMap:
+      case kKseMap:
         map(c, item, declared, depth);
         return;
-      case kWireStructBegin:
+      case kKseStructBegin:
         item.record = declared != nullptr && declared->record != nullptr ? &declared->record() : nullptr;
         sink_.open(item, 0);
         open_.push_back(item);
@@ -359,7 +325,7 @@ class Walker {
     if (where.may_gzip && LooksGzip(data)) {
       e.gzip = true;
       e.compressed = data;
-      const GunzipResult g = Gunzip(data, kMaxInflatedSize, inflated);
+      const GunzipResult g = Gunzip(data, ::navcore::ryn::kKseMaxInflatedSize, inflated);
       if (!g.ok()) {
         e.inflate_error = g.error;
         ++summary_.undecoded;
@@ -408,7 +374,7 @@ class Walker {
     open_.push_back(item);
     for (std::int64_t i = 0; i < count; ++i) {
       const Head eh = c.head();
-      if (eh.type == kWireStructEnd)
+      if (eh.type == kKseStructEnd)
         throw WireStop{eh.offset, "end-of-record head in place of a list element"};
       Item e;
       e.role = Role::kElement;
@@ -429,7 +395,7 @@ class Walker {
     open_.push_back(item);
     for (std::int64_t i = 0; i < count; ++i) {
       const Head kh = c.head();
-      if (kh.type == kWireStructEnd) throw WireStop{kh.offset, "end-of-record head in place of a map key"};
+      if (kh.type == kKseStructEnd) throw WireStop{kh.offset, "end-of-record head in place of a map key"};
       std::string key = c.peekText(kh);
       Item k;
       k.role = Role::kKey;
@@ -438,7 +404,7 @@ class Walker {
       k.wire = kh.type;
       value(c, kh, k, declared != nullptr ? declared->key : nullptr, nullptr, nullptr, depth + 1);
       const Head vh = c.head();
-      if (vh.type == kWireStructEnd) throw WireStop{vh.offset, "end-of-record head in place of a map value"};
+      if (vh.type == kKseStructEnd) throw WireStop{vh.offset, "end-of-record head in place of a map value"};
       Item v;
       v.role = Role::kValue;
       v.index = static_cast<std::size_t>(i);
@@ -547,12 +513,5 @@ class NullSink final : public TreeSink {
 }  // namespace
 
 std::unique_ptr<TreeSink> MakeNullSink() { return std::make_unique<NullSink>(); }
-
-const char* WireName(std::uint8_t wire) noexcept {
-  static const char* const kNames[16] = {"int8",   "int16",  "int32",  "int64", "float",  "double",
-                                         "string", "string", "map",    "list",  "struct", "end",
-                                         "zero",   "bytes",  "type14", "type15"};
-  return kNames[wire & 15];
-}
 
 }  // namespace navreq

@@ -34,7 +34,7 @@ Head WireCursor::head() {
     h.type = k.type;
     h.tag = k.tag;
     h.size = k.size;
-    h.long_head = k.size == 2 && k.tag < 15;
+    h.long_head = k.size == 2 && k.tag < ::navcore::ryn::kKseFirstLongHeadTag;
     return h;
   } catch (const KseReadError& e) {
     Stop(e, base_);
@@ -51,7 +51,7 @@ std::int64_t WireCursor::integer(const Head& h) {
 
 std::uint64_t WireCursor::realBits(const Head& h) {
   try {
-    if (h.type == kWireFloat) {
+    if (h.type == kKseFloat) {
       const float f = in_.readFloat();
       std::uint32_t bits = 0;
       std::memcpy(&bits, &f, sizeof bits);
@@ -141,7 +141,7 @@ std::string WireCursor::peekText(const Head& h) const {
   const std::size_t at = pos();
   KseInputStream ahead(bytes_.data() + at, bytes_.size() - at);
   try {
-    if (h.type == kWireString1 || h.type == kWireString4) {
+    if (h.type == kKseString1 || h.type == kKseString4) {
       const ::navcore::ryn::KseSpan s = ahead.readString(h.type);
       return std::string(s.data, s.size);
     }

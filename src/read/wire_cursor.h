@@ -13,21 +13,21 @@
 
 namespace navreq {
 
-// Head type codes.
-constexpr std::uint8_t kWireInt8 = ::navcore::ryn::kKseInt8;
-constexpr std::uint8_t kWireInt16 = ::navcore::ryn::kKseInt16;
-constexpr std::uint8_t kWireInt32 = ::navcore::ryn::kKseInt32;
-constexpr std::uint8_t kWireInt64 = ::navcore::ryn::kKseInt64;
-constexpr std::uint8_t kWireFloat = ::navcore::ryn::kKseFloat;
-constexpr std::uint8_t kWireDouble = ::navcore::ryn::kKseDouble;
-constexpr std::uint8_t kWireString1 = ::navcore::ryn::kKseString1;
-constexpr std::uint8_t kWireString4 = ::navcore::ryn::kKseString4;
-constexpr std::uint8_t kWireMap = ::navcore::ryn::kKseMap;
-constexpr std::uint8_t kWireList = ::navcore::ryn::kKseList;
-constexpr std::uint8_t kWireStructBegin = ::navcore::ryn::kKseStructBegin;
-constexpr std::uint8_t kWireStructEnd = ::navcore::ryn::kKseStructEnd;
-constexpr std::uint8_t kWireZero = ::navcore::ryn::kKseZero;
-constexpr std::uint8_t kWireSimpleList = ::navcore::ryn::kKseSimpleList;
+// Head type codes, as the wire layer names them.
+using ::navcore::ryn::kKseDouble;
+using ::navcore::ryn::kKseFloat;
+using ::navcore::ryn::kKseInt16;
+using ::navcore::ryn::kKseInt32;
+using ::navcore::ryn::kKseInt64;
+using ::navcore::ryn::kKseInt8;
+using ::navcore::ryn::kKseList;
+using ::navcore::ryn::kKseMap;
+using ::navcore::ryn::kKseSimpleList;
+using ::navcore::ryn::kKseString1;
+using ::navcore::ryn::kKseString4;
+using ::navcore::ryn::kKseStructBegin;
+using ::navcore::ryn::kKseStructEnd;
+using ::navcore::ryn::kKseZero;
 
 // Decoding stops here: the offset of the first byte that could not be read.
 struct WireStop {

@@ -33,29 +33,13 @@ inline zv_navi_core::ReqExtraParam RealisticExtra() {
   return extra;
 }
 
-inline zv_navi_core::KSLocation Fix(double latitude, double longitude, float speed, std::int64_t time_s,
-                                    std::int32_t src_type) {
-  zv_navi_core::KSLocation fix;
-  fix.latitude = latitude;
-  fix.longitude = longitude;
-  fix.speed = speed;
-  fix.scalarA = 6.5f;
-  fix.heading = 135.0f;
-  fix.scalarC = 42.0f;
-  fix.scalarD = 38.5f;
-  fix.timeSeconds = time_s;
-  fix.intValueA = 3;
-  fix.intValueB = 12;
-  fix.src_type = src_type;
-  return fix;
-}
-
 inline std::vector<zv_navi_core::KSLocation> Fixes(int count, std::int64_t first_time_s,
                                                    std::int32_t src_type) {
   std::vector<zv_navi_core::KSLocation> fixes;
   for (int i = 0; i < count; ++i) {
-    fixes.push_back(Fix(39.865195 - 0.00012 * i, 116.378624 + 0.00015 * i,
-                        12.5f + 0.25f * static_cast<float>(i), first_time_s + 2 * i, src_type));
+    fixes.push_back(navreq::testing::Fix(39.865195 - 0.00012 * i, 116.378624 + 0.00015 * i,
+                                         12.5f + 0.25f * static_cast<float>(i), 6.5f, 135.0f, 42.0f,
+                                         first_time_s + 2 * i, 3, 12, src_type, 38.5f));
   }
   return fixes;
 }

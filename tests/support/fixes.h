@@ -1,5 +1,6 @@
-// Engine fixes and search points for route search tests, every field the
-// conversion reads.
+// Engine fixes and search points, every field the conversions read: the one
+// set of builders for the request tests, the reliability tests and the
+// benchmarks' built-in inputs.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +13,7 @@ namespace testing {
 
 inline navcore::KSLocation Fix(double lat, double lon, float speed, float scalar_a, float heading,
                                float scalar_c, std::int64_t time, std::int32_t int_a, std::int32_t int_b,
-                               std::int32_t src) {
+                               std::int32_t src, float scalar_d = 0.0f) {
   navcore::KSLocation f;
   f.latitude = lat;
   f.longitude = lon;
@@ -20,6 +21,7 @@ inline navcore::KSLocation Fix(double lat, double lon, float speed, float scalar
   f.scalarA = scalar_a;
   f.heading = heading;
   f.scalarC = scalar_c;
+  f.scalarD = scalar_d;
   f.timeSeconds = time;
   f.intValueA = int_a;
   f.intValueB = int_b;

@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "navreq/kse/input_stream.h"
 #include "navreq/read/diff.h"
 #include "navreq/read/inflate.h"
 #include "navreq/read/views.h"
@@ -127,7 +128,7 @@ EMSCRIPTEN_KEEPALIVE int navreq_inflate(const char* data, std::size_t size) {
   std::string error;
   try {
     const navreq::GunzipResult r =
-        navreq::Gunzip(std::string_view(data, size), navreq::kMaxInflatedSize, g_result);
+        navreq::Gunzip(std::string_view(data, size), ::navcore::ryn::kKseMaxInflatedSize, g_result);
     if (r.ok()) return 1;
     error = r.error;
   } catch (const std::exception& e) {

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "navreq/engine/reflect.h"
+#include "navreq/records/commands.h"
 #include "navreq/requests.h"
 
 namespace navreq {
@@ -47,34 +48,60 @@ std::function<int(std::vector<char>&)> WithExtra(const json* extra, const json* 
   return [p, e](std::vector<char>& out) { return static_cast<int>(fn(*p, *e, out)); };
 }
 
-std::function<int(std::vector<char>&)> NavStop(const json* extra, const json* param) {
+// The entry function of each request kind, as the command table names it.
+template <navkse::RequestKind K>
+struct EntryOf;
+#define NAVREQ_ENTRY_OF_(KIND, ENVELOPE, NUMBER, NAME, BODY, GZIP, ENTRY) \
+  template <>                                                             \
+  struct EntryOf<navkse::RequestKind::KIND> {                             \
+    static constexpr auto fn = &entry::ENTRY;                             \
+  };
+NAVKSE_REQUEST_COMMANDS(NAVREQ_ENTRY_OF_)
+#undef NAVREQ_ENTRY_OF_
+
+// Binds the parameters to the entry function of kind K.
+template <navkse::RequestKind K>
+std::function<int(std::vector<char>&)> Bind(const json* extra, const json* param) {
+  return WithExtra<EntryOf<K>::fn>(extra, param);
+}
+
+// The stop event takes three strings and no client identity.
+template <>
+std::function<int(std::vector<char>&)> Bind<navkse::RequestKind::kNavStopEvent>(const json* extra,
+                                                                                const json* param) {
   if (extra != nullptr) throw InputError("extra: unknown key (the stop event takes no client identity)");
   auto p = ReadParam<NavStopParam>(param);
   return [p](std::vector<char>& out) {
-    return entry::GetNavStopActionReqData(p->text, p->device_id, p->client_key, out);
+    constexpr auto fn = EntryOf<navkse::RequestKind::kNavStopEvent>::fn;
+    return fn(p->text, p->device_id, p->client_key, out);
   };
+}
+
+// A kind of the command line: its name there, the command it writes (whose
+// entry function it calls) and what "param" holds.
+Kind KindOf(const char* name, navkse::RequestKind kind, const char* param,
+            std::function<int(std::vector<char>&)> (*bind)(const json*, const json*)) {
+  return Kind{name, navkse::commandOf(kind).entry, param, bind};
 }
 
 }  // namespace
 
-// A kind whose entry function takes (param, extra, out), named once.
-#define NAVREQ_KIND_WITH_EXTRA(name, function, param) \
-  Kind { name, #function, param, &WithExtra<&entry::function> }
+#define NAVREQ_KIND(name, KIND, param) \
+  KindOf(name, navkse::RequestKind::KIND, param, &Bind<navkse::RequestKind::KIND>)
 
 const std::vector<Kind>& Kinds() {
   static const std::vector<Kind> kinds = {
-      NAVREQ_KIND_WITH_EXTRA("route", GetRouteReqData, "DriveRouteReqParam"),
-      NAVREQ_KIND_WITH_EXTRA("refresh", GetRouteRefreshReqData, "RouteRefreshReqParam"),
-      NAVREQ_KIND_WITH_EXTRA("location", GetLocationUploadReqData, "LocationUploadParam"),
-      Kind{"navstop", "GetNavStopActionReqData", "{\"text\", \"device_id\", \"client_key\"}, no extra",
-           &NavStop},
-      NAVREQ_KIND_WITH_EXTRA("plus", GetRoutePlus, "PlusReq"),
-      NAVREQ_KIND_WITH_EXTRA("slice", GetRouteSlice, "SliceReq"),
+      NAVREQ_KIND("route", kRouteSearch, "DriveRouteReqParam"),
+      NAVREQ_KIND("refresh", kTrafficRefresh, "RouteRefreshReqParam"),
+      NAVREQ_KIND("location", kLocationUpload, "LocationUploadParam"),
+      NAVREQ_KIND("navstop", kNavStopEvent, "{\"text\", \"device_id\", \"client_key\"}, no extra"),
+      NAVREQ_KIND("plus", kRoutePlus, "PlusReq"),
+      NAVREQ_KIND("slice", kGuidanceSlice, "SliceReq"),
   };
   return kinds;
 }
 
-#undef NAVREQ_KIND_WITH_EXTRA
+#undef NAVREQ_KIND
 
 std::vector<std::string> KindNames() {
   std::vector<std::string> names;

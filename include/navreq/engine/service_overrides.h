@@ -25,73 +25,63 @@ using DistanceFunction = std::function<double(double, double, double, double)>;
 // Receives every line that platform::PutLine would print, without its newline.
 using PrintSink = std::function<void(const std::string& line)>;
 
-// Replaces GZipCompress.
-class ScopedGzip {
+namespace detail {
+// Which service an override replaces, and the function that replaces it.
+struct GzipSlot {
+  using Function = GzipFunction;
+};
+struct ClockSlot {
+  using Function = ClockFunction;
+};
+struct LogSlot {
+  using Function = LogSink;
+};
+struct DistanceSlot {
+  using Function = DistanceFunction;
+};
+struct PrintSlot {
+  using Function = PrintSink;
+};
+}  // namespace detail
+
+// Installs `replacement` for the calling thread; the destructor puts back
+// what was installed before. Defined for the slots above.
+template <class Slot>
+class ScopedOverride {
  public:
-  // Installs `gzip` for the calling thread.
-  explicit ScopedGzip(GzipFunction gzip);
-  ~ScopedGzip();
-  ScopedGzip(const ScopedGzip&) = delete;
-  ScopedGzip& operator=(const ScopedGzip&) = delete;
+  // The function that stands in for the service.
+  using Function = typename Slot::Function;
+  // Installs `replacement` for the calling thread.
+  explicit ScopedOverride(Function replacement);
+  ~ScopedOverride();
+  ScopedOverride(const ScopedOverride&) = delete;
+  ScopedOverride& operator=(const ScopedOverride&) = delete;
 
  private:
-  GzipFunction previous_;
+  Function previous_;
 };
 
+// Replaces GZipCompress.
+using ScopedGzip = ScopedOverride<detail::GzipSlot>;
+
 // Replaces platform::GetTimestampMilliseconds.
-class ScopedClock {
+class ScopedClock : public ScopedOverride<detail::ClockSlot> {
  public:
+  // The clock reads `clock()`.
+  using ScopedOverride::ScopedOverride;
   // The clock always reads `fixed_ms`.
   explicit ScopedClock(std::int64_t fixed_ms);
-  // The clock reads `clock()`.
-  explicit ScopedClock(ClockFunction clock);
-  ~ScopedClock();
-  ScopedClock(const ScopedClock&) = delete;
-  ScopedClock& operator=(const ScopedClock&) = delete;
-
- private:
-  ClockFunction previous_;
 };
 
 // Without a sink, log lines are discarded.
-class ScopedLogSink {
- public:
-  // Installs `sink` for the calling thread.
-  explicit ScopedLogSink(LogSink sink);
-  ~ScopedLogSink();
-  ScopedLogSink(const ScopedLogSink&) = delete;
-  ScopedLogSink& operator=(const ScopedLogSink&) = delete;
-
- private:
-  LogSink previous_;
-};
+using ScopedLogSink = ScopedOverride<detail::LogSlot>;
 
 // Replaces math::CalcDistanceFromLatLon, e.g. to put a destination exactly
 // on a distance threshold whatever the geometry.
-class ScopedDistance {
- public:
-  // Installs `distance` for the calling thread.
-  explicit ScopedDistance(DistanceFunction distance);
-  ~ScopedDistance();
-  ScopedDistance(const ScopedDistance&) = delete;
-  ScopedDistance& operator=(const ScopedDistance&) = delete;
-
- private:
-  DistanceFunction previous_;
-};
+using ScopedDistance = ScopedOverride<detail::DistanceSlot>;
 
 // Without a sink, lines go to standard output.
-class ScopedPrintSink {
- public:
-  // Installs `sink` for the calling thread.
-  explicit ScopedPrintSink(PrintSink sink);
-  ~ScopedPrintSink();
-  ScopedPrintSink(const ScopedPrintSink&) = delete;
-  ScopedPrintSink& operator=(const ScopedPrintSink&) = delete;
-
- private:
-  PrintSink previous_;
-};
+using ScopedPrintSink = ScopedOverride<detail::PrintSlot>;
 
 // The default compressor (deflate level 6 with gzip framing, by zlib or, with
 // -DNAVREQ_GZIP_BACKEND=libdeflate, by libdeflate), usable by an override that

@@ -23,6 +23,10 @@ namespace ryn {
 // Deepest nesting of records, lists and maps a reader follows.
 constexpr int kKseMaxDepth = 64;
 
+// Largest gzip body a reader inflates (a body carrying Kse bytes); a larger
+// one is over the limit, not read. A settable default where callers choose.
+constexpr std::size_t kKseMaxInflatedSize = std::size_t{256} << 20;
+
 // What can be wrong with bytes being read.
 enum class ReadProblemKind : std::uint8_t {
   kTruncated,        // the input ends inside a value

@@ -45,10 +45,8 @@
   if (!kse_seen_.has(TAG)) kse_in_.missingField(#NAME);
 #define NAVKSE_FIELD_EQUAL_(TAG, TYPE, NAME, INIT) &&::navcore::SameValue(kse_a_.NAME, kse_b_.NAME)
 #define NAVKSE_FIELD_VISIT_(TAG, TYPE, NAME, INIT) kse_visit_(static_cast<std::uint8_t>(TAG), #NAME, NAME);
-#define NAVKSE_FIELD_INFO_(TAG, TYPE, NAME, INIT)                                                       \
-  ::navcore::ryn::FieldInfo{static_cast<std::uint8_t>(TAG), #NAME, &::navcore::ryn::TypeOf<TYPE>::info, \
-                            &::navcore::ryn::FieldType<TYPE>::typeName,                                 \
-                            &::navcore::ryn::FieldType<TYPE>::record},
+#define NAVKSE_FIELD_INFO_(TAG, TYPE, NAME, INIT) \
+  ::navcore::ryn::FieldInfo{static_cast<std::uint8_t>(TAG), #NAME, &::navcore::ryn::TypeOf<TYPE>::info},
 
 #define NAVKSE_MEMORY_MEMBER_(TYPE, NAME, INIT) TYPE NAME = INIT;
 #define NAVKSE_NO_MEMORY_MEMBERS_(M)

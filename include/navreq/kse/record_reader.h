@@ -97,18 +97,6 @@ struct MinWire<Bytes> {
   static constexpr std::size_t value = 3;
 };
 
-// Range of the declared width of an integer field.
-template <class T>
-struct IntRange {
-  static constexpr std::int64_t min = static_cast<std::int64_t>(std::numeric_limits<T>::min());
-  static constexpr std::int64_t max = static_cast<std::int64_t>(std::numeric_limits<T>::max());
-};
-template <>
-struct IntRange<char> {  // one two's-complement byte whatever char's signedness
-  static constexpr std::int64_t min = -128;
-  static constexpr std::int64_t max = 127;
-};
-
 }  // namespace kse_detail
 
 // Reads records field by field from a KseInputStream, recording problems with their paths.
@@ -197,7 +185,7 @@ class KseRecordReader {
   NAVKSE_INLINE void value(const KseHead& h, T& out) {
     if (NAVKSE_UNLIKELY(!isIntegerWire(h.type))) return mismatch(h, FieldType<T>::typeName());
     const std::int64_t v = in_.readInteger(h.type);
-    if (NAVKSE_UNLIKELY(v < kse_detail::IntRange<T>::min || v > kse_detail::IntRange<T>::max)) {
+    if (NAVKSE_UNLIKELY(!integerKindHolds(FieldType<T>::kind, v))) {
       return outOfRange(h, v);
     }
     out = static_cast<T>(v);

@@ -34,7 +34,8 @@ using StringMap = std::map<std::string, std::string>;       // strings to string
 using BytesMap = std::map<std::string, std::vector<char>>;  // strings to byte arrays
 using LongMap = std::map<std::int64_t, std::int64_t>;       // int64 to int64
 
-// The declared type of a field, as far as the wire cares.
+// The declared type of a field, as far as the wire cares. The integer kinds
+// come first (isIntegerKind).
 enum class WireKind : std::uint8_t {
   kBool,    // integer forms, values 0 and 1
   kChar,    // integer forms, one byte (-128..127)
@@ -54,8 +55,88 @@ enum class WireKind : std::uint8_t {
   kRecord,  // types 10 .. 11; record
 };
 
-// "int32", "list", "record", ...
-const char* wireKindName(WireKind kind) noexcept;
+// "int32", "list", "record", ...: also the name of a scalar declared type.
+constexpr const char* wireKindName(WireKind kind) noexcept {
+  switch (kind) {
+    case WireKind::kBool:
+      return "bool";
+    case WireKind::kChar:
+      return "char";
+    case WireKind::kInt8:
+      return "int8";
+    case WireKind::kUInt8:
+      return "uint8";
+    case WireKind::kInt16:
+      return "int16";
+    case WireKind::kInt32:
+      return "int32";
+    case WireKind::kInt64:
+      return "int64";
+    case WireKind::kUInt32:
+      return "uint32";
+    case WireKind::kFloat:
+      return "float";
+    case WireKind::kDouble:
+      return "double";
+    case WireKind::kString:
+      return "string";
+    case WireKind::kBytes:
+      return "bytes";
+    case WireKind::kUBytes:
+      return "ubytes";
+    case WireKind::kList:
+      return "list";
+    case WireKind::kMap:
+      return "map";
+    case WireKind::kRecord:
+      return "record";
+  }
+  return "unknown";
+}
+
+// Whether values declared as `kind` travel as integers.
+constexpr bool isIntegerKind(WireKind kind) noexcept { return kind <= WireKind::kUInt32; }
+
+// The values an integer kind holds: the signed range of its width, 0..1 for
+// a bool, the unsigned range of an unsigned one. (A char is one two's-
+// complement byte whatever its signedness in C++.)
+constexpr std::int64_t integerKindMin(WireKind kind) noexcept {
+  switch (kind) {
+    case WireKind::kChar:
+    case WireKind::kInt8:
+      return kseIntegerMin(kKseInt8);
+    case WireKind::kInt16:
+      return kseIntegerMin(kKseInt16);
+    case WireKind::kInt32:
+      return kseIntegerMin(kKseInt32);
+    case WireKind::kInt64:
+      return kseIntegerMin(kKseInt64);
+    default:
+      return 0;
+  }
+}
+constexpr std::int64_t integerKindMax(WireKind kind) noexcept {
+  switch (kind) {
+    case WireKind::kBool:
+      return 1;
+    case WireKind::kChar:
+    case WireKind::kInt8:
+      return kseIntegerMax(kKseInt8);
+    case WireKind::kUInt8:
+      return 2 * kseIntegerMax(kKseInt8) + 1;
+    case WireKind::kInt16:
+      return kseIntegerMax(kKseInt16);
+    case WireKind::kInt32:
+      return kseIntegerMax(kKseInt32);
+    case WireKind::kUInt32:
+      return 2 * kseIntegerMax(kKseInt32) + 1;
+    default:
+      return kseIntegerMax(kKseInt64);
+  }
+}
+constexpr bool integerKindHolds(WireKind kind, std::int64_t v) noexcept {
+  return v >= integerKindMin(kind) && v <= integerKindMax(kind);
+}
 
 // Whether a value declared as `kind` may arrive with the wire type code `type`.
 constexpr bool wireTypeFits(WireKind kind, std::uint8_t type) noexcept {
@@ -96,10 +177,6 @@ struct FieldInfo {
   std::uint8_t tag;      // the field's tag
   const char* name;      // the field's name as declared
   const TypeInfo* type;  // its declared type
-  // Shorthands kept for older callers: type->name(), and the record written
-  // at this field (itself, or as the elements of a list or map), else null.
-  const char* (*typeName)();      // type->name()
-  const RecordInfo* (*record)();  // the record at this field, or null
 };
 
 // Reflection of one record: its name and fields in ascending tag order.
@@ -126,27 +203,26 @@ struct RecordInfo {
 template <class T, class Enable = void>
 struct FieldType;
 
-// The FieldType of a scalar C++ type: its kind and its name on the wire.
-#define NAVKSE_SCALAR_FIELD_TYPE(CPP, NAME, KIND)         \
-  template <>                                             \
-  struct FieldType<CPP> {                                 \
-    static constexpr WireKind kind = WireKind::KIND;      \
-    static const char* typeName() { return NAME; }        \
-    static const RecordInfo* record() { return nullptr; } \
+// The FieldType of a scalar C++ type: its kind, and its name from the kind.
+#define NAVKSE_SCALAR_FIELD_TYPE(CPP, KIND)                      \
+  template <>                                                    \
+  struct FieldType<CPP> {                                        \
+    static constexpr WireKind kind = WireKind::KIND;             \
+    static const char* typeName() { return wireKindName(kind); } \
   }
-NAVKSE_SCALAR_FIELD_TYPE(bool, "bool", kBool);
-NAVKSE_SCALAR_FIELD_TYPE(char, "char", kChar);
-NAVKSE_SCALAR_FIELD_TYPE(signed char, "int8", kInt8);
-NAVKSE_SCALAR_FIELD_TYPE(unsigned char, "uint8", kUInt8);
-NAVKSE_SCALAR_FIELD_TYPE(std::int16_t, "int16", kInt16);
-NAVKSE_SCALAR_FIELD_TYPE(std::int32_t, "int32", kInt32);
-NAVKSE_SCALAR_FIELD_TYPE(std::int64_t, "int64", kInt64);
-NAVKSE_SCALAR_FIELD_TYPE(std::uint32_t, "uint32", kUInt32);
-NAVKSE_SCALAR_FIELD_TYPE(float, "float", kFloat);
-NAVKSE_SCALAR_FIELD_TYPE(double, "double", kDouble);
-NAVKSE_SCALAR_FIELD_TYPE(std::string, "string", kString);
-NAVKSE_SCALAR_FIELD_TYPE(Bytes, "bytes", kBytes);
-NAVKSE_SCALAR_FIELD_TYPE(UBytes, "ubytes", kUBytes);
+NAVKSE_SCALAR_FIELD_TYPE(bool, kBool);
+NAVKSE_SCALAR_FIELD_TYPE(char, kChar);
+NAVKSE_SCALAR_FIELD_TYPE(signed char, kInt8);
+NAVKSE_SCALAR_FIELD_TYPE(unsigned char, kUInt8);
+NAVKSE_SCALAR_FIELD_TYPE(std::int16_t, kInt16);
+NAVKSE_SCALAR_FIELD_TYPE(std::int32_t, kInt32);
+NAVKSE_SCALAR_FIELD_TYPE(std::int64_t, kInt64);
+NAVKSE_SCALAR_FIELD_TYPE(std::uint32_t, kUInt32);
+NAVKSE_SCALAR_FIELD_TYPE(float, kFloat);
+NAVKSE_SCALAR_FIELD_TYPE(double, kDouble);
+NAVKSE_SCALAR_FIELD_TYPE(std::string, kString);
+NAVKSE_SCALAR_FIELD_TYPE(Bytes, kBytes);
+NAVKSE_SCALAR_FIELD_TYPE(UBytes, kUBytes);
 #undef NAVKSE_SCALAR_FIELD_TYPE
 
 // A list of T.
@@ -158,7 +234,6 @@ struct FieldType<std::vector<T>> {
     static const std::string name = std::string("list<") + FieldType<T>::typeName() + ">";
     return name.c_str();
   }
-  static const RecordInfo* record() { return FieldType<T>::record(); }  // the element's record, or null
 };
 
 // A map from K to V.
@@ -171,7 +246,6 @@ struct FieldType<std::map<K, V>> {
         std::string("map<") + FieldType<K>::typeName() + "," + FieldType<V>::typeName() + ">";
     return name.c_str();
   }
-  static const RecordInfo* record() { return FieldType<V>::record(); }  // the value's record, or null
 };
 
 // A nested record.
@@ -179,7 +253,6 @@ template <class R>
 struct FieldType<R, typename std::enable_if<std::is_base_of<KseStructBase, R>::value>::type> {
   static constexpr WireKind kind = WireKind::kRecord;          // its kind
   static const char* typeName() { return R::kseInfo().name; }  // the record's name
-  static const RecordInfo* record() { return &R::kseInfo(); }  // the record itself
 };
 
 namespace kse_detail {

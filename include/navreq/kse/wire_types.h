@@ -1,6 +1,7 @@
 // The Kse wire vocabulary shared by the writer, the reader and the tool: the
 // four-bit type codes of a head and how a head is laid out. (The writer's
-// choice of integer form is KseOutputStream::storeIntegerAt.)
+// choice of integer form is kseIntegerType below; the stores that lay the
+// bytes out are in wire_format.h.)
 //
 // Every value on the wire is preceded by a head that carries the field's tag and
 // a four-bit type code:
@@ -72,6 +73,14 @@ constexpr std::uint8_t kKseLastType = kKseSimpleList;
 // Longest string the encoding carries: 100 MiB.
 constexpr std::size_t kKseMaxStringLength = 104857600;
 
+// Longest string the short form carries: its length is one byte.
+constexpr std::size_t kKseMaxShortStringLength = 255;
+
+// The form a string of `n` bytes goes out in.
+constexpr std::uint8_t kseStringType(std::size_t n) noexcept {
+  return n <= kKseMaxShortStringLength ? kKseString1 : kKseString4;
+}
+
 // Tags from this one on take the two-byte head.
 constexpr std::uint8_t kKseFirstLongHeadTag = 15;
 
@@ -81,40 +90,45 @@ constexpr std::size_t kseHeadSize(std::uint8_t tag) noexcept { return tag < kKse
 // Whether a head of this type carries an integer (any width, or the zero head).
 constexpr bool isIntegerWire(std::uint8_t type) noexcept { return type <= kKseInt64 || type == kKseZero; }
 
-// Short name of a type code, for messages and listings.
-constexpr const char* kseTypeName(std::uint8_t type) noexcept {
-  switch (type) {
-    case kKseInt8:
-      return "int8";
-    case kKseInt16:
-      return "int16";
-    case kKseInt32:
-      return "int32";
-    case kKseInt64:
-      return "int64";
-    case kKseFloat:
-      return "float";
-    case kKseDouble:
-      return "double";
-    case kKseString1:
-      return "string1";
-    case kKseString4:
-      return "string4";
-    case kKseMap:
-      return "map";
-    case kKseList:
-      return "list";
-    case kKseStructBegin:
-      return "struct-begin";
-    case kKseStructEnd:
-      return "struct-end";
-    case kKseZero:
-      return "zero";
-    case kKseSimpleList:
-      return "simple-list";
-    default:
-      return "unknown";
-  }
+// Names of the sixteen type codes. `name` tells the codes apart, for messages
+// about a head ("string1 read"); `shown` is what a value read by its head
+// alone is listed as, in the words the declared types use ("string").
+struct KseTypeNames {
+  const char* name;   // tells the codes apart
+  const char* shown;  // what a value read by its head alone is listed as
+};
+// The names of each type code, indexed by the code.
+inline constexpr KseTypeNames kKseTypeNames[16] = {
+    {"int8", "int8"},   {"int16", "int16"},       {"int32", "int32"},         {"int64", "int64"},
+    {"float", "float"}, {"double", "double"},     {"string1", "string"},      {"string4", "string"},
+    {"map", "map"},     {"list", "list"},         {"struct-begin", "struct"}, {"struct-end", "end"},
+    {"zero", "zero"},   {"simple-list", "bytes"}, {"unknown", "type14"},      {"unknown", "type15"},
+};
+
+// Name of a type code, for messages about the head itself.
+constexpr const char* kseTypeName(std::uint8_t type) noexcept { return kKseTypeNames[type & 15].name; }
+
+// Name of a type code where a value is listed by its head alone.
+constexpr const char* kseTypeShownName(std::uint8_t type) noexcept { return kKseTypeNames[type & 15].shown; }
+
+// The signed range each integer form carries (the zero head: 0 alone; other
+// codes carry no integer).
+constexpr std::int64_t kseIntegerMin(std::uint8_t type) noexcept {
+  return type == kKseInt8    ? INT8_MIN
+         : type == kKseInt16 ? INT16_MIN
+         : type == kKseInt32 ? INT32_MIN
+         : type == kKseInt64 ? INT64_MIN
+                             : 0;
+}
+constexpr std::int64_t kseIntegerMax(std::uint8_t type) noexcept {
+  return type == kKseInt8    ? INT8_MAX
+         : type == kKseInt16 ? INT16_MAX
+         : type == kKseInt32 ? INT32_MAX
+         : type == kKseInt64 ? INT64_MAX
+                             : 0;
+}
+constexpr bool kseIntegerFits(std::uint8_t type, std::int64_t v) noexcept {
+  return isIntegerWire(type) && v >= kseIntegerMin(type) && v <= kseIntegerMax(type);
 }
 
 // The integer-form ladder, the one place that states it: the type code an
@@ -124,9 +138,9 @@ constexpr const char* kseTypeName(std::uint8_t type) noexcept {
 template <int Bits>
 constexpr std::uint8_t kseIntegerType(std::int64_t v) noexcept {
   if (v == 0) return kKseZero;
-  if (Bits == 8 || (v >= -128 && v <= 127)) return kKseInt8;
-  if (Bits == 16 || (v >= -32768 && v <= 32767)) return kKseInt16;
-  if (Bits == 32 || (v >= INT32_MIN && v <= INT32_MAX)) return kKseInt32;
+  if (Bits == 8 || kseIntegerFits(kKseInt8, v)) return kKseInt8;
+  if (Bits == 16 || kseIntegerFits(kKseInt16, v)) return kKseInt16;
+  if (Bits == 32 || kseIntegerFits(kKseInt32, v)) return kKseInt32;
   return kKseInt64;
 }
 

@@ -12,11 +12,13 @@
 #include <string>
 #include <string_view>
 
+#include "navreq/kse/input_stream.h"
+
 namespace navreq {
 
 // An inflated body larger than this is not decoded (DecodeRequest takes
-// another bound through DecodeOptions).
-constexpr std::size_t kMaxInflatedSize = std::size_t{256} << 20;
+// another bound through DecodeOptions). The number itself is the wire layer's.
+using ::navcore::ryn::kKseMaxInflatedSize;
 
 // How one gzip stream inflated.
 enum class GunzipStatus {

@@ -26,9 +26,6 @@ namespace navreq {
 using ::navcore::ryn::FieldInfo;
 using ::navcore::ryn::RecordInfo;
 
-// Records, lists and maps nested deeper than this stop the decoding.
-constexpr int kMaxDepth = 64;
-
 using ::navcore::ryn::TypeInfo;
 using ::navcore::ryn::WireKind;
 
@@ -146,6 +143,8 @@ struct WalkSummary {
 [[nodiscard]] std::unique_ptr<TreeSink> MakeNullSink();
 
 // The short name of a head type code: "int8", "string", "struct", ...
-[[nodiscard]] const char* WireName(std::uint8_t wire) noexcept;
+[[nodiscard]] constexpr const char* WireName(std::uint8_t wire) noexcept {
+  return ::navcore::ryn::kseTypeShownName(wire);
+}
 
 }  // namespace navreq

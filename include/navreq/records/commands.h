@@ -40,20 +40,22 @@ struct StopEventBody {};
 // X(kind, envelope, number, name, body type, gzip, entry function)
 //   number: the Package's CMD (tag 1) or the Packet's kind (tag 0)
 //   name:   the Package's command name (tag 2); "" for a Packet
+//   entry:  the identifier of the entry function (requests.h) that writes the
+//           request; the table holds its name, the tool calls it through it
 // clang-format off
-#define NAVKSE_REQUEST_COMMANDS(X)                                                                   \
+#define NAVKSE_REQUEST_COMMANDS(X)                                                                       \
   X(kRouteSearch, kPackage, 10101, ::navkse::common::commonCmdName(::navkse::common::CMD_ROUTE_CAR_SNS), \
-    ::navkse::routesearch::CarRouteReq, kAlways, "GetRouteReqData")                                  \
-  X(kTrafficRefresh, kPackage, 10102, "CMD_TRAFFIC_ALL_ON_ROUTE_BATCH_SDK",                          \
-    ::navkse::traffic::AllOnRouteReqBatch, kNever, "GetRouteRefreshReqData")                         \
-  X(kRoutePlus, kPackage, 84, "REQ_ROUTE_PLUS",                                                      \
-    ::navkse::navicore::nav::ugs_guidance_slice_req_t, kNever, "GetRoutePlus")                       \
-  X(kGuidanceSlice, kPackage, 84, "REQ_GUIDANCE_SLICE",                                              \
-    ::navkse::navicore::nav::ugs_guidance_slice_req_t, kNever, "GetRouteSlice")                      \
-  X(kLocationUpload, kPacket, ::navkse::NavSDKGateway::kPacketLocationReport, "",                    \
-    ::navkse::locationReportDMQ::LocationReportRequestDMQ, kByPacketFlag, "GetLocationUploadReqData") \
-  X(kNavStopEvent, kPacket, ::navkse::NavSDKGateway::kPacketNavStopEvent, "",                        \
-    ::navkse::StopEventBody, kNever, "GetNavStopActionReqData")
+    ::navkse::routesearch::CarRouteReq, kAlways, GetRouteReqData)                                        \
+  X(kTrafficRefresh, kPackage, 10102, "CMD_TRAFFIC_ALL_ON_ROUTE_BATCH_SDK",                              \
+    ::navkse::traffic::AllOnRouteReqBatch, kNever, GetRouteRefreshReqData)                               \
+  X(kRoutePlus, kPackage, 84, "REQ_ROUTE_PLUS",                                                          \
+    ::navkse::navicore::nav::ugs_guidance_slice_req_t, kNever, GetRoutePlus)                             \
+  X(kGuidanceSlice, kPackage, 84, "REQ_GUIDANCE_SLICE",                                                  \
+    ::navkse::navicore::nav::ugs_guidance_slice_req_t, kNever, GetRouteSlice)                            \
+  X(kLocationUpload, kPacket, ::navkse::NavSDKGateway::kPacketLocationReport, "",                        \
+    ::navkse::locationReportDMQ::LocationReportRequestDMQ, kByPacketFlag, GetLocationUploadReqData)      \
+  X(kNavStopEvent, kPacket, ::navkse::NavSDKGateway::kPacketNavStopEvent, "",                            \
+    ::navkse::StopEventBody, kNever, GetNavStopActionReqData)
 // clang-format on
 
 #define NAVKSE_REQUEST_KIND_(KIND, ENVELOPE, NUMBER, NAME, BODY, GZIP, ENTRY) KIND,
@@ -79,7 +81,7 @@ struct CommandInfo {
               NAME,                                                           \
               ::navcore::ryn::kse_detail::RecordFn<BODY>::value,              \
               BodyGzip::GZIP,                                                 \
-              ENTRY},
+              #ENTRY},
 // The command table, in RequestKind order.
 inline constexpr CommandInfo kCommands[] = {NAVKSE_REQUEST_COMMANDS(NAVKSE_REQUEST_INFO_)};
 #undef NAVKSE_REQUEST_INFO_
