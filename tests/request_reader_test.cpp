@@ -91,11 +91,14 @@ std::vector<char> StopRequest() {
 
 // The envelope read back writes the request's own bytes again.
 void ExpectEnvelopeRoundTrip(const DecodedRequest& r, const std::vector<char>& bytes) {
-  if (r.envelope == navkse::Envelope::kPackage) {
-    EXPECT_EQ(HexOf(r.package), wire::Hex(bytes));
-    EXPECT_EQ(HexOf(r.header), wire::Hex(r.package.header));
+  ASSERT_TRUE(r.envelope_read());
+  if (const navreq::PackageEnvelope* p = r.package()) {
+    EXPECT_EQ(r.packet(), nullptr);
+    EXPECT_EQ(HexOf(p->package), wire::Hex(bytes));
+    EXPECT_EQ(HexOf(p->header), wire::Hex(p->package.header));
   } else {
-    EXPECT_EQ(HexOf(r.packet), wire::Hex(bytes));
+    ASSERT_NE(r.packet(), nullptr);
+    EXPECT_EQ(HexOf(*r.packet()), wire::Hex(bytes));
   }
 }
 
@@ -104,10 +107,10 @@ TEST(RequestReader, RouteSearch) {
   const DecodedRequest r = DecodeRequest(bytes);
   ASSERT_TRUE(r.ok()) << Problems(r);
   ExpectEnvelopeRoundTrip(r, bytes);
-  EXPECT_EQ(r.envelope, navkse::Envelope::kPackage);
+  ASSERT_NE(r.package(), nullptr);
   EXPECT_EQ(r.command->kind, navkse::RequestKind::kRouteSearch);
   EXPECT_TRUE(r.body_gzip);
-  EXPECT_EQ(r.header.imei, RealisticExtra().imei);
+  EXPECT_EQ(r.package()->header.imei, RealisticExtra().imei);
   const auto* route = std::get_if<navkse::routesearch::CarRouteReq>(&r.body);
   ASSERT_NE(route, nullptr);
   EXPECT_EQ(route->start.point.longitude, 116378624);
@@ -128,7 +131,7 @@ TEST(RequestReader, TrafficRefresh) {
   EXPECT_FALSE(r.body_gzip);
   const auto* batch = std::get_if<navkse::traffic::AllOnRouteReqBatch>(&r.body);
   ASSERT_NE(batch, nullptr);
-  EXPECT_EQ(HexOf(*batch), wire::Hex(r.package.body));
+  EXPECT_EQ(HexOf(*batch), wire::Hex(r.package()->package.body));
 }
 
 TEST(RequestReader, RoutePlusAndGuidanceSlice) {
@@ -143,7 +146,7 @@ TEST(RequestReader, RoutePlusAndGuidanceSlice) {
     EXPECT_EQ(slices->slice_session_id, "guidance-session-20231114-0001");
     ASSERT_EQ(slices->slices.size(), 3u);
     EXPECT_EQ(slices->slices[2].slice_value2, 44000);
-    EXPECT_EQ(HexOf(*slices), wire::Hex(r.package.body));
+    EXPECT_EQ(HexOf(*slices), wire::Hex(r.package()->package.body));
   }
 }
 
@@ -153,7 +156,7 @@ TEST(RequestReader, LocationUploadPlainAndGzip) {
     const DecodedRequest r = DecodeRequest(bytes);
     ASSERT_TRUE(r.ok()) << Problems(r);
     ExpectEnvelopeRoundTrip(r, bytes);
-    EXPECT_EQ(r.envelope, navkse::Envelope::kPacket);
+    ASSERT_NE(r.packet(), nullptr);
     EXPECT_EQ(r.command->kind, navkse::RequestKind::kLocationUpload);
     EXPECT_EQ(r.body_gzip, gzip);
     const auto* report = std::get_if<navkse::locationReportDMQ::LocationReportRequestDMQ>(&r.body);
@@ -171,7 +174,8 @@ TEST(RequestReader, NavStopEvent) {
   ASSERT_TRUE(r.ok()) << Problems(r);
   ExpectEnvelopeRoundTrip(r, bytes);
   EXPECT_EQ(r.command->kind, navkse::RequestKind::kNavStopEvent);
-  EXPECT_EQ(r.packet.auth.api_key, "reliability-client-key-000000001");
+  ASSERT_NE(r.packet(), nullptr);
+  EXPECT_EQ(r.packet()->auth.api_key, "reliability-client-key-000000001");
   const auto* event = std::get_if<navreq::StopEvent>(&r.body);
   ASSERT_NE(event, nullptr);
   EXPECT_TRUE(event->nav_stopped);
@@ -236,7 +240,7 @@ TEST(RequestReader, UnknownCommandAndEnvelope) {
   const DecodedRequest r = DecodeRequest(bytes);
   ASSERT_EQ(r.problems.size(), 1u);
   EXPECT_EQ(r.problems[0].kind, navreq::ReadProblemKind::kUnknownCommand);
-  EXPECT_TRUE(r.envelope_read);
+  EXPECT_TRUE(r.envelope_read());
 
   const std::vector<char> text = wire::UnhexBytes("160161");
   const DecodedRequest t = DecodeRequest(text);

@@ -13,9 +13,12 @@
 // the stop event's protocol-buffers message is decoded with its own map layout.
 //
 // Problem paths start with the part of the request they are in: "package.",
-// "packet.", "header.", "body.", "body.side_records.toGuidance.", and so on.
-// Offsets count from the start of the bytes of that part (the inflated body,
-// the Header's bytes), not of the whole request.
+// "packet.", "header.", "body." (the Package's body or the Packet's payload),
+// "body.side_records[toGuidance].", and so on, in the syntax of
+// navreq/read/paths.h. Offsets count from the start of the bytes of that part
+// (the inflated body, the Header's bytes), not of the whole request. In
+// tolerant mode a record cut short is one problem, at the first field absent
+// (its detail says how many declared fields are missing from there on).
 #pragma once
 
 #include <cstddef>
@@ -63,12 +66,18 @@ struct DecodeOptions {
   std::size_t max_inflated_size = std::size_t{256} << 20;
 };
 
+// A Package request's envelope as read, with the Header its tag 7 carries.
+struct PackageEnvelope {
+  navkse::duromap::Package package;
+  navkse::duromap::Header header;
+};
+
+// The envelope read: none (not recognised, or it did not read), a Package
+// with its Header, or a Packet.
+using RequestEnvelope = std::variant<std::monostate, PackageEnvelope, navkse::NavSDKGateway::Packet>;
+
 struct [[nodiscard]] DecodedRequest {
-  bool envelope_read = false;  // the envelope was recognised and read
-  navkse::Envelope envelope = navkse::Envelope::kPackage;
-  navkse::duromap::Package package;              // a Package request: the envelope as read
-  navkse::duromap::Header header;                // and its tag 7
-  navkse::NavSDKGateway::Packet packet;          // a Packet request
+  RequestEnvelope envelope;
   const navkse::CommandInfo* command = nullptr;  // the table's entry, null when unknown
   bool body_gzip = false;                        // the body bytes were a gzip stream
   std::size_t body_size = 0;                     // body bytes read (after inflating)
@@ -77,7 +86,13 @@ struct [[nodiscard]] DecodedRequest {
   std::optional<navkse::locationReportDMQ::NavExtraData> extra_data;  // location upload only
   std::vector<ReadProblem> problems;
 
-  bool ok() const noexcept { return envelope_read && problems.empty(); }
+  bool envelope_read() const noexcept { return !std::holds_alternative<std::monostate>(envelope); }
+  // The envelope, or null when the request is not of that kind.
+  const PackageEnvelope* package() const noexcept { return std::get_if<PackageEnvelope>(&envelope); }
+  const navkse::NavSDKGateway::Packet* packet() const noexcept {
+    return std::get_if<navkse::NavSDKGateway::Packet>(&envelope);
+  }
+  bool ok() const noexcept { return envelope_read() && problems.empty(); }
 };
 
 // Decodes one request. Never throws; in strict mode (the default) any problem

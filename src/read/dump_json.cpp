@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "navreq/read/views.h"
 #include "navreq/read/paths.h"
 #include "navreq/read/text.h"
+#include "navreq/read/views.h"
 #include "wire_cursor.h"
 
 namespace navreq {
@@ -300,7 +300,14 @@ class JsonView final : public TreeSink {
         buf_ += ", \"problem\": \"unknown tag\"";
         break;
       case Problem::kDuplicateTag:
+      case Problem::kOutOfOrder:
         buf_ += ", \"problem\": \"repeated tag\"";
+        break;
+      case Problem::kUnexpectedTag:
+        buf_ += ", \"problem\": \"unexpected tag\"";
+        break;
+      case Problem::kDuplicateKey:
+        buf_ += ", \"problem\": \"repeated key\"";
         break;
       case Problem::kTypeMismatch:
       case Problem::kOutOfRange:

@@ -5,6 +5,8 @@
 #include <string>
 #include <utility>
 
+#include "navreq/read/paths.h"
+
 namespace navreq {
 
 namespace {
@@ -25,7 +27,6 @@ class Decoder {
       problem(ReadProblemKind::kUnknownEnvelope, "", 0, "neither a Package nor a Packet");
       return;
     }
-    out_.envelope = envelope;
     if (envelope == navkse::Envelope::kPackage) {
       package(data, size);
     } else {
@@ -54,6 +55,26 @@ class Decoder {
 
   bool strict() const noexcept { return options_.mode == ReadMode::kStrict; }
 
+  // Whether the envelope's field `tag` was read, whole and with a head its
+  // declared type accepts: only then are the bytes it carries read (in
+  // tolerant mode an envelope can be cut short before it, or lack it).
+  // Reading stops at the first damage the envelope's reading stops at.
+  static bool FieldRead(const void* data, std::size_t size, std::uint8_t tag,
+                        ::navcore::ryn::WireKind declared) noexcept {
+    try {
+      KseInputStream in(data, size);
+      while (!in.atEnd()) {
+        const KseHead h = in.readHead();
+        if (h.type == ::navcore::ryn::kKseStructEnd) return false;
+        const bool wanted = h.tag == tag;
+        in.skipValue(h);
+        if (wanted) return ::navcore::ryn::wireTypeFits(declared, h.type);
+      }
+    } catch (const KseReadError&) {
+    }
+    return false;
+  }
+
   void problem(ReadProblemKind kind, std::string path, std::size_t offset, std::string detail) {
     out_.problems.push_back(ReadProblem{kind, std::move(path), offset, std::move(detail)});
   }
@@ -64,6 +85,7 @@ class Decoder {
     ReadOptions options;
     options.mode = options_.mode;
     options.root = root;
+    options.key_level = AppendKeyLevel;
     ReadResult r = ::navcore::ryn::readRecord(data, size, record, options);
     for (ReadProblem& p : r.problems) out_.problems.push_back(std::move(p));
     return r.ok() || !strict();
@@ -89,11 +111,19 @@ class Decoder {
   }
 
   void package(const void* data, std::size_t size) {
-    navkse::duromap::Package& pkg = out_.package;
-    if (!part(data, size, pkg, "package")) return;
-    out_.envelope_read = true;
-    if (!part(pkg.header.data(), pkg.header.size(), out_.header, "header")) return;
+    PackageEnvelope& envelope = out_.envelope.emplace<PackageEnvelope>();
+    navkse::duromap::Package& pkg = envelope.package;
+    if (!part(data, size, pkg, "package")) {
+      out_.envelope = std::monostate{};
+      return;
+    }
+    using Tag = navkse::duromap::Package::FieldTag;
+    if (FieldRead(data, size, Tag::header, ::navcore::ryn::WireKind::kBytes) &&
+        !part(pkg.header.data(), pkg.header.size(), envelope.header, "header")) {
+      return;
+    }
     out_.command = navkse::findPackageCommand(pkg.cmd, pkg.cmd_name);
+    if (!FieldRead(data, size, Tag::body, ::navcore::ryn::WireKind::kBytes)) return;
     if (out_.command == nullptr) {
       problem(ReadProblemKind::kUnknownCommand, "package.cmd_name", 0,
               "command " + std::to_string(pkg.cmd) + " \"" + pkg.cmd_name + "\"");
@@ -107,10 +137,14 @@ class Decoder {
   }
 
   void packet(const void* data, std::size_t size) {
-    navkse::NavSDKGateway::Packet& pkt = out_.packet;
-    if (!part(data, size, pkt, "packet")) return;
-    out_.envelope_read = true;
+    navkse::NavSDKGateway::Packet& pkt = out_.envelope.emplace<navkse::NavSDKGateway::Packet>();
+    if (!part(data, size, pkt, "packet")) {
+      out_.envelope = std::monostate{};
+      return;
+    }
     out_.command = navkse::findPacketKind(pkt.kind);
+    using Tag = navkse::NavSDKGateway::Packet::FieldTag;
+    if (!FieldRead(data, size, Tag::payload, ::navcore::ryn::WireKind::kUBytes)) return;
     if (out_.command == nullptr) {
       problem(ReadProblemKind::kUnknownCommand, "packet.kind", 0, "kind " + std::to_string(pkt.kind));
       return;
@@ -153,7 +187,8 @@ class Decoder {
 
   void extras(navkse::routesearch::CarRouteReq& route) {
     for (const auto& entry : route.side_records) {
-      const std::string root = "body.side_records." + entry.first;
+      std::string root = "body.side_records";
+      AppendKeyLevel(root, entry.first, false);
       const std::vector<char>& bytes = entry.second;
       if (entry.first == navkse::routesearch::kGuidanceSideRecordKey) {
         part(bytes.data(), bytes.size(), out_.side_records.guidance.emplace(), root.c_str());
@@ -179,13 +214,13 @@ DecodedRequest DecodeRequest(const void* data, std::size_t size, const DecodeOpt
   try {
     Decoder(out, options).run(data, size);
   } catch (const std::bad_alloc&) {
-    out.envelope_read = false;
+    out.envelope = std::monostate{};
     try {
       out.problems.push_back(ReadProblem{ReadProblemKind::kOutOfMemory, "", 0, ""});
     } catch (...) {
     }
   } catch (...) {
-    out.envelope_read = false;
+    out.envelope = std::monostate{};
   }
   return out;
 }

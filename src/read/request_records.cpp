@@ -13,6 +13,7 @@ using ::navcore::ryn::RecordInfo;
 
 }  // namespace
 
+const std::uint8_t kPackageCommandTag = duromap::Package::FieldTag::cmd;
 const std::uint8_t kPackageCommandNameTag = duromap::Package::FieldTag::cmd_name;
 const std::uint8_t kPacketKindTag = gateway::Packet::FieldTag::kind;
 
@@ -25,7 +26,8 @@ const std::vector<const RecordInfo*>& Envelopes() {
 }
 
 CarriedRecord CarriedBy(const RecordInfo& record, std::uint8_t tag, const std::string& command,
-                        std::int64_t kind) {
+                        std::int64_t number) {
+  const bool int32 = number >= INT32_MIN && number <= INT32_MAX;
   CarriedRecord out;
   for (const ::navkse::EmbeddedRecord& e : ::navkse::kEmbeddedRecords) {
     if (&e.holder() == &record && e.tag == tag) {
@@ -39,11 +41,12 @@ CarriedRecord CarriedBy(const RecordInfo& record, std::uint8_t tag, const std::s
   if (&record == &PackageInfo() && tag == duromap::Package::FieldTag::body) {
     out.follow = true;
     out.may_gzip = true;
-    const ::navkse::CommandInfo* c = ::navkse::findPackageCommand(command);
+    const ::navkse::CommandInfo* c =
+        int32 ? ::navkse::findPackageCommand(static_cast<std::int32_t>(number), command) : nullptr;
     if (c != nullptr && c->body != nullptr) out.record = &c->body();
   } else if (&record == &PacketInfo() && tag == gateway::Packet::FieldTag::payload) {
-    if (kind < INT32_MIN || kind > INT32_MAX) return out;
-    const ::navkse::CommandInfo* c = ::navkse::findPacketKind(static_cast<std::int32_t>(kind));
+    if (!int32) return out;
+    const ::navkse::CommandInfo* c = ::navkse::findPacketKind(static_cast<std::int32_t>(number));
     if (c == nullptr) return out;
     out.follow = true;
     out.may_gzip = true;

@@ -12,7 +12,7 @@ using ::navcore::ryn::KseReadError;
 
 [[noreturn]] void Stop(const KseReadError& e, std::size_t base) {
   throw WireStop{base + e.offset(),
-                 std::string(::navcore::ryn::readProblemName(e.kind())) + ": " + e.detail()};
+                 std::string(::navcore::ryn::readProblemName(e.kind())) + ": " + e.detail(), e.kind()};
 }
 
 KseHead Raw(const Head& h, std::size_t base) {
@@ -90,7 +90,8 @@ int WireCursor::countForm() const {
   } catch (const KseReadError&) {
     return -1;  // the real read reports it
   }
-  if (h.tag != 0 || h.size != 1) throw WireStop{pos(), "a count must have tag 0"};
+  if (h.tag != 0 || h.size != 1)
+    throw WireStop{pos(), "a count must have tag 0", ::navcore::ryn::ReadProblemKind::kBadCount};
   return SmallestIntegerWire(n) == h.type ? -1 : h.type;
 }
 

@@ -22,7 +22,10 @@ int main() {
 
   const navreq::DecodedRequest read = navreq::DecodeRequest(bytes);
   for (const navreq::ReadProblem& p : read.problems) std::printf("%s\n", p.toString().c_str());
-  if (!read.ok() || read.command != &slice || read.header.imei != "consumer") return 1;
-  std::printf("read back: %s, device %s\n", read.package.cmd_name.c_str(), read.header.imei.c_str());
+  const navreq::PackageEnvelope* envelope = read.package();
+  if (!read.ok() || envelope == nullptr || read.command != &slice || envelope->header.imei != "consumer")
+    return 1;
+  std::printf("read back: %s, device %s\n", envelope->package.cmd_name.c_str(),
+              envelope->header.imei.c_str());
   return 0;
 }

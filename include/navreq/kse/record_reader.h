@@ -17,10 +17,12 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <limits>
 #include <map>
 #include <new>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -41,10 +43,23 @@ struct ReadProblem {
   std::string toString() const;  // "start.point.latitude @ 12: out of range (value 5000000000)"
 };
 
+// Appends the path level that names a map value by its key (the key's text:
+// string bytes, or the decimal of an integer key when `integer`).
+using KeyLevelSpeller = void (*)(std::string& path, std::string_view key, bool integer);
+
+// The detail of the one problem that stands for `fields` (more than one)
+// declared fields missing at the end of a record.
+[[nodiscard]] std::string CutShortDetail(int fields);
+
 struct ReadOptions {
   ReadMode mode = ReadMode::kStrict;
   std::string root;              // prefix of every path ("body"), may be empty
   std::size_t memory_limit = 0;  // bytes of containers; 0: 64 x the input + 1 MiB
+  // Null: a map value is named by its entry number and its key as `[i].key`.
+  // Set: a map value is named by its key, spelt by this function, and a
+  // problem of the key itself by the map's path (a key names its value, it
+  // has no level of its own).
+  KeyLevelSpeller key_level = nullptr;
 };
 
 struct [[nodiscard]] ReadResult {
@@ -67,27 +82,11 @@ class FieldSet {
 
 namespace kse_detail {
 
-// Fewest bytes one element of type T takes on the wire (its head included),
-// which bounds a count by the bytes left.
-template <class T, class Enable = void>
-struct MinWire {
-  static constexpr std::size_t value = 2;  // string, containers, records
-};
+// Fewest bytes one element of type T takes on the wire, which bounds a count
+// by the bytes left.
 template <class T>
-struct MinWire<T, typename std::enable_if<std::is_integral<T>::value>::type> {
-  static constexpr std::size_t value = 1;
-};
-template <>
-struct MinWire<float> {
-  static constexpr std::size_t value = 5;
-};
-template <>
-struct MinWire<double> {
-  static constexpr std::size_t value = 9;
-};
-template <>
-struct MinWire<Bytes> {
-  static constexpr std::size_t value = 3;
+struct MinWire {
+  static constexpr std::size_t value = minWireSize(FieldType<T>::kind);
 };
 
 // Range of the declared width of an integer field.
@@ -121,6 +120,7 @@ class KseRecordReader {
   // false (nothing consumed) otherwise.
   template <class T>
   NAVKSE_INLINE bool expect(std::uint8_t tag, T& member, const char* name) {
+    field_ = nullptr;  // a head cut short belongs to the record, not the field before it
     KseHead h;
     if (!in_.takeHeadIf(tag, h, [](std::uint8_t type) { return wireTypeFits(FieldType<T>::kind, type); })) {
       return false;
@@ -143,14 +143,15 @@ class KseRecordReader {
         end_offset_ = in_.position();
         return false;
       }
+      field_ = nullptr;
       h = in_.readHead();
       if (NAVKSE_LIKELY(h.type != kKseStructEnd)) return true;
       if (record_depth_ != 0) {
         end_offset_ = h.offset;
         return false;
       }
-      field_ = nullptr;
-      report(ReadProblemKind::kUnexpectedEnd, h.offset, "end of record outside a record");
+      // Nothing can be read past it: the bytes after it belong to no record.
+      throw KseReadError(ReadProblemKind::kUnexpectedEnd, h.offset, "end of record outside a record");
     }
   }
 
@@ -174,7 +175,11 @@ class KseRecordReader {
   }
 
   void unknownField(const KseHead& h);
-  void missingField(const char* name);
+  // The declared fields (`count` of them, tags ascending) that `seen` lacks.
+  // Those below `last`, the highest tag read, are missing one by one; those
+  // above it are where the record was cut short, reported once at the first.
+  void missingFields(const std::uint8_t* tags, const char* const* names, int count, const FieldSet& seen,
+                     int last);
 
   // --- Values by declared type. ---
 
@@ -239,24 +244,32 @@ class KseRecordReader {
     charge(n, sizeof(K) + sizeof(V) + kMapNodeOverhead, h.offset);
     out.clear();
     const int seg = push();
+    const bool keyed = key_level_ != nullptr;
     for (std::size_t i = 0; i < n; ++i) {
-      segs_[seg].index = i;
-      field_ = "key";
+      segs_[seg].index = keyed ? kNoIndex : i;
+      field_ = keyed ? nullptr : "key";
       const KseHead kh = in_.readHead();
       if (NAVKSE_UNLIKELY(kh.tag != 0)) unexpectedTag(kh, 0);
       K key{};
       value(kh, key);
+      std::string text;
+      if (keyed) {
+        text = keyText(key);
+        segs_[seg].key = text.c_str();
+        segs_[seg].key_size = text.size();
+        segs_[seg].key_integer = std::is_integral<K>::value;
+      }
+      // The first value under a key is kept; a repeated key is reported at
+      // its head, before its value.
+      const bool repeated = !out.empty() && !(std::prev(out.end())->first < key) && out.count(key) != 0;
+      if (NAVKSE_UNLIKELY(repeated)) report(ReadProblemKind::kDuplicateKey, kh.offset, "");
       field_ = nullptr;
       const KseHead vh = in_.readHead();
       if (NAVKSE_UNLIKELY(vh.tag != 1)) unexpectedTag(vh, 1);
       V v{};
       value(vh, v);
-      const std::size_t before = out.size();
-      out.emplace_hint(out.end(), std::move(key), std::move(v));
-      if (NAVKSE_UNLIKELY(out.size() == before)) {
-        field_ = "key";
-        report(ReadProblemKind::kDuplicateKey, kh.offset, "");
-      }
+      segs_[seg].key = nullptr;
+      if (!repeated) out.emplace_hint(out.end(), std::move(key), std::move(v));
     }
     pop(seg);
     in_.leave();
@@ -280,7 +293,10 @@ class KseRecordReader {
 
   struct Segment {
     const char* name;
-    std::size_t index;  // npos: no index
+    std::size_t index;          // npos: no index
+    const char* key = nullptr;  // a map value's key, when values are named by key
+    std::size_t key_size = 0;
+    bool key_integer = false;
   };
   static constexpr std::size_t kNoIndex = static_cast<std::size_t>(-1);
 
@@ -289,6 +305,7 @@ class KseRecordReader {
     const int seg = segments_++;
     segs_[seg].name = field_;
     segs_[seg].index = kNoIndex;
+    segs_[seg].key = nullptr;
     field_ = nullptr;
     return seg;
   }
@@ -298,6 +315,12 @@ class KseRecordReader {
   }
 
   std::string path() const;
+
+  static std::string keyText(const std::string& key) { return key; }
+  template <class K>
+  static std::string keyText(const K& key) {
+    return std::to_string(key);
+  }
 
   // Records a problem; in strict mode it ends reading (throws).
   void report(ReadProblemKind kind, std::size_t offset, const std::string& detail);
@@ -321,6 +344,8 @@ class KseRecordReader {
   std::size_t end_offset_ = 0;
   int record_depth_ = 0;
   const char* field_ = nullptr;
+  int unknown_tag_ = -1;  // an undeclared field being skipped: named by its tag
+  const KeyLevelSpeller key_level_;
   int segments_ = 0;
   Segment segs_[kKseMaxDepth + 1];
 };

@@ -17,6 +17,7 @@
 #include <string>
 #include <string_view>
 
+#include "navreq/kse/input_stream.h"
 #include "navreq/kse/record.h"
 #include "navreq/kse/reflection.h"
 
@@ -25,7 +26,8 @@ namespace navreq {
 using ::navcore::ryn::FieldInfo;
 using ::navcore::ryn::RecordInfo;
 
-// Records, lists and maps nested deeper than this stop the decoding.
+// Records, lists and maps nested deeper than this in one buffer stop the
+// decoding (the bytes a field carries count from their own start).
 constexpr int kMaxDepth = 64;
 // An inflated body larger than this is not decoded.
 constexpr std::size_t kMaxInflatedSize = std::size_t{256} << 20;
@@ -36,7 +38,21 @@ using ::navcore::ryn::WireKind;
 // Where a value sits in its container.
 enum class Role { kField, kElement, kKey, kValue };
 
-enum class Problem { kNone, kUnknownTag, kTypeMismatch, kOutOfRange, kDuplicateTag };
+// kDuplicateTag: a field seen before in the same record (the first is the
+// one read); kOutOfOrder: a field below one read before, read all the same.
+// kUnexpectedTag: a list element or map key with a tag other than 0, a map
+// value with one other than 1. kDuplicateKey: a map key seen before in the
+// same map (the first value under it is the one read).
+enum class Problem {
+  kNone,
+  kUnknownTag,
+  kTypeMismatch,
+  kOutOfRange,
+  kDuplicateTag,
+  kOutOfOrder,
+  kUnexpectedTag,
+  kDuplicateKey
+};
 
 // One value: a field, a list element, or a map key or value.
 struct Item {
@@ -107,6 +123,12 @@ class TreeSink {
   // Decoding of the current buffer stopped at `offset`; `rest` is every byte
   // from there to its end. Comes after the close() of every value left open.
   virtual void undecoded(std::size_t offset, std::string_view rest, const std::string& why) = 0;
+  // Comes just before undecoded(): what stopped the decoding, as a problem
+  // kind, and the offset of the byte that could not be read. `in_value`: the
+  // failure lies in a value that was never shown, whose head is at
+  // undecoded()'s offset (where the bytes not shown start).
+  virtual void stopCause(::navcore::ryn::ReadProblemKind /*kind*/, std::size_t /*offset*/,
+                         bool /*in_value*/) {}
 };
 
 // What the walk found, for the exit status.
@@ -114,7 +136,7 @@ struct WalkSummary {
   std::size_t undecoded = 0;  // buffers whose decoding stopped, bodies that did not inflate
   std::size_t missing = 0;
   std::size_t mismatches = 0;  // type mismatches and values out of range
-  std::size_t unknown = 0;     // unknown and repeated tags
+  std::size_t unknown = 0;     // unknown, repeated and unexpected tags, repeated keys
   bool unnamed = false;        // no envelope recognised at the top
 
   [[nodiscard]] int status() const noexcept {
