@@ -54,7 +54,8 @@ using RequestBody =
                  navkse::navicore::nav::ugs_guidance_slice_req_t,
                  navkse::locationReportDMQ::LocationReportRequestDMQ, StopEvent>;
 
-// The side records a route search carries in CarRouteReq::side_records.
+// The side records a route search carries in CarRouteReq::side_records: the
+// route search's body, or the route a traffic refresh runs again.
 struct RouteSideRecords {
   std::optional<navkse::navicore::nav::ugs_cloud_info> guidance;  // "toGuidance"
   std::optional<navkse::CarRankTrans::ToRankTransInfo> rank;      // "toRank"
@@ -82,7 +83,7 @@ struct [[nodiscard]] DecodedRequest {
   bool body_gzip = false;                        // the body bytes were a gzip stream
   std::size_t body_size = 0;                     // body bytes read (after inflating)
   RequestBody body;
-  RouteSideRecords side_records;                                      // route search only
+  RouteSideRecords side_records;                                      // route search and refresh
   std::optional<navkse::locationReportDMQ::NavExtraData> extra_data;  // location upload only
   std::vector<ReadProblem> problems;
 

@@ -158,6 +158,14 @@ void KseRecordReader::unexpectedTag(KseHead h, int expected) {
          "tag " + std::to_string(h.tag) + ", " + std::to_string(expected) + " expected");
 }
 
+void KseRecordReader::endInContainer(KseHead h) {
+  throw KseReadError(ReadProblemKind::kUnexpectedEnd, h.offset, "end of record in place of a value");
+}
+
+void KseRecordReader::longEndHead(KseHead h) {
+  throw KseReadError(ReadProblemKind::kBadType, h.offset, "end of record in the two-byte form");
+}
+
 void KseRecordReader::overLimit(std::size_t offset) {
   throw KseReadError(ReadProblemKind::kLimitExceeded, offset, "containers over the memory limit");
 }
@@ -178,6 +186,7 @@ void KseRecordReader::value(const KseHead& h, UBytes& out) {
   for (std::size_t i = 0; i < n; ++i) {
     segs_[seg].index = i;
     const KseHead e = in_.readHead();
+    if (e.type == kKseStructEnd) endInContainer(e);
     if (e.tag != 0) unexpectedTag(e, 0);
     value(e, out[i]);
   }

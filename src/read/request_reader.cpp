@@ -145,6 +145,10 @@ class Decoder {
     out_.command = navkse::findPacketKind(pkt.kind);
     using Tag = navkse::NavSDKGateway::Packet::FieldTag;
     if (!FieldRead(data, size, Tag::payload, ::navcore::ryn::WireKind::kUBytes)) return;
+    // A payload with an element that did not read as a byte is not the bytes sent.
+    for (const ReadProblem& p : out_.problems) {
+      if (p.path.rfind("packet.payload[", 0) == 0) return;
+    }
     if (out_.command == nullptr) {
       problem(ReadProblemKind::kUnknownCommand, "packet.kind", 0, "kind " + std::to_string(pkt.kind));
       return;
@@ -185,9 +189,16 @@ class Decoder {
   template <class R>
   void extras(R&) {}
 
-  void extras(navkse::routesearch::CarRouteReq& route) {
+  void extras(navkse::routesearch::CarRouteReq& route) { sideRecords(route, "body.side_records"); }
+
+  // The route a traffic refresh runs again carries side records too.
+  void extras(navkse::traffic::AllOnRouteReqBatch& batch) {
+    sideRecords(batch.refresh.route_req, "body.refresh.route_req.side_records");
+  }
+
+  void sideRecords(const navkse::routesearch::CarRouteReq& route, const char* map_path) {
     for (const auto& entry : route.side_records) {
-      std::string root = "body.side_records";
+      std::string root = map_path;
       AppendKeyLevel(root, entry.first, false);
       const std::vector<char>& bytes = entry.second;
       if (entry.first == navkse::routesearch::kGuidanceSideRecordKey) {

@@ -63,6 +63,12 @@ bool InRange(WireKind k, std::int64_t v) noexcept {
 bool IsIntegerWire(std::uint8_t wire) noexcept { return ::navcore::ryn::isIntegerWire(wire); }
 
 using Kind = ::navcore::ryn::ReadProblemKind;
+
+// Problems of a value's place (its tag, its key) after which it is read all
+// the same, and can have a problem of its own.
+bool ReadAnyway(Problem p) noexcept {
+  return p == Problem::kOutOfOrder || p == Problem::kUnexpectedTag || p == Problem::kDuplicateKey;
+}
 constexpr std::size_t kNoOffset = static_cast<std::size_t>(-1);
 
 // The problem a gzip stream that did not inflate stands for.
@@ -324,6 +330,9 @@ class Walker {
       if (item.problem == Problem::kNone) {
         item.problem = Problem::kTypeMismatch;
         ++summary_.mismatches;
+      } else if (ReadAnyway(item.problem)) {
+        item.also = Problem::kTypeMismatch;
+        ++summary_.mismatches;
       }
       declared = nullptr;  // read as the head says
     }
@@ -335,10 +344,14 @@ class Walker {
       case kWireInt64:
       case kWireZero:
         s.integer = c.integer(h);
-        if (declared != nullptr && item.problem == Problem::kNone && IsIntegerKind(declared->kind) &&
-            !InRange(declared->kind, s.integer)) {
-          item.problem = Problem::kOutOfRange;
-          ++summary_.mismatches;
+        if (declared != nullptr && IsIntegerKind(declared->kind) && !InRange(declared->kind, s.integer)) {
+          if (item.problem == Problem::kNone) {
+            item.problem = Problem::kOutOfRange;
+            ++summary_.mismatches;
+          } else if (ReadAnyway(item.problem)) {
+            item.also = Problem::kOutOfRange;
+            ++summary_.mismatches;
+          }
         }
         remember(state, item, s);
         sink_.scalar(item, s);

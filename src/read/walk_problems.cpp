@@ -23,7 +23,8 @@ struct Frame {
   enum Shape { kRecord, kList, kMap } shape = kRecord;
   std::string path;
   const RecordInfo* record = nullptr;  // a record of known declaration
-  const TypeInfo* element = nullptr;   // a list's element type, when declared
+  const TypeInfo* element = nullptr;   // a list's element or a map's value type, when declared
+  const TypeInfo* key = nullptr;       // a map's key type, when declared
   bool opaque = false;                 // inside a value the reader skips: nothing below is reported
   std::string opaque_path;             // ... and the path of that value
   std::bitset<256> seen;               // record: declared tags read
@@ -113,8 +114,8 @@ class ProblemSink final : public TreeSink {
               : item.wire == kWireList      ? Frame::kList
                                             : Frame::kMap;
     f.record = item.record;
-    f.element =
-        item.declared != nullptr && item.problem != Problem::kTypeMismatch ? item.declared->element : nullptr;
+    f.element = !Skipped(item) && item.declared != nullptr ? item.declared->element : nullptr;
+    f.key = !Skipped(item) && item.declared != nullptr ? item.declared->key : nullptr;
     inherit(parent, item, f);
     buffer().frames.push_back(std::move(f));
   }
@@ -128,8 +129,8 @@ class ProblemSink final : public TreeSink {
         b.stop_framed = true;
       }
     } else if (f.shape == Frame::kRecord && !f.opaque) {
-      // The end head: the last byte of the record (always in its one-byte form).
-      flushMissing(b, f, item.offset + item.length - 1);
+      // The end head closes the record: one byte, two for a tag from 15 on.
+      flushMissing(b, f, item.offset + item.length - (item.end_tag >= 15 ? 2 : 1));
     }
     b.frames.pop_back();
   }
@@ -162,9 +163,10 @@ class ProblemSink final : public TreeSink {
           ReadProblem{Kind::kUnknownCommand, "package.cmd_name", 0,
                       "command " + std::to_string(parent.number) + " \"" + parent.command + "\""});
       child->ignored = true;
+    } else if (child->side) {
+      f.record = SideRecordFor(child->key);
     } else if (parent.record != nullptr) {
-      const CarriedRecord carried = CarriedBy(*parent.record, item.tag, parent.command, parent.number);
-      f.record = child->side ? SideRecordFor(child->key) : carried.record;
+      f.record = CarriedBy(*parent.record, item.tag, parent.command, parent.number).record;
     }
     child->frames.push_back(std::move(f));
     Buffer* raw = child.get();
@@ -202,10 +204,10 @@ class ProblemSink final : public TreeSink {
       return;
     }
     std::string path = f.path;
-    if (f.shape == Frame::kMap) {
-      if (f.value_next) path = f.value_path;
-    } else if (b.cause_in_value) {
+    if (b.cause_in_value) {
       path = unshown(b, f, offset, rest);
+    } else if (f.shape == Frame::kMap) {
+      if (f.value_next) path = f.value_path;
     } else if (f.shape == Frame::kList) {
       AppendIndexLevel(path, static_cast<std::int64_t>(f.next));
     }
@@ -249,7 +251,7 @@ class ProblemSink final : public TreeSink {
   // Whether the reader skips the value rather than reading it.
   static bool Skipped(const Item& item) {
     return item.problem == Problem::kUnknownTag || item.problem == Problem::kTypeMismatch ||
-           item.problem == Problem::kDuplicateTag;
+           item.problem == Problem::kDuplicateTag || item.also == Problem::kTypeMismatch;
   }
 
   void inherit(const Frame& parent, const Item& item, Frame& f) {
@@ -282,7 +284,13 @@ class ProblemSink final : public TreeSink {
       parent.seen.set(item.tag);
       parent.last = std::max(parent.last, static_cast<int>(item.tag));
     }
-    switch (item.problem) {
+    reportOne(b, parent, item, path, item.problem);
+    if (item.also != Problem::kNone) reportOne(b, parent, item, path, item.also);
+  }
+
+  static void reportOne(Buffer& b, const Frame& parent, const Item& item, const std::string& path,
+                        Problem problem) {
+    switch (problem) {
       case Problem::kNone:
         return;
       case Problem::kUnknownTag:
@@ -316,10 +324,14 @@ class ProblemSink final : public TreeSink {
       return f.path;
     }
     std::string path = f.path;
-    if (f.shape == Frame::kList) {
-      AppendIndexLevel(path, static_cast<std::int64_t>(f.next));
-      if (h.tag != 0) add(b, ReadProblem{Kind::kUnexpectedTag, path, offset, ""});
-      if (f.element != nullptr && !::navcore::ryn::wireTypeFits(f.element->kind, h.type)) {
+    if (f.shape != Frame::kRecord) {
+      // A list element, or a map key (named by the map) or value (by its key).
+      const bool value = f.shape == Frame::kMap && f.value_next;
+      if (f.shape == Frame::kList) AppendIndexLevel(path, static_cast<std::int64_t>(f.next));
+      if (value) path = f.value_path;
+      const TypeInfo* declared = f.shape == Frame::kMap && !value ? f.key : f.element;
+      if (h.tag != (value ? 1 : 0)) add(b, ReadProblem{Kind::kUnexpectedTag, path, offset, ""});
+      if (declared != nullptr && !::navcore::ryn::wireTypeFits(declared->kind, h.type)) {
         add(b, ReadProblem{Kind::kTypeMismatch, path, offset, ""});
       }
       return path;

@@ -97,13 +97,13 @@ int WireCursor::countForm() const {
 
 std::string_view WireCursor::byteArray(int& count_wire) {
   try {
-    {
-      KseInputStream ahead(bytes_.data() + pos(), bytes_.size() - pos());
-      if (!ahead.atEnd()) (void)ahead.readHead();  // the element-type byte
-      WireCursor rest(bytes_, pos() + ahead.position());
-      count_wire = rest.countForm();
-    }
+    // Read first, so that damage is found in the reader's order.
+    const std::size_t at = pos();
     const ::navcore::ryn::KseSpan s = in_.readSimpleList();
+    KseInputStream ahead(bytes_.data() + at, bytes_.size() - at);
+    (void)ahead.readHead();  // the element-type byte
+    WireCursor rest(bytes_, at + ahead.position());
+    count_wire = rest.countForm();
     return {s.data, s.size};
   } catch (const KseReadError& e) {
     Stop(e, base_);

@@ -147,6 +147,7 @@ class KseRecordReader {
       h = in_.readHead();
       if (NAVKSE_LIKELY(h.type != kKseStructEnd)) return true;
       if (record_depth_ != 0) {
+        if (NAVKSE_UNLIKELY(h.size == 2 && h.tag < 15)) longEndHead(h);
         end_offset_ = h.offset;
         return false;
       }
@@ -229,6 +230,7 @@ class KseRecordReader {
       segs_[seg].index = i;
       field_ = nullptr;
       const KseHead e = in_.readHead();
+      if (NAVKSE_UNLIKELY(e.type == kKseStructEnd)) endInContainer(e);
       if (NAVKSE_UNLIKELY(e.tag != 0)) unexpectedTag(e, 0);
       value(e, out[i]);
     }
@@ -249,6 +251,7 @@ class KseRecordReader {
       segs_[seg].index = keyed ? kNoIndex : i;
       field_ = keyed ? nullptr : "key";
       const KseHead kh = in_.readHead();
+      if (NAVKSE_UNLIKELY(kh.type == kKseStructEnd)) endInContainer(kh);
       if (NAVKSE_UNLIKELY(kh.tag != 0)) unexpectedTag(kh, 0);
       K key{};
       value(kh, key);
@@ -265,6 +268,7 @@ class KseRecordReader {
       if (NAVKSE_UNLIKELY(repeated)) report(ReadProblemKind::kDuplicateKey, kh.offset, "");
       field_ = nullptr;
       const KseHead vh = in_.readHead();
+      if (NAVKSE_UNLIKELY(vh.type == kKseStructEnd)) endInContainer(vh);
       if (NAVKSE_UNLIKELY(vh.tag != 1)) unexpectedTag(vh, 1);
       V v{};
       value(vh, v);
@@ -328,6 +332,12 @@ class KseRecordReader {
   NAVKSE_NOINLINE void mismatch(KseHead h, const char* expected);
   NAVKSE_NOINLINE void outOfRange(KseHead h, std::int64_t v);
   NAVKSE_NOINLINE void unexpectedTag(KseHead h, int expected);
+  // An end-of-record head where a list element, map key or value belongs:
+  // nothing after it can be placed.
+  [[noreturn]] NAVKSE_NOINLINE void endInContainer(KseHead h);
+  // An end-of-record head with a tag below 15 in the two-byte form, which
+  // the writer never gives: where the record ends is in doubt.
+  [[noreturn]] NAVKSE_NOINLINE void longEndHead(KseHead h);
 
   // Takes n elements of the given size from the memory allowance.
   NAVKSE_INLINE void charge(std::size_t n, std::size_t size, std::size_t offset) {

@@ -69,6 +69,9 @@ struct Item {
   const TypeInfo* declared = nullptr;  // the declared type, when known (see `problem`)
   const RecordInfo* record = nullptr;  // a nested record's declaration, when known
   Problem problem = Problem::kNone;
+  // A value read in spite of `problem` (out of order, unexpected tag, repeated
+  // key): its own type mismatch or value out of range.
+  Problem also = Problem::kNone;
   std::string_view key;         // a map value: its key as text (string bytes, or decimal)
   bool key_is_integer = false;  // ... and the key is an integer
   int count_wire = -1;          // a list, map or byte array: the count's head type when not the smallest form
