@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "navreq/kse/record.h"
@@ -185,6 +186,59 @@ TEST(KseRecordRead, PathsThroughRecordsListsAndMaps) {
   const ReadResult r = Read(hex, o, ReadMode::kTolerant);
   EXPECT_EQ(Problems(r), "many[1].a @ 14: type mismatch\nnamed[0] @ 30: unexpected tag\n");
   EXPECT_EQ(o.named.at("h"), "v");
+}
+
+// A map value named by its key, spelt by the caller.
+void KeyLevel(std::string& path, std::string_view key, bool integer) {
+  path += integer ? "[#" : "[";
+  path += key;
+  path += ']';
+}
+
+TEST(KseRecordRead, MapValuesNamedByKey) {
+  Outer o;
+  const std::vector<char> bytes =
+      UnhexBytes("0a 0c 1600 0b  19 0002 0a 0c 1600 0b 0a 060161 1600 0b  ec fc0f  f8ff 0001 060168 260176");
+  ReadOptions options;
+  options.mode = ReadMode::kTolerant;
+  options.key_level = KeyLevel;
+  const ReadResult r = navcore::ryn::readRecord(bytes, o, options);
+  EXPECT_EQ(Problems(r), "many[1].a @ 14: type mismatch\nnamed[h] @ 30: unexpected tag\n");
+}
+
+TEST(KseRecordRead, RepeatedMapKeyAtItsHeadFirstValueKept) {
+  // Tag 255 map, two entries under "h": the second key's head is at 10.
+  const std::string hex = "0a 0001 160178 0b  19 0c  ec  fc0f  f8ff 0002 060168 160176 060168 160177";
+  const std::size_t skip = UnhexBytes("0a 0001 160178 0b  19 0c  ec  fc0f").size();
+  Outer o;
+  EXPECT_EQ(Problems(Read(hex, o, ReadMode::kTolerant)),
+            "named[1].key @ " + std::to_string(skip + 10) + ": duplicate key\n");
+  EXPECT_EQ(o.named.at("h"), "v");
+  const std::vector<char> bytes = UnhexBytes(hex);
+  ReadOptions options;
+  options.key_level = KeyLevel;
+  Outer strict;
+  EXPECT_EQ(Problems(navcore::ryn::readRecord(bytes, strict, options)),
+            "named[h] @ " + std::to_string(skip + 10) + ": duplicate key\n");
+}
+
+TEST(KseRecordRead, EndHeadWhereAValueBelongsStopsBothModes) {
+  Outer o;
+  // A list of two records whose second element is an end head; an end head
+  // at the top; an end head in the two-byte form closing a record.
+  for (const ReadMode mode : {ReadMode::kStrict, ReadMode::kTolerant}) {
+    EXPECT_EQ(Problems(Read("0a 0001 160178 0b  19 0002 0a 0c 1600 0b 0b", o, mode)),
+              "many[1] @ 15: unexpected end of record\n");
+    EXPECT_EQ(Problems(Read("0a 0001 160178 0b 0b", o, mode)), "(root) @ 7: unexpected end of record\n");
+    EXPECT_EQ(Problems(Read("0a 0001 160178 fb00", o, mode)), "one @ 6: bad type\n");
+  }
+}
+
+TEST(KseRecordRead, CountInAnotherFormIsRefused) {
+  Outer o;
+  // The list count with tag 1, then tag 0 in the two-byte form.
+  EXPECT_EQ(Problems(Read("0a 0001 160178 0b  19 1c", o)), "many @ 8: bad count\n");
+  EXPECT_EQ(Problems(Read("0a 0001 160178 0b  19 fc00", o)), "many @ 8: bad count\n");
 }
 
 TEST(KseRecordRead, CountLargerThanTheInput) {

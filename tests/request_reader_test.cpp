@@ -5,11 +5,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <variant>
 #include <vector>
 
 #include "navreq/engine/service_overrides.h"
+#include "navreq/read/walk_problems.h"
 #include "navreq/requests.h"
 #include "navreq/serialize.h"
 #include "reliability/realistic_inputs.h"
@@ -261,6 +263,93 @@ TEST(RequestReader, BrokenGzipBody) {
   const DecodedRequest r = DecodeRequest(bytes);
   ASSERT_EQ(r.problems.size(), 1u);
   EXPECT_EQ(r.problems[0].kind, navreq::ReadProblemKind::kBadGzip);
+}
+
+// A route search Package around `body`, written plain (not gzip).
+std::vector<char> RoutePackage(const std::vector<char>& body) {
+  navkse::duromap::Package package;
+  package.cmd = 10101;
+  package.cmd_name = "CMD_ROUTE_CAR_SNS";
+  std::vector<char> header;
+  EXPECT_TRUE(zv_navi_core::SerializeKSE(navkse::duromap::Header(), header));
+  package.header = header;
+  package.body = body;
+  std::vector<char> bytes;
+  EXPECT_TRUE(zv_navi_core::SerializeKSE(package, bytes));
+  return bytes;
+}
+
+std::string Problems(const std::vector<navreq::ReadProblem>& problems) {
+  std::string out;
+  for (const navreq::ReadProblem& p : problems) out += p.toString() + "\n";
+  return out;
+}
+
+TEST(RequestReader, EnvelopeIsWhatWasRead) {
+  std::vector<char> body;
+  ASSERT_TRUE(zv_navi_core::SerializeKSE(navkse::routesearch::CarRouteReq(), body));
+  const std::vector<char> bytes = RoutePackage(body);
+  const DecodedRequest whole = DecodeRequest(bytes);
+  ASSERT_TRUE(whole.ok()) << Problems(whole);
+  ASSERT_NE(whole.package(), nullptr);
+  EXPECT_EQ(whole.packet(), nullptr);
+  EXPECT_EQ(whole.package()->package.cmd_name, "CMD_ROUTE_CAR_SNS");
+
+  // Cut inside the command name: strict mode keeps no envelope, tolerant
+  // mode the Package as far as it read.
+  const DecodedRequest strict = DecodeRequest(bytes.data(), 8);
+  EXPECT_FALSE(strict.envelope_read());
+  EXPECT_TRUE(std::holds_alternative<std::monostate>(strict.envelope));
+  EXPECT_EQ(strict.package(), nullptr);
+  EXPECT_EQ(strict.packet(), nullptr);
+  ASSERT_EQ(strict.problems.size(), 1u);
+  navreq::DecodeOptions tolerant;
+  tolerant.mode = navreq::ReadMode::kTolerant;
+  const DecodedRequest loose = DecodeRequest(bytes.data(), 8, tolerant);
+  ASSERT_NE(loose.package(), nullptr);
+  EXPECT_EQ(loose.package()->package.version, whole.package()->package.version);
+  EXPECT_EQ(Problems(loose), Problems(strict));
+  EXPECT_EQ(Problems(navreq::WalkProblems(bytes.data(), 8)), Problems(strict));
+}
+
+TEST(RequestReader, ABodyCutShortIsOneProblem) {
+  // An empty body: every declared field of the route search is absent.
+  const std::vector<char> bytes = RoutePackage({});
+  const std::string expected = "body.start @ 0: missing field (record cut short: " +
+                               std::to_string(navkse::routesearch::CarRouteReq::kFieldCount) +
+                               " declared fields missing from here)\n";
+  navreq::DecodeOptions tolerant;
+  tolerant.mode = navreq::ReadMode::kTolerant;
+  EXPECT_EQ(Problems(DecodeRequest(bytes, tolerant)), expected);
+  EXPECT_EQ(Problems(DecodeRequest(bytes)), expected);
+  EXPECT_EQ(Problems(navreq::WalkProblems(bytes.data(), bytes.size())), expected);
+}
+
+TEST(RequestReader, RepeatedSideRecordKey) {
+  navkse::routesearch::CarRouteReq route;
+  route.side_records["toRank"] = wire::UnhexBytes("090c 1c 290c 3c");  // ToRankTransInfo, all zero
+  route.side_records["toRanx"] = wire::UnhexBytes("ffff");
+  std::vector<char> body;
+  ASSERT_TRUE(zv_navi_core::SerializeKSE(route, body));
+  // "toRanx" becomes "toRank": the map holds the key twice, the second time
+  // over bytes that are no record.
+  const std::string second = "toRanx";
+  const auto at = std::search(body.begin(), body.end(), second.begin(), second.end());
+  ASSERT_NE(at, body.end());
+  at[5] = 'k';
+  const std::size_t key_head = static_cast<std::size_t>(at - body.begin()) - 2;  // head 06, length 06
+  const std::vector<char> bytes = RoutePackage(body);
+  const std::string expected =
+      "body.side_records[toRank] @ " + std::to_string(key_head) + ": duplicate key\n";
+
+  navreq::DecodeOptions tolerant;
+  tolerant.mode = navreq::ReadMode::kTolerant;
+  const DecodedRequest loose = DecodeRequest(bytes, tolerant);
+  EXPECT_EQ(Problems(loose), expected);
+  ASSERT_TRUE(loose.side_records.rank.has_value());  // from the first value
+  EXPECT_EQ(HexOf(*loose.side_records.rank), "090c1c290c3c");
+  EXPECT_EQ(Problems(DecodeRequest(bytes)), expected);
+  EXPECT_EQ(Problems(navreq::WalkProblems(bytes.data(), bytes.size())), expected);
 }
 
 }  // namespace

@@ -200,7 +200,7 @@ class ProblemSink final : public TreeSink {
     b.stop = Frame();
     b.stop.opaque = true;  // what remains of the buffer is not read
     if (f.opaque) {
-      add(b, ReadProblem{b.cause, f.opaque_path, b.cause_at, why});
+      add(b, ReadProblem{b.cause, f.opaque_path, b.cause_at, Detail(b.cause, why)});
       return;
     }
     std::string path = f.path;
@@ -211,7 +211,7 @@ class ProblemSink final : public TreeSink {
     } else if (f.shape == Frame::kList) {
       AppendIndexLevel(path, static_cast<std::int64_t>(f.next));
     }
-    add(b, ReadProblem{b.cause, std::move(path), b.cause_at, why});
+    add(b, ReadProblem{b.cause, std::move(path), b.cause_at, Detail(b.cause, why)});
   }
 
   std::vector<ReadProblem> take() {
@@ -223,6 +223,12 @@ class ProblemSink final : public TreeSink {
  private:
   Buffer& buffer() { return *active_.back(); }
   Frame& frame() { return buffer().frames.back(); }
+
+  // The walk's reason without the kind it starts with ("truncated: ...").
+  static std::string Detail(Kind kind, const std::string& why) {
+    const std::string prefix = std::string(::navcore::ryn::readProblemName(kind)) + ": ";
+    return why.rfind(prefix, 0) == 0 ? why.substr(prefix.size()) : why;
+  }
 
   static void add(Buffer& b, ReadProblem p) {
     if (!b.ignored) b.problems.push_back(std::move(p));
