@@ -6,11 +6,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <sstream>
 #include <string>
 #include <variant>
 #include <vector>
 
 #include "navreq/engine/service_overrides.h"
+#include "navreq/read/views.h"
+#include "navreq/read/walk.h"
 #include "navreq/read/walk_problems.h"
 #include "navreq/requests.h"
 #include "navreq/serialize.h"
@@ -350,6 +353,15 @@ TEST(RequestReader, RepeatedSideRecordKey) {
   EXPECT_EQ(HexOf(*loose.side_records.rank), "090c1c290c3c");
   EXPECT_EQ(Problems(DecodeRequest(bytes)), expected);
   EXPECT_EQ(Problems(navreq::WalkProblems(bytes.data(), bytes.size())), expected);
+
+  // dump marks the key, and does not decode the bytes under it.
+  std::ostringstream text;
+  const auto view = navreq::MakeTextView(text, false);
+  const navreq::WalkSummary summary =
+      navreq::Walk(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), *view);
+  EXPECT_EQ(summary.status(), 2);
+  EXPECT_EQ(summary.undecoded, 0u);
+  EXPECT_NE(text.str().find("! repeated key"), std::string::npos) << text.str();
 }
 
 }  // namespace

@@ -98,9 +98,7 @@ std::string KseRecordReader::path() const {
   for (int i = 0; i < segments_; ++i) {
     add_name(segs_[i].name);
     if (segs_[i].index != kNoIndex) out += "[" + std::to_string(segs_[i].index) + "]";
-    if (segs_[i].key != nullptr) {
-      key_level_(out, std::string_view(segs_[i].key, segs_[i].key_size), segs_[i].key_integer);
-    }
+    if (segs_[i].keyed) key_level_(out, segs_[i].key, segs_[i].key_integer);
   }
   if (field_ == nullptr && unknown_tag_ >= 0) {
     const std::string tag = std::to_string(unknown_tag_);
@@ -156,6 +154,10 @@ void KseRecordReader::outOfRange(KseHead h, std::int64_t v) {
 void KseRecordReader::unexpectedTag(KseHead h, int expected) {
   report(ReadProblemKind::kUnexpectedTag, h.offset,
          "tag " + std::to_string(h.tag) + ", " + std::to_string(expected) + " expected");
+}
+
+void KseRecordReader::endOutsideRecord(KseHead h) {
+  throw KseReadError(ReadProblemKind::kUnexpectedEnd, h.offset, "end of record outside a record");
 }
 
 void KseRecordReader::endInContainer(KseHead h) {

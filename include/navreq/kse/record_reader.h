@@ -10,8 +10,11 @@
 // that end early. Tolerant mode reads what it can, leaves the rest at the
 // record's defaults and reports every problem; only damage that leaves no way
 // to go on (truncation, a bad type code, too deep a nesting, a bad count or
-// length, the memory limit) stops it. Every problem carries the field path
-// (`start.point.latitude`, `via_points[2].field19[0]`) and the byte offset.
+// length, an end-of-record head out of place, the memory limit) stops it. The
+// declared fields after the last one read are one problem, at the first of
+// them: the record was cut short. Every problem carries the field path
+// (`start.point.latitude`, `via_points[2].field19[0]`, an undeclared field by
+// its tag) and the byte offset.
 // Nothing throws out of readRecord.
 #pragma once
 
@@ -138,22 +141,17 @@ class KseRecordReader {
   // head of a nested record, or the end of the input for a record written
   // alone).
   NAVKSE_INLINE bool nextField(KseHead& h) {
-    for (;;) {
-      if (record_depth_ == 0 && in_.atEnd()) {
-        end_offset_ = in_.position();
-        return false;
-      }
-      field_ = nullptr;
-      h = in_.readHead();
-      if (NAVKSE_LIKELY(h.type != kKseStructEnd)) return true;
-      if (record_depth_ != 0) {
-        if (NAVKSE_UNLIKELY(h.size == 2 && h.tag < 15)) longEndHead(h);
-        end_offset_ = h.offset;
-        return false;
-      }
-      // Nothing can be read past it: the bytes after it belong to no record.
-      throw KseReadError(ReadProblemKind::kUnexpectedEnd, h.offset, "end of record outside a record");
+    if (record_depth_ == 0 && in_.atEnd()) {
+      end_offset_ = in_.position();
+      return false;
     }
+    field_ = nullptr;
+    h = in_.readHead();
+    if (NAVKSE_LIKELY(h.type != kKseStructEnd)) return true;
+    if (NAVKSE_UNLIKELY(record_depth_ == 0)) endOutsideRecord(h);
+    if (NAVKSE_UNLIKELY(h.size == 2 && h.tag < 15)) longEndHead(h);
+    end_offset_ = h.offset;
+    return false;
   }
 
   template <class T>
@@ -255,11 +253,11 @@ class KseRecordReader {
       if (NAVKSE_UNLIKELY(kh.tag != 0)) unexpectedTag(kh, 0);
       K key{};
       value(kh, key);
-      std::string text;
       if (keyed) {
-        text = keyText(key);
-        segs_[seg].key = text.c_str();
-        segs_[seg].key_size = text.size();
+        // Kept by the reader: a problem that ends reading names the path
+        // after this frame is gone.
+        segs_[seg].key = keyText(key);
+        segs_[seg].keyed = true;
         segs_[seg].key_integer = std::is_integral<K>::value;
       }
       // The first value under a key is kept; a repeated key is reported at
@@ -272,7 +270,7 @@ class KseRecordReader {
       if (NAVKSE_UNLIKELY(vh.tag != 1)) unexpectedTag(vh, 1);
       V v{};
       value(vh, v);
-      segs_[seg].key = nullptr;
+      segs_[seg].keyed = false;
       if (!repeated) out.emplace_hint(out.end(), std::move(key), std::move(v));
     }
     pop(seg);
@@ -297,10 +295,10 @@ class KseRecordReader {
 
   struct Segment {
     const char* name;
-    std::size_t index;          // npos: no index
-    const char* key = nullptr;  // a map value's key, when values are named by key
-    std::size_t key_size = 0;
+    std::size_t index;   // npos: no index
+    bool keyed = false;  // a map value named by its key
     bool key_integer = false;
+    std::string key;
   };
   static constexpr std::size_t kNoIndex = static_cast<std::size_t>(-1);
 
@@ -309,7 +307,7 @@ class KseRecordReader {
     const int seg = segments_++;
     segs_[seg].name = field_;
     segs_[seg].index = kNoIndex;
-    segs_[seg].key = nullptr;
+    segs_[seg].keyed = false;
     field_ = nullptr;
     return seg;
   }
@@ -334,6 +332,8 @@ class KseRecordReader {
   NAVKSE_NOINLINE void unexpectedTag(KseHead h, int expected);
   // An end-of-record head where a list element, map key or value belongs:
   // nothing after it can be placed.
+  // An end-of-record head at the top: the bytes after it belong to no record.
+  [[noreturn]] NAVKSE_NOINLINE void endOutsideRecord(KseHead h);
   [[noreturn]] NAVKSE_NOINLINE void endInContainer(KseHead h);
   // An end-of-record head with a tag below 15 in the two-byte form, which
   // the writer never gives: where the record ends is in doubt.
