@@ -1,6 +1,7 @@
 // Request decoding: envelope, Header, body by the command table.
 #include "navreq/request_reader.h"
 
+#include <initializer_list>
 #include <new>
 #include <string>
 #include <utility>
@@ -55,20 +56,30 @@ class Decoder {
 
   bool strict() const noexcept { return options_.mode == ReadMode::kStrict; }
 
-  // Whether the envelope's field `tag` was read, whole and with a head its
-  // declared type accepts: only then are the bytes it carries read (in
-  // tolerant mode an envelope can be cut short before it, or lack it).
-  // Reading stops at the first damage the envelope's reading stops at.
-  static bool FieldRead(const void* data, std::size_t size, std::uint8_t tag,
+  // Whether the field at `path` (tags from the top record down through
+  // nested records) was read whole, with a head its declared type accepts:
+  // only then are the bytes it carries read (in tolerant mode a record can be
+  // cut short before it, or lack it). Reading stops at the first damage the
+  // record's reading stops at.
+  static bool FieldRead(const void* data, std::size_t size, std::initializer_list<std::uint8_t> path,
                         ::navcore::ryn::WireKind declared) noexcept {
     try {
       KseInputStream in(data, size);
+      const std::uint8_t* level = path.begin();
       while (!in.atEnd()) {
         const KseHead h = in.readHead();
-        if (h.type == ::navcore::ryn::kKseStructEnd) return false;
-        const bool wanted = h.tag == tag;
-        in.skipValue(h);
-        if (wanted) return ::navcore::ryn::wireTypeFits(declared, h.type);
+        if (h.type == ::navcore::ryn::kKseStructEnd) return false;  // the record ends without it
+        if (h.tag != *level) {
+          in.skipValue(h);
+          continue;
+        }
+        if (level + 1 == path.end()) {
+          in.skipValue(h);
+          return ::navcore::ryn::wireTypeFits(declared, h.type);
+        }
+        if (h.type != ::navcore::ryn::kKseStructBegin) return false;
+        in.enter(h.offset);
+        ++level;
       }
     } catch (const KseReadError&) {
     }
@@ -118,12 +129,12 @@ class Decoder {
       return;
     }
     using Tag = navkse::duromap::Package::FieldTag;
-    if (FieldRead(data, size, Tag::header, ::navcore::ryn::WireKind::kBytes) &&
+    if (FieldRead(data, size, {Tag::header}, ::navcore::ryn::WireKind::kBytes) &&
         !part(pkg.header.data(), pkg.header.size(), envelope.header, "header")) {
       return;
     }
     out_.command = navkse::findPackageCommand(pkg.cmd, pkg.cmd_name);
-    if (!FieldRead(data, size, Tag::body, ::navcore::ryn::WireKind::kBytes)) return;
+    if (!FieldRead(data, size, {Tag::body}, ::navcore::ryn::WireKind::kBytes)) return;
     if (out_.command == nullptr) {
       problem(ReadProblemKind::kUnknownCommand, "package.cmd_name", 0,
               "command " + std::to_string(pkg.cmd) + " \"" + pkg.cmd_name + "\"");
@@ -144,7 +155,7 @@ class Decoder {
     }
     out_.command = navkse::findPacketKind(pkt.kind);
     using Tag = navkse::NavSDKGateway::Packet::FieldTag;
-    if (!FieldRead(data, size, Tag::payload, ::navcore::ryn::WireKind::kUBytes)) return;
+    if (!FieldRead(data, size, {Tag::payload}, ::navcore::ryn::WireKind::kUBytes)) return;
     // A payload with an element that did not read as a byte is not the bytes sent.
     for (const ReadProblem& p : out_.problems) {
       if (p.path.rfind("packet.payload[", 0) == 0) return;
@@ -177,7 +188,7 @@ class Decoder {
   void readBodyAs(const char* body, std::size_t size, R*) {
     R& record = out_.body.emplace<R>();
     if (!part(body, size, record, "body")) return;
-    extras(record);
+    extras(record, body, size);
   }
 
   void readBodyAs(const char* body, std::size_t size, navkse::StopEventBody*) {
@@ -187,12 +198,14 @@ class Decoder {
   }
 
   template <class R>
-  void extras(R&) {}
+  void extras(R&, const char*, std::size_t) {}
 
-  void extras(navkse::routesearch::CarRouteReq& route) { sideRecords(route, "body.side_records"); }
+  void extras(navkse::routesearch::CarRouteReq& route, const char*, std::size_t) {
+    sideRecords(route, "body.side_records");
+  }
 
   // The route a traffic refresh runs again carries side records too.
-  void extras(navkse::traffic::AllOnRouteReqBatch& batch) {
+  void extras(navkse::traffic::AllOnRouteReqBatch& batch, const char*, std::size_t) {
     sideRecords(batch.refresh.route_req, "body.refresh.route_req.side_records");
   }
 
@@ -209,7 +222,16 @@ class Decoder {
     }
   }
 
-  void extras(navkse::locationReportDMQ::LocationReportRequestDMQ& report) {
+  void extras(navkse::locationReportDMQ::LocationReportRequestDMQ& report, const char* body,
+              std::size_t size) {
+    using Request = navkse::locationReportDMQ::LocationReportRequestDMQ;
+    using Report = navkse::locationReportDMQ::LocationReportRequest;
+    using Header = navkse::locationReportDMQ::LocationHeader;
+    if (!FieldRead(body, size,
+                   {Request::FieldTag::report, Report::FieldTag::header, Header::FieldTag::extra_data},
+                   ::navcore::ryn::WireKind::kBytes)) {
+      return;
+    }
     const std::vector<char>& bytes = report.report.header.extra_data;
     part(bytes.data(), bytes.size(), out_.extra_data.emplace(), "body.report.header.extra_data");
   }
