@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <bitset>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "navreq/read/paths.h"
 #include "navreq/read/walk.h"
