@@ -234,6 +234,16 @@ TEST(KseRecordRead, EndHeadWhereAValueBelongsStopsBothModes) {
   }
 }
 
+TEST(KseRecordRead, SkippedValueFollowsTheSameRules) {
+  navkse::common::Point p;
+  // Undeclared tag 3, skipped in tolerant mode: a list whose one element is
+  // an end head, then a record closed by an end head in the two-byte form.
+  EXPECT_EQ(Problems(Read("0001 1002 2c 39 0001 0b", p, ReadMode::kTolerant)),
+            "3 @ 5: unknown field\n3 @ 8: unexpected end of record\n");
+  EXPECT_EQ(Problems(Read("0001 1002 2c 3a fb00", p, ReadMode::kTolerant)),
+            "3 @ 5: unknown field\n3 @ 6: bad type\n");
+}
+
 TEST(KseRecordRead, CountInAnotherFormIsRefused) {
   Outer o;
   // The list count with tag 1, then tag 0 in the two-byte form.
