@@ -1,6 +1,7 @@
 // Request decoding: envelope, Header, body by the command table.
 #include "navreq/request_reader.h"
 
+#include <algorithm>
 #include <initializer_list>
 #include <new>
 #include <string>
@@ -214,6 +215,12 @@ class Decoder {
       std::string root = map_path;
       AppendKeyLevel(root, entry.first, false);
       const std::vector<char>& bytes = entry.second;
+      // A value that is not a byte array was left empty: there is no record to read.
+      const bool damaged =
+          std::any_of(out_.problems.begin(), out_.problems.end(), [&root](const ReadProblem& p) {
+            return p.path == root && p.kind == ReadProblemKind::kTypeMismatch;
+          });
+      if (damaged) continue;
       if (entry.first == navkse::routesearch::kGuidanceSideRecordKey) {
         part(bytes.data(), bytes.size(), out_.side_records.guidance.emplace(), root.c_str());
       } else if (entry.first == navkse::routesearch::kRankSideRecordKey) {
