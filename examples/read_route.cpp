@@ -15,8 +15,12 @@ int main(int argc, char** argv) {
 
   const navreq::DecodedRequest request = navreq::DecodeRequest(bytes);
   for (const navreq::ReadProblem& p : request.problems) std::fprintf(stderr, "%s\n", p.toString().c_str());
+  const navreq::PackageEnvelope* envelope = request.package();
   const auto* route = std::get_if<navkse::routesearch::CarRouteReq>(&request.body);
-  if (!request.ok() || route == nullptr) return 1;
+  if (!request.ok() || envelope == nullptr || route == nullptr) return 1;
+
+  std::printf("command %s from device %s\n", envelope->package.cmd_name.c_str(),
+              envelope->header.imei.c_str());
 
   const navkse::common::SimplePOIRequestInfo& start = route->start;
   std::printf("start: %s, longitude %d, latitude %d (micro-degrees)\n", start.primaryText.c_str(),

@@ -63,8 +63,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   NAVREQ_FUZZ_CHECK(loose.ok(), "what reads strictly reads tolerantly without a problem");
 
   // The envelope as read, written again, decodes again to the same body.
-  const std::vector<char> envelope =
-      r.envelope == navkse::Envelope::kPackage ? Written(r.package) : Written(r.packet);
+  const navreq::PackageEnvelope* package = r.package();
+  const navkse::NavSDKGateway::Packet* packet = r.packet();
+  NAVREQ_FUZZ_CHECK((package != nullptr) != (packet != nullptr), "one envelope, read");
+  const std::vector<char> envelope = package != nullptr ? Written(package->package) : Written(*packet);
   const navreq::DecodedRequest again = navreq::DecodeRequest(envelope, strict);
   NAVREQ_FUZZ_CHECK(again.ok(), "a rewritten envelope decodes");
   NAVREQ_FUZZ_CHECK(again.command == r.command, "same command");
@@ -73,9 +75,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     NAVREQ_FUZZ_CHECK(SameEvent(*event, std::get<navreq::StopEvent>(again.body)), "same event");
   }
 
-  CheckRecord(r.package);
-  CheckRecord(r.header);
-  CheckRecord(r.packet);
+  if (package != nullptr) {
+    CheckRecord(package->package);
+    CheckRecord(package->header);
+  } else {
+    CheckRecord(*packet);
+  }
   CheckBody(r.body);
   if (r.side_records.guidance) CheckRecord(*r.side_records.guidance);
   if (r.side_records.rank) CheckRecord(*r.side_records.rank);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "navreq/kse/record.h"
@@ -141,7 +142,7 @@ TEST(KseRecordRead, BothStringForms) {
 TEST(KseRecordRead, StrictStopsAtTheFirstProblem) {
   navkse::common::Point p;
   EXPECT_EQ(Problems(Read("0001 1002", p)), "field2 @ 4: missing field\n");
-  EXPECT_EQ(Problems(Read("0001 1002 2c 3c", p)), "(root) @ 5: unknown field\n");
+  EXPECT_EQ(Problems(Read("0001 1002 2c 3c", p)), "3 @ 5: unknown field\n");
   EXPECT_EQ(Problems(Read("060161 1002 2c", p)), "longitude @ 0: type mismatch\n");
   EXPECT_EQ(Problems(Read("1002 0001 2c", p)), "longitude @ 2: field out of order\n");
   EXPECT_EQ(Problems(Read("0001 1002 1003 2c", p)), "latitude @ 4: duplicate field\n");
@@ -158,7 +159,14 @@ TEST(KseRecordRead, TolerantReportsEveryProblemAndKeepsDefaults) {
   const std::string problems = Problems(r);
   EXPECT_NE(problems.find("latitude @ 2: type mismatch\n"), std::string::npos) << problems;
   EXPECT_NE(problems.find("field15 @ 6: type mismatch\n"), std::string::npos) << problems;
-  EXPECT_NE(problems.find("field19 @ 9: missing field\n"), std::string::npos) << problems;
+  // Fields 2 and 4 to 14 are missing between fields read; the record ends
+  // after field 15, so 16 to 19 are one problem.
+  EXPECT_NE(problems.find("scalarC @ 9: missing field\n"), std::string::npos) << problems;
+  EXPECT_NE(problems.find("field14 @ 9: missing field\n"), std::string::npos) << problems;
+  EXPECT_EQ(problems.find("field19"), std::string::npos) << problems;
+  ASSERT_EQ(r.problems.size(), 2u + 12u + 1u);
+  EXPECT_EQ(r.problems.back().toString(),
+            "field16 @ 9: missing field (record cut short: 4 declared fields missing from here)");
 }
 
 TEST(KseRecordRead, TolerantAcceptsAnyOrder) {
@@ -180,6 +188,69 @@ TEST(KseRecordRead, PathsThroughRecordsListsAndMaps) {
   EXPECT_EQ(o.named.at("h"), "v");
 }
 
+// A map value named by its key, spelt by the caller.
+void KeyLevel(std::string& path, std::string_view key, bool integer) {
+  path += integer ? "[#" : "[";
+  path += key;
+  path += ']';
+}
+
+TEST(KseRecordRead, MapValuesNamedByKey) {
+  Outer o;
+  const std::vector<char> bytes =
+      UnhexBytes("0a 0c 1600 0b  19 0002 0a 0c 1600 0b 0a 060161 1600 0b  ec fc0f  f8ff 0001 060168 260176");
+  ReadOptions options;
+  options.mode = ReadMode::kTolerant;
+  options.key_level = KeyLevel;
+  const ReadResult r = navcore::ryn::readRecord(bytes, o, options);
+  EXPECT_EQ(Problems(r), "many[1].a @ 14: type mismatch\nnamed[h] @ 30: unexpected tag\n");
+}
+
+TEST(KseRecordRead, RepeatedMapKeyAtItsHeadFirstValueKept) {
+  // Tag 255 map, two entries under "h": the second key's head is at 10.
+  const std::string hex = "0a 0001 160178 0b  19 0c  ec  fc0f  f8ff 0002 060168 160176 060168 160177";
+  const std::size_t skip = UnhexBytes("0a 0001 160178 0b  19 0c  ec  fc0f").size();
+  Outer o;
+  EXPECT_EQ(Problems(Read(hex, o, ReadMode::kTolerant)),
+            "named[1].key @ " + std::to_string(skip + 10) + ": duplicate key\n");
+  EXPECT_EQ(o.named.at("h"), "v");
+  const std::vector<char> bytes = UnhexBytes(hex);
+  ReadOptions options;
+  options.key_level = KeyLevel;
+  Outer strict;
+  EXPECT_EQ(Problems(navcore::ryn::readRecord(bytes, strict, options)),
+            "named[h] @ " + std::to_string(skip + 10) + ": duplicate key\n");
+}
+
+TEST(KseRecordRead, EndHeadWhereAValueBelongsStopsBothModes) {
+  Outer o;
+  // A list of two records whose second element is an end head; an end head
+  // at the top; an end head in the two-byte form closing a record.
+  for (const ReadMode mode : {ReadMode::kStrict, ReadMode::kTolerant}) {
+    EXPECT_EQ(Problems(Read("0a 0001 160178 0b  19 0002 0a 0c 1600 0b 0b", o, mode)),
+              "many[1] @ 15: unexpected end of record\n");
+    EXPECT_EQ(Problems(Read("0a 0001 160178 0b 0b", o, mode)), "(root) @ 7: unexpected end of record\n");
+    EXPECT_EQ(Problems(Read("0a 0001 160178 fb00", o, mode)), "one @ 6: bad type\n");
+  }
+}
+
+TEST(KseRecordRead, SkippedValueFollowsTheSameRules) {
+  navkse::common::Point p;
+  // Undeclared tag 3, skipped in tolerant mode: a list whose one element is
+  // an end head, then a record closed by an end head in the two-byte form.
+  EXPECT_EQ(Problems(Read("0001 1002 2c 39 0001 0b", p, ReadMode::kTolerant)),
+            "3 @ 5: unknown field\n3 @ 8: unexpected end of record\n");
+  EXPECT_EQ(Problems(Read("0001 1002 2c 3a fb00", p, ReadMode::kTolerant)),
+            "3 @ 5: unknown field\n3 @ 6: bad type\n");
+}
+
+TEST(KseRecordRead, CountInAnotherFormIsRefused) {
+  Outer o;
+  // The list count with tag 1, then tag 0 in the two-byte form.
+  EXPECT_EQ(Problems(Read("0a 0001 160178 0b  19 1c", o)), "many @ 8: bad count\n");
+  EXPECT_EQ(Problems(Read("0a 0001 160178 0b  19 fc00", o)), "many @ 8: bad count\n");
+}
+
 TEST(KseRecordRead, CountLargerThanTheInput) {
   Outer o;
   const ReadResult r = Read("0a 0c 1600 0b 19 02 7fffffff 0a0b", o, ReadMode::kTolerant);
@@ -192,13 +263,12 @@ TEST(KseRecordRead, UnknownFieldNestedTooDeep) {
   std::string hex = "0001 1002 2c 3a";
   for (int i = 0; i < 64; ++i) hex += "0a";
   for (int i = 0; i < 65; ++i) hex += "0b";
-  EXPECT_EQ(Problems(Read(hex, p, ReadMode::kTolerant)),
-            "(root) @ 5: unknown field\n(root) @ 69: too deep\n");
+  EXPECT_EQ(Problems(Read(hex, p, ReadMode::kTolerant)), "3 @ 5: unknown field\n3 @ 69: too deep\n");
   // 64 levels in all are still skipped.
   hex = "0001 1002 2c 3a";
   for (int i = 0; i < 63; ++i) hex += "0a";
   for (int i = 0; i < 64; ++i) hex += "0b";
-  EXPECT_EQ(Problems(Read(hex, p, ReadMode::kTolerant)), "(root) @ 5: unknown field\n");
+  EXPECT_EQ(Problems(Read(hex, p, ReadMode::kTolerant)), "3 @ 5: unknown field\n");
 }
 
 TEST(KseRecordRead, TruncationAtEveryByte) {

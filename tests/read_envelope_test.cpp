@@ -98,7 +98,7 @@ TEST(Envelope, TwoRequestsBackToBack) {
   EXPECT_EQ(strict.problems[0].kind, navreq::ReadProblemKind::kTrailingBytes);
   EXPECT_EQ(strict.problems[0].offset, route.size());
   EXPECT_EQ(strict.problems[0].detail, "a second request starts here");
-  EXPECT_FALSE(strict.envelope_read);
+  EXPECT_FALSE(strict.envelope_read());
 
   navreq::DecodeOptions tolerant;
   tolerant.mode = navreq::ReadMode::kTolerant;
@@ -124,7 +124,7 @@ TEST(Envelope, TwoRequestsBackToBack) {
 std::vector<char> PlainRouteSearch() {
   const navreq::DecodedRequest real = navreq::DecodeRequest(RouteRequest());
   EXPECT_TRUE(real.ok());
-  navkse::duromap::Package package = real.package;
+  navkse::duromap::Package package = real.package()->package;
   package.body = navreq::testing::Gunzip(package.body);
   std::vector<char> bytes;
   EXPECT_TRUE(zv_navi_core::SerializeKSE(package, bytes));
@@ -136,7 +136,7 @@ constexpr const char* kSentPlain = "sent plain, though this command's body is al
 TEST(Envelope, RouteSearchBodySentPlainIsAProblem) {
   const std::vector<char> plain = PlainRouteSearch();
   const navreq::DecodedRequest strict = navreq::DecodeRequest(plain);
-  EXPECT_TRUE(strict.envelope_read);
+  EXPECT_TRUE(strict.envelope_read());
   ASSERT_EQ(strict.problems.size(), 1u);
   EXPECT_EQ(strict.problems[0].kind, navreq::ReadProblemKind::kBadGzip);
   EXPECT_EQ(strict.problems[0].path, "body");
@@ -170,7 +170,7 @@ TEST(Envelope, RefreshBodyFlaggedGzipButSentPlainByDesign) {
   const std::vector<char> refresh = RefreshRequest();
   const navreq::DecodedRequest r = navreq::DecodeRequest(refresh);
   ASSERT_TRUE(r.ok());
-  EXPECT_EQ(r.package.body_encoding, navkse::duromap::kBodyGzip);
+  EXPECT_EQ(r.package()->package.body_encoding, navkse::duromap::kBodyGzip);
   EXPECT_FALSE(r.body_gzip);
   navreq::testing::VerdictSink walked;
   EXPECT_EQ(WalkStatus(refresh, walked), 0);

@@ -21,20 +21,7 @@ namespace {
 
 using navreq::GunzipStatus;
 
-// One gzip member of `plain` (header 1f 8b 08, deflate data, CRC-32 and size).
-std::string Member(const std::string& plain) {
-  z_stream z{};
-  EXPECT_EQ(deflateInit2(&z, 6, Z_DEFLATED, 16 + MAX_WBITS, 8, Z_DEFAULT_STRATEGY), Z_OK);
-  std::string out(deflateBound(&z, static_cast<uLong>(plain.size())), '\0');
-  z.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(plain.data()));
-  z.avail_in = static_cast<uInt>(plain.size());
-  z.next_out = reinterpret_cast<Bytef*>(&out[0]);
-  z.avail_out = static_cast<uInt>(out.size());
-  EXPECT_EQ(deflate(&z, Z_FINISH), Z_STREAM_END);
-  out.resize(z.total_out);
-  deflateEnd(&z);
-  return out;
-}
+using navreq::testing::GzipMember;
 
 // One member of `size` zero bytes, deflated a MiB at a time.
 std::string ZerosMember(std::size_t size) {
@@ -65,14 +52,14 @@ std::string ZerosMember(std::size_t size) {
 }
 
 TEST(Inflate, OneMember) {
-  const std::string gz = Member("abc");
+  const std::string gz = GzipMember("abc");
   std::string out;
   const navreq::GunzipResult r = navreq::Gunzip(gz, 3, out);
   ASSERT_TRUE(r.ok()) << r.error;
   EXPECT_EQ(out, "abc");
   EXPECT_TRUE(r.error.empty());
   // The bound is inclusive; an empty member inflates to nothing.
-  ASSERT_TRUE(navreq::Gunzip(Member(""), 0, out).ok());
+  ASSERT_TRUE(navreq::Gunzip(GzipMember(""), 0, out).ok());
   EXPECT_EQ(out, "");
 }
 
@@ -95,9 +82,9 @@ TEST(Inflate, LiteralMember) {
 }
 
 TEST(Inflate, SecondMemberIsRefusedWhereItStarts) {
-  const std::string first = Member("abc");
+  const std::string first = GzipMember("abc");
   std::string out = "stale";
-  const navreq::GunzipResult r = navreq::Gunzip(first + Member("def"), 100, out);
+  const navreq::GunzipResult r = navreq::Gunzip(first + GzipMember("def"), 100, out);
   EXPECT_EQ(r.status, GunzipStatus::kSecondMember);
   EXPECT_EQ(r.offset, first.size());
   EXPECT_EQ(r.error, "a second gzip member after the end of the gzip stream");
@@ -105,7 +92,7 @@ TEST(Inflate, SecondMemberIsRefusedWhereItStarts) {
 }
 
 TEST(Inflate, TrailingBytesAreRefusedWhereTheyStart) {
-  const std::string first = Member("abc");
+  const std::string first = GzipMember("abc");
   std::string out;
   const navreq::GunzipResult r = navreq::Gunzip(first + wire::Unhex("00ff01"), 100, out);
   EXPECT_EQ(r.status, GunzipStatus::kBytesAfter);
@@ -118,7 +105,7 @@ TEST(Inflate, TrailingBytesAreRefusedWhereTheyStart) {
 }
 
 TEST(Inflate, EveryCutIsTruncated) {
-  const std::string gz = Member("a body of some length, a body of some length");
+  const std::string gz = GzipMember("a body of some length, a body of some length");
   std::string out;
   for (std::size_t cut = 0; cut < gz.size(); ++cut) {
     const navreq::GunzipResult r = navreq::Gunzip(gz.substr(0, cut), 1000, out);
@@ -142,7 +129,7 @@ TEST(Inflate, CorruptHeaderAndData) {
 }
 
 TEST(Inflate, OverTheLimit) {
-  const std::string gz = Member(std::string(11, 'x'));
+  const std::string gz = GzipMember(std::string(11, 'x'));
   std::string out;
   const navreq::GunzipResult r = navreq::Gunzip(gz, 10, out);
   EXPECT_EQ(r.status, GunzipStatus::kOverLimit);
@@ -170,7 +157,7 @@ std::vector<char> RouteRequest() {
 std::vector<char> WithBody(const std::string& body, std::size_t& body_at) {
   const navreq::DecodedRequest real = navreq::DecodeRequest(RouteRequest());
   EXPECT_TRUE(real.ok());
-  navkse::duromap::Package package = real.package;
+  navkse::duromap::Package package = real.package()->package;
   package.body.assign(body.begin(), body.end());
   std::vector<char> bytes;
   EXPECT_TRUE(zv_navi_core::SerializeKSE(package, bytes));
@@ -180,7 +167,7 @@ std::vector<char> WithBody(const std::string& body, std::size_t& body_at) {
 
 std::string PlainRouteBody() {
   const navreq::DecodedRequest real = navreq::DecodeRequest(RouteRequest());
-  return navreq::testing::Gunzip(std::string(real.package.body.begin(), real.package.body.end()));
+  return navreq::testing::Gunzip(std::string(real.package()->package.body.begin(), real.package()->package.body.end()));
 }
 
 struct Verdict {
@@ -199,7 +186,7 @@ Verdict Read(const std::vector<char>& bytes) {
 
 TEST(Inflate, DecodeRequestAndWalkAgreeOnOneMember) {
   std::size_t at = 0;
-  const Verdict v = Read(WithBody(Member(PlainRouteBody()), at));
+  const Verdict v = Read(WithBody(GzipMember(PlainRouteBody()), at));
   EXPECT_TRUE(v.decoded.ok());
   EXPECT_EQ(v.status, 0);
   EXPECT_TRUE(v.walked.stops.empty());
@@ -224,8 +211,8 @@ void ExpectSameRefusal(const std::string& body, navreq::ReadProblemKind kind, st
 
 TEST(Inflate, DecodeRequestAndWalkAgreeOnRefusals) {
   const std::string plain = PlainRouteBody();
-  const std::string one = Member(plain);
-  ExpectSameRefusal(one + Member(plain), navreq::ReadProblemKind::kBadGzip, one.size(),
+  const std::string one = GzipMember(plain);
+  ExpectSameRefusal(one + GzipMember(plain), navreq::ReadProblemKind::kBadGzip, one.size(),
                     "a second gzip member after the end of the gzip stream");
   ExpectSameRefusal(one + std::string(2, '\0'), navreq::ReadProblemKind::kBadGzip, one.size(),
                     "2 bytes after the end of the gzip stream");

@@ -5,14 +5,20 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <sstream>
 #include <string>
 #include <variant>
 #include <vector>
 
 #include "navreq/engine/service_overrides.h"
+#include "navreq/read/views.h"
+#include "navreq/read/walk.h"
+#include "navreq/read/walk_problems.h"
 #include "navreq/requests.h"
 #include "navreq/serialize.h"
 #include "reliability/realistic_inputs.h"
+#include "support/gunzip.h"
 #include "support/wire.h"
 
 namespace {
@@ -91,11 +97,14 @@ std::vector<char> StopRequest() {
 
 // The envelope read back writes the request's own bytes again.
 void ExpectEnvelopeRoundTrip(const DecodedRequest& r, const std::vector<char>& bytes) {
-  if (r.envelope == navkse::Envelope::kPackage) {
-    EXPECT_EQ(HexOf(r.package), wire::Hex(bytes));
-    EXPECT_EQ(HexOf(r.header), wire::Hex(r.package.header));
+  ASSERT_TRUE(r.envelope_read());
+  if (const navreq::PackageEnvelope* p = r.package()) {
+    EXPECT_EQ(r.packet(), nullptr);
+    EXPECT_EQ(HexOf(p->package), wire::Hex(bytes));
+    EXPECT_EQ(HexOf(p->header), wire::Hex(p->package.header));
   } else {
-    EXPECT_EQ(HexOf(r.packet), wire::Hex(bytes));
+    ASSERT_NE(r.packet(), nullptr);
+    EXPECT_EQ(HexOf(*r.packet()), wire::Hex(bytes));
   }
 }
 
@@ -104,10 +113,10 @@ TEST(RequestReader, RouteSearch) {
   const DecodedRequest r = DecodeRequest(bytes);
   ASSERT_TRUE(r.ok()) << Problems(r);
   ExpectEnvelopeRoundTrip(r, bytes);
-  EXPECT_EQ(r.envelope, navkse::Envelope::kPackage);
+  ASSERT_NE(r.package(), nullptr);
   EXPECT_EQ(r.command->kind, navkse::RequestKind::kRouteSearch);
   EXPECT_TRUE(r.body_gzip);
-  EXPECT_EQ(r.header.imei, RealisticExtra().imei);
+  EXPECT_EQ(r.package()->header.imei, RealisticExtra().imei);
   const auto* route = std::get_if<navkse::routesearch::CarRouteReq>(&r.body);
   ASSERT_NE(route, nullptr);
   EXPECT_EQ(route->start.point.longitude, 116378624);
@@ -128,7 +137,7 @@ TEST(RequestReader, TrafficRefresh) {
   EXPECT_FALSE(r.body_gzip);
   const auto* batch = std::get_if<navkse::traffic::AllOnRouteReqBatch>(&r.body);
   ASSERT_NE(batch, nullptr);
-  EXPECT_EQ(HexOf(*batch), wire::Hex(r.package.body));
+  EXPECT_EQ(HexOf(*batch), wire::Hex(r.package()->package.body));
 }
 
 TEST(RequestReader, RoutePlusAndGuidanceSlice) {
@@ -143,7 +152,7 @@ TEST(RequestReader, RoutePlusAndGuidanceSlice) {
     EXPECT_EQ(slices->slice_session_id, "guidance-session-20231114-0001");
     ASSERT_EQ(slices->slices.size(), 3u);
     EXPECT_EQ(slices->slices[2].slice_value2, 44000);
-    EXPECT_EQ(HexOf(*slices), wire::Hex(r.package.body));
+    EXPECT_EQ(HexOf(*slices), wire::Hex(r.package()->package.body));
   }
 }
 
@@ -153,7 +162,7 @@ TEST(RequestReader, LocationUploadPlainAndGzip) {
     const DecodedRequest r = DecodeRequest(bytes);
     ASSERT_TRUE(r.ok()) << Problems(r);
     ExpectEnvelopeRoundTrip(r, bytes);
-    EXPECT_EQ(r.envelope, navkse::Envelope::kPacket);
+    ASSERT_NE(r.packet(), nullptr);
     EXPECT_EQ(r.command->kind, navkse::RequestKind::kLocationUpload);
     EXPECT_EQ(r.body_gzip, gzip);
     const auto* report = std::get_if<navkse::locationReportDMQ::LocationReportRequestDMQ>(&r.body);
@@ -171,7 +180,8 @@ TEST(RequestReader, NavStopEvent) {
   ASSERT_TRUE(r.ok()) << Problems(r);
   ExpectEnvelopeRoundTrip(r, bytes);
   EXPECT_EQ(r.command->kind, navkse::RequestKind::kNavStopEvent);
-  EXPECT_EQ(r.packet.auth.api_key, "reliability-client-key-000000001");
+  ASSERT_NE(r.packet(), nullptr);
+  EXPECT_EQ(r.packet()->auth.api_key, "reliability-client-key-000000001");
   const auto* event = std::get_if<navreq::StopEvent>(&r.body);
   ASSERT_NE(event, nullptr);
   EXPECT_TRUE(event->nav_stopped);
@@ -236,7 +246,7 @@ TEST(RequestReader, UnknownCommandAndEnvelope) {
   const DecodedRequest r = DecodeRequest(bytes);
   ASSERT_EQ(r.problems.size(), 1u);
   EXPECT_EQ(r.problems[0].kind, navreq::ReadProblemKind::kUnknownCommand);
-  EXPECT_TRUE(r.envelope_read);
+  EXPECT_TRUE(r.envelope_read());
 
   const std::vector<char> text = wire::UnhexBytes("160161");
   const DecodedRequest t = DecodeRequest(text);
@@ -257,6 +267,104 @@ TEST(RequestReader, BrokenGzipBody) {
   const DecodedRequest r = DecodeRequest(bytes);
   ASSERT_EQ(r.problems.size(), 1u);
   EXPECT_EQ(r.problems[0].kind, navreq::ReadProblemKind::kBadGzip);
+}
+
+// A route search Package around `body`, gzip-compressed as the command's
+// body always is.
+std::vector<char> RoutePackage(const std::vector<char>& body) {
+  navkse::duromap::Package package;
+  package.cmd = 10101;
+  package.cmd_name = "CMD_ROUTE_CAR_SNS";
+  std::vector<char> header;
+  EXPECT_TRUE(zv_navi_core::SerializeKSE(navkse::duromap::Header(), header));
+  package.header = header;
+  const std::string gz = navreq::testing::GzipMember(std::string(body.begin(), body.end()));
+  package.body.assign(gz.begin(), gz.end());
+  std::vector<char> bytes;
+  EXPECT_TRUE(zv_navi_core::SerializeKSE(package, bytes));
+  return bytes;
+}
+
+std::string Problems(const std::vector<navreq::ReadProblem>& problems) {
+  std::string out;
+  for (const navreq::ReadProblem& p : problems) out += p.toString() + "\n";
+  return out;
+}
+
+TEST(RequestReader, EnvelopeIsWhatWasRead) {
+  std::vector<char> body;
+  ASSERT_TRUE(zv_navi_core::SerializeKSE(navkse::routesearch::CarRouteReq(), body));
+  const std::vector<char> bytes = RoutePackage(body);
+  const DecodedRequest whole = DecodeRequest(bytes);
+  ASSERT_TRUE(whole.ok()) << Problems(whole);
+  ASSERT_NE(whole.package(), nullptr);
+  EXPECT_EQ(whole.packet(), nullptr);
+  EXPECT_EQ(whole.package()->package.cmd_name, "CMD_ROUTE_CAR_SNS");
+
+  // Cut inside the command name: strict mode keeps no envelope, tolerant
+  // mode the Package as far as it read.
+  const DecodedRequest strict = DecodeRequest(bytes.data(), 8);
+  EXPECT_FALSE(strict.envelope_read());
+  EXPECT_TRUE(std::holds_alternative<std::monostate>(strict.envelope));
+  EXPECT_EQ(strict.package(), nullptr);
+  EXPECT_EQ(strict.packet(), nullptr);
+  ASSERT_EQ(strict.problems.size(), 1u);
+  navreq::DecodeOptions tolerant;
+  tolerant.mode = navreq::ReadMode::kTolerant;
+  const DecodedRequest loose = DecodeRequest(bytes.data(), 8, tolerant);
+  ASSERT_NE(loose.package(), nullptr);
+  EXPECT_EQ(loose.package()->package.version, whole.package()->package.version);
+  EXPECT_EQ(Problems(loose), Problems(strict));
+  EXPECT_EQ(Problems(navreq::WalkProblems(bytes.data(), 8)), Problems(strict));
+}
+
+TEST(RequestReader, ABodyCutShortIsOneProblem) {
+  // An empty body: every declared field of the route search is absent.
+  const std::vector<char> bytes = RoutePackage({});
+  const std::string expected = "body.start @ 0: missing field (record cut short: " +
+                               std::to_string(navkse::routesearch::CarRouteReq::kFieldCount) +
+                               " declared fields missing from here)\n";
+  navreq::DecodeOptions tolerant;
+  tolerant.mode = navreq::ReadMode::kTolerant;
+  EXPECT_EQ(Problems(DecodeRequest(bytes, tolerant)), expected);
+  EXPECT_EQ(Problems(DecodeRequest(bytes)), expected);
+  EXPECT_EQ(Problems(navreq::WalkProblems(bytes.data(), bytes.size())), expected);
+}
+
+TEST(RequestReader, RepeatedSideRecordKey) {
+  navkse::routesearch::CarRouteReq route;
+  route.side_records["toRank"] = wire::UnhexBytes("090c 1c 290c 3c");  // ToRankTransInfo, all zero
+  route.side_records["toRanx"] = wire::UnhexBytes("ffff");
+  std::vector<char> body;
+  ASSERT_TRUE(zv_navi_core::SerializeKSE(route, body));
+  // "toRanx" becomes "toRank": the map holds the key twice, the second time
+  // over bytes that are no record.
+  const std::string second = "toRanx";
+  const auto at = std::search(body.begin(), body.end(), second.begin(), second.end());
+  ASSERT_NE(at, body.end());
+  at[5] = 'k';
+  const std::size_t key_head = static_cast<std::size_t>(at - body.begin()) - 2;  // head 06, length 06
+  const std::vector<char> bytes = RoutePackage(body);
+  const std::string expected =
+      "body.side_records[toRank] @ " + std::to_string(key_head) + ": duplicate key\n";
+
+  navreq::DecodeOptions tolerant;
+  tolerant.mode = navreq::ReadMode::kTolerant;
+  const DecodedRequest loose = DecodeRequest(bytes, tolerant);
+  EXPECT_EQ(Problems(loose), expected);
+  ASSERT_TRUE(loose.side_records.rank.has_value());  // from the first value
+  EXPECT_EQ(HexOf(*loose.side_records.rank), "090c1c290c3c");
+  EXPECT_EQ(Problems(DecodeRequest(bytes)), expected);
+  EXPECT_EQ(Problems(navreq::WalkProblems(bytes.data(), bytes.size())), expected);
+
+  // dump marks the key, and does not decode the bytes under it.
+  std::ostringstream text;
+  const auto view = navreq::MakeTextView(text, false);
+  const navreq::WalkSummary summary =
+      navreq::Walk(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), *view);
+  EXPECT_EQ(summary.status(), 2);
+  EXPECT_EQ(summary.undecoded, 0u);
+  EXPECT_NE(text.str().find("! repeated key"), std::string::npos) << text.str();
 }
 
 }  // namespace

@@ -16,9 +16,12 @@
 // the stop event's protocol-buffers message is decoded with its own map layout.
 //
 // Problem paths start with the part of the request they are in: "package.",
-// "packet.", "header.", "body.", "body.side_records.toGuidance.", and so on.
-// Offsets count from the start of the bytes of that part (the inflated body,
-// the Header's bytes), not of the whole request.
+// "packet.", "header.", "body." (the Package's body or the Packet's payload),
+// "body.side_records[toGuidance].", and so on, in the syntax of
+// navreq/read/paths.h. Offsets count from the start of the bytes of that part
+// (the inflated body, the Header's bytes), not of the whole request. In
+// tolerant mode a record cut short is one problem, at the first field absent
+// (its detail says how many declared fields are missing from there on).
 #pragma once
 
 #include <cstddef>
@@ -64,7 +67,8 @@ using RequestBody =
                  navkse::navicore::nav::ugs_guidance_slice_req_t,
                  navkse::locationReportDMQ::LocationReportRequestDMQ, StopEvent>;
 
-// The side records a route search carries in CarRouteReq::side_records.
+// The side records a route search carries in CarRouteReq::side_records: the
+// route search's body, or the route a traffic refresh runs again.
 struct RouteSideRecords {
   std::optional<navkse::navicore::nav::ugs_cloud_info> guidance;  // "toGuidance"
   std::optional<navkse::CarRankTrans::ToRankTransInfo> rank;      // "toRank"
@@ -77,23 +81,37 @@ struct DecodeOptions {
   std::size_t max_inflated_size = ::navcore::ryn::kKseMaxInflatedSize;
 };
 
+// A Package request's envelope as read, with the Header its tag 7 carries.
+struct PackageEnvelope {
+  navkse::duromap::Package package;  // the envelope as read
+  navkse::duromap::Header header;    // and its tag 7
+};
+
+// The envelope read: none (not recognised, or it did not read), a Package
+// with its Header, or a Packet.
+using RequestEnvelope = std::variant<std::monostate, PackageEnvelope, navkse::NavSDKGateway::Packet>;
+
 // What DecodeRequest read.
 struct [[nodiscard]] DecodedRequest {
-  bool envelope_read = false;                              // the envelope was recognised and read
-  navkse::Envelope envelope = navkse::Envelope::kPackage;  // Package or Packet
-  navkse::duromap::Package package;                        // a Package request: the envelope as read
-  navkse::duromap::Header header;                          // and its tag 7
-  navkse::NavSDKGateway::Packet packet;                    // a Packet request
-  const navkse::CommandInfo* command = nullptr;            // the table's entry, null when unknown
-  bool body_gzip = false;                                  // the body bytes were a gzip stream
-  std::size_t body_size = 0;                               // body bytes read (after inflating)
-  RequestBody body;                                        // the body record, monostate when not read
-  RouteSideRecords side_records;                           // route search only
+  RequestEnvelope envelope;  // Package with Header, Packet, or none
+  const navkse::CommandInfo* command = nullptr;  // the table's entry, null when unknown
+  bool body_gzip = false;                        // the body bytes were a gzip stream
+  std::size_t body_size = 0;                     // body bytes read (after inflating)
+  RequestBody body;                              // the body record, monostate when not read
+  RouteSideRecords side_records;                                      // route search and refresh
   std::optional<navkse::locationReportDMQ::NavExtraData> extra_data;  // location upload only
   std::vector<ReadProblem> problems;                                  // what is wrong, in the order found
 
+  // The envelope was recognised and read.
+  bool envelope_read() const noexcept { return !std::holds_alternative<std::monostate>(envelope); }
+  // The envelope, or null when the request is not of that kind.
+  const PackageEnvelope* package() const noexcept { return std::get_if<PackageEnvelope>(&envelope); }
+  // The Packet, or null when the request is not one.
+  const navkse::NavSDKGateway::Packet* packet() const noexcept {
+    return std::get_if<navkse::NavSDKGateway::Packet>(&envelope);
+  }
   // The envelope was read and nothing is wrong.
-  bool ok() const noexcept { return envelope_read && problems.empty(); }
+  bool ok() const noexcept { return envelope_read() && problems.empty(); }
 };
 
 // Decodes one request. Never throws; in strict mode (the default) any problem

@@ -91,7 +91,13 @@ void KseInputStream::skipValue(const KseHead& head) {
       enter(head.offset);
       const std::size_t per_element = head.type == kKseMap ? 2 : 1;
       const std::size_t values = readCount(per_element) * per_element;
-      for (std::size_t i = 0; i < values; ++i) skipValue(readHead());
+      for (std::size_t i = 0; i < values; ++i) {
+        const KseHead e = readHead();
+        // An end head has no value: it cannot stand for an element, key or value.
+        if (e.type == kKseStructEnd)
+          throwReadError(ReadProblemKind::kUnexpectedEnd, e.offset, "end of record in place of a value");
+        skipValue(e);
+      }
       leave();
       return;
     }
@@ -108,7 +114,12 @@ void KseInputStream::skipValue(const KseHead& head) {
 void KseInputStream::skipRecordBody() {
   for (;;) {
     const KseHead h = readHead();
-    if (h.type == kKseStructEnd) return;
+    if (h.type == kKseStructEnd) {
+      // The writer gives a tag below 15 the one-byte head.
+      if (h.size == 2 && h.tag < 15)
+        throwReadError(ReadProblemKind::kBadType, h.offset, "end of record in the two-byte form");
+      return;
+    }
     skipValue(h);
   }
 }

@@ -23,6 +23,10 @@ std::size_t Allowance(const ReadOptions& options, std::size_t input_size) noexce
 
 }  // namespace
 
+std::string CutShortDetail(int fields) {
+  return "record cut short: " + std::to_string(fields) + " declared fields missing from here";
+}
+
 const FieldInfo* RecordInfo::find(const char* field_name) const noexcept {
   for (std::size_t i = 0; i < count; ++i) {
     if (std::strcmp(fields[i].name, field_name) == 0) return &fields[i];
@@ -43,7 +47,8 @@ KseRecordReader::KseRecordReader(KseInputStream& in, const ReadOptions& options,
       problems_(problems),
       root_(options.root),
       mode_(options.mode),
-      allowance_(Allowance(options, in.size())) {}
+      allowance_(Allowance(options, in.size())),
+      key_level_(options.key_level) {}
 
 std::string KseRecordReader::path() const {
   std::string out = root_;
@@ -55,6 +60,11 @@ std::string KseRecordReader::path() const {
   for (int i = 0; i < segments_; ++i) {
     add_name(segs_[i].name);
     if (segs_[i].index != kNoIndex) out += "[" + std::to_string(segs_[i].index) + "]";
+    if (segs_[i].keyed) key_level_(out, segs_[i].key, segs_[i].key_integer);
+  }
+  if (field_ == nullptr && unknown_tag_ >= 0) {
+    const std::string tag = std::to_string(unknown_tag_);
+    add_name(tag.c_str());
   }
   add_name(field_);
   return out;
@@ -71,14 +81,26 @@ void KseRecordReader::report(ReadProblemKind kind, std::size_t offset, const std
 
 void KseRecordReader::unknownField(const KseHead& h) {
   field_ = nullptr;
+  unknown_tag_ = h.tag;  // stays while its value is skipped: a stop inside it is named by it
   report(ReadProblemKind::kUnknownField, h.offset,
          "tag " + std::to_string(h.tag) + ", " + kseTypeName(h.type));
   in_.skipValue(h);
+  unknown_tag_ = -1;
 }
 
-void KseRecordReader::missingField(const char* name) {
-  field_ = name;
-  report(ReadProblemKind::kMissingField, end_offset_, "");
+void KseRecordReader::missingFields(const std::uint8_t* tags, const char* const* names, int count,
+                                    const FieldSet& seen, int last) {
+  for (int i = 0; i < count; ++i) {
+    if (seen.has(tags[i])) continue;
+    field_ = names[i];
+    if (static_cast<int>(tags[i]) < last) {
+      report(ReadProblemKind::kMissingField, end_offset_, "");
+      continue;
+    }
+    const int rest = count - i;  // every tag above the highest read is absent
+    report(ReadProblemKind::kMissingField, end_offset_, rest == 1 ? std::string() : CutShortDetail(rest));
+    return;
+  }
 }
 
 void KseRecordReader::mismatch(KseHead h, const char* expected) {
@@ -94,6 +116,18 @@ void KseRecordReader::outOfRange(KseHead h, std::int64_t v) {
 void KseRecordReader::unexpectedTag(KseHead h, int expected) {
   report(ReadProblemKind::kUnexpectedTag, h.offset,
          "tag " + std::to_string(h.tag) + ", " + std::to_string(expected) + " expected");
+}
+
+void KseRecordReader::endOutsideRecord(KseHead h) {
+  throw KseReadError(ReadProblemKind::kUnexpectedEnd, h.offset, "end of record outside a record");
+}
+
+void KseRecordReader::endInContainer(KseHead h) {
+  throw KseReadError(ReadProblemKind::kUnexpectedEnd, h.offset, "end of record in place of a value");
+}
+
+void KseRecordReader::longEndHead(KseHead h) {
+  throw KseReadError(ReadProblemKind::kBadType, h.offset, "end of record in the two-byte form");
 }
 
 void KseRecordReader::overLimit(std::size_t offset) {
@@ -116,6 +150,7 @@ void KseRecordReader::value(const KseHead& h, UBytes& out) {
   for (std::size_t i = 0; i < n; ++i) {
     segs_[seg].index = i;
     const KseHead e = in_.readHead();
+    if (e.type == kKseStructEnd) endInContainer(e);
     if (e.tag != 0) unexpectedTag(e, 0);
     value(e, out[i]);
   }

@@ -301,7 +301,14 @@ class JsonView final : public TreeSink {
         buf_ += ", \"problem\": \"unknown tag\"";
         break;
       case Problem::kDuplicateTag:
+      case Problem::kOutOfOrder:
         buf_ += ", \"problem\": \"repeated tag\"";
+        break;
+      case Problem::kUnexpectedTag:
+        buf_ += ", \"problem\": \"unexpected tag\"";
+        break;
+      case Problem::kDuplicateKey:
+        buf_ += ", \"problem\": \"repeated key\"";
         break;
       case Problem::kTypeMismatch:
       case Problem::kOutOfRange:

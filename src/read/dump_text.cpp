@@ -267,7 +267,15 @@ class TextView final : public TreeSink {
         buf_ += "  ! unknown tag";
         break;
       case Problem::kDuplicateTag:
+      case Problem::kOutOfOrder:
         buf_ += "  ! repeated or out-of-order tag";
+        break;
+      case Problem::kUnexpectedTag:
+        buf_ +=
+            item.role == Role::kValue ? "  ! unexpected tag: 1 expected" : "  ! unexpected tag: 0 expected";
+        break;
+      case Problem::kDuplicateKey:
+        buf_ += "  ! repeated key";
         break;
       case Problem::kTypeMismatch:
         buf_ += std::string("  ! type mismatch: declared ") + item.declared->name() + ", head " +

@@ -56,6 +56,7 @@ Recognized Recognize(std::string_view bytes) noexcept {
 
 }  // namespace
 
+const std::uint8_t kPackageCommandTag = duromap::Package::FieldTag::cmd;
 const std::uint8_t kPackageCommandNameTag = duromap::Package::FieldTag::cmd_name;
 const std::uint8_t kPacketKindTag = gateway::Packet::FieldTag::kind;
 
@@ -95,7 +96,8 @@ const char* BodyEncodingProblem(const navkse::CommandInfo& command, std::string_
 }
 
 CarriedRecord CarriedBy(const RecordInfo& record, std::uint8_t tag, const std::string& command,
-                        std::int64_t kind) {
+                        std::int64_t number) {
+  const bool int32 = number >= INT32_MIN && number <= INT32_MAX;
   CarriedRecord out;
   for (const ::navkse::EmbeddedRecord& e : ::navkse::kEmbeddedRecords) {
     if (&e.holder() == &record && e.tag == tag) {
@@ -109,12 +111,13 @@ CarriedRecord CarriedBy(const RecordInfo& record, std::uint8_t tag, const std::s
   if (&record == &PackageInfo() && tag == duromap::Package::FieldTag::body) {
     out.follow = true;
     out.may_gzip = true;
-    const ::navkse::CommandInfo* c = ::navkse::findPackageCommand(command);
+    const ::navkse::CommandInfo* c =
+        int32 ? ::navkse::findPackageCommand(static_cast<std::int32_t>(number), command) : nullptr;
     out.command = c;
     if (c != nullptr && c->body != nullptr) out.record = &c->body();
   } else if (&record == &PacketInfo() && tag == gateway::Packet::FieldTag::payload) {
-    if (kind < INT32_MIN || kind > INT32_MAX) return out;
-    const ::navkse::CommandInfo* c = ::navkse::findPacketKind(static_cast<std::int32_t>(kind));
+    if (!int32) return out;
+    const ::navkse::CommandInfo* c = ::navkse::findPacketKind(static_cast<std::int32_t>(number));
     if (c == nullptr) return out;
     out.follow = true;
     out.command = c;

@@ -17,6 +17,7 @@ const ::navcore::ryn::RecordInfo& PacketInfo();
 const ::navcore::ryn::RecordInfo& EnvelopeInfo(::navkse::Envelope envelope);
 
 // Fields read before the bytes that depend on them.
+extern const std::uint8_t kPackageCommandTag;
 extern const std::uint8_t kPackageCommandNameTag;
 extern const std::uint8_t kPacketKindTag;
 
@@ -29,9 +30,10 @@ struct CarriedRecord {
 };
 
 // Where the bytes of field `tag` of `record` lead; `command` is the Package's
-// command name and `kind` the Packet's kind, read before.
+// command name and `number` its command number or the Packet's kind, read
+// before (a Package's body is read by the command that both name).
 [[nodiscard]] CarriedRecord CarriedBy(const ::navcore::ryn::RecordInfo& record, std::uint8_t tag,
-                                      const std::string& command, std::int64_t kind);
+                                      const std::string& command, std::int64_t number);
 
 // Whether the field is the route search's map of side records.
 [[nodiscard]] bool IsSideRecordMap(const ::navcore::ryn::FieldInfo* field);

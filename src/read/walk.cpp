@@ -6,7 +6,9 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "navreq/read/envelope.h"
@@ -26,11 +28,25 @@ bool Carries(std::uint8_t wire, const TypeInfo& d) noexcept {
 
 bool IsIntegerWire(std::uint8_t wire) noexcept { return ::navcore::ryn::isIntegerWire(wire); }
 
+using Kind = ::navcore::ryn::ReadProblemKind;
+
+// Problems of a value's place (its tag, its key) after which it is read all
+// the same, and can have a problem of its own.
+bool ReadAnyway(Problem p) noexcept {
+  return p == Problem::kOutOfOrder || p == Problem::kUnexpectedTag || p == Problem::kDuplicateKey;
+}
+constexpr std::size_t kNoOffset = static_cast<std::size_t>(-1);
+
+// The problem a gzip stream that did not inflate stands for.
+Kind InflateFailure(const std::string& error) {
+  return error.find("limit") != std::string::npos ? Kind::kLimitExceeded : Kind::kBadGzip;
+}
+
 // What a record walk remembers of its own fields to follow the later ones.
 struct RecordState {
   const RecordInfo* record = nullptr;
-  std::string command;     // Package: the command name
-  std::int64_t kind = -1;  // Packet: the packet kind
+  std::string command;       // Package: the command name
+  std::int64_t number = -1;  // Package: the command number; Packet: the packet kind
   std::bitset<256> seen;
 };
 
@@ -69,6 +85,7 @@ class Walker {
       if (!g.ok()) {
         sink_.begin("", input.size(), true, 0, input);
         ++summary_.undecoded;
+        sink_.stopCause(InflateFailure(g.error), g.offset, false);
         sink_.undecoded(g.offset, input.substr(g.offset), "gzip stream that does not inflate: " + g.error);
         sink_.end();
         return;
@@ -83,6 +100,7 @@ class Walker {
     sink_.begin(envelope != nullptr ? envelope->name : "", input.size(), false, 0, {});
     if (input.empty()) {
       ++summary_.undecoded;
+      sink_.stopCause(Kind::kTruncated, 0, false);
       sink_.undecoded(0, input, "empty input");
     } else {
       request(input, envelope);
@@ -128,6 +146,7 @@ class Walker {
         sink_.close(item);
       }
       ++summary_.undecoded;
+      sink_.stopCause(stop.kind, stop.at != kNoOffset ? stop.at : stop.offset, stop.at != kNoOffset);
       sink_.undecoded(stop.offset, bytes.substr(stop.offset), stop.why);
       return false;
     }
@@ -142,13 +161,14 @@ class Walker {
     std::uint8_t end_tag = 0;
     while (true) {
       if (c.atEnd()) {
-        if (in_struct) throw WireStop{c.pos(), "record not closed before the end of the bytes"};
+        if (in_struct)
+          throw WireStop{c.pos(), "record not closed before the end of the bytes", Kind::kTruncated};
         break;
       }
       const Head h = c.head();
       if (h.type == kKseStructEnd) {
-        if (!in_struct) throw WireStop{h.offset, "end-of-record head outside a record"};
-        if (h.long_head) throw WireStop{h.offset, "end-of-record head in the two-byte form"};
+        if (!in_struct) throw WireStop{h.offset, "end-of-record head outside a record", Kind::kUnexpectedEnd};
+        if (h.long_head) throw WireStop{h.offset, "end-of-record head in the two-byte form", Kind::kBadType};
         end_tag = h.tag;
         break;
       }
@@ -166,13 +186,14 @@ class Walker {
         } else {
           declared = describe(*item.field);
           if (state.seen.test(h.tag) || h.tag < previous) {
-            item.problem = Problem::kDuplicateTag;
+            item.problem = state.seen.test(h.tag) ? Problem::kDuplicateTag : Problem::kOutOfOrder;
             ++summary_.unknown;
           }
           state.seen.set(h.tag);
+          // Only declared fields set the order: an undeclared one is skipped.
+          if (h.tag > previous) previous = h.tag;
         }
       }
-      if (h.tag > previous) previous = h.tag;
       try {
         value(c, h, item, declared, &state, nullptr, depth);
       } catch (const WireStop& stop) {
@@ -204,6 +225,7 @@ class Walker {
     } catch (WireStop& stop) {
       if (open_.size() == opened && !inner_stop_) {
         // Never shown: its bytes are reported as undecoded, not its problems.
+        if (stop.at == kNoOffset) stop.at = stop.offset;
         stop.offset = h.offset;
         summary_.mismatches = mismatches;
       }
@@ -215,7 +237,10 @@ class Walker {
   void read(WireCursor& c, const Head& h, Item& item, const TypeInfo* declared, RecordState* state,
             const CarriedRecord* side, int depth) {
     using ::navcore::ryn::kKseMaxDepth;
-    if (depth > kKseMaxDepth) throw WireStop{h.offset, "nested deeper than " + std::to_string(kKseMaxDepth)};
+    const bool container = h.type == kKseList || h.type == kKseMap || h.type == kKseStructBegin;
+    if (container && depth >= kKseMaxDepth) {
+      throw WireStop{h.offset, "nested deeper than " + std::to_string(kKseMaxDepth), Kind::kTooDeep};
+    }
     item.offset = h.offset;
     item.long_head = h.long_head;
     if (sink_.wantsLengths()) {
@@ -231,6 +256,9 @@ class Walker {
       if (item.problem == Problem::kNone) {
         item.problem = Problem::kTypeMismatch;
         ++summary_.mismatches;
+      } else if (ReadAnyway(item.problem)) {
+        item.also = Problem::kTypeMismatch;
+        ++summary_.mismatches;
       }
       declared = nullptr;  // read as the head says
     }
@@ -242,11 +270,15 @@ class Walker {
       case kKseInt64:
       case kKseZero:
         s.integer = c.integer(h);
-        if (declared != nullptr && item.problem == Problem::kNone &&
-            ::navcore::ryn::isIntegerKind(declared->kind) &&
+        if (declared != nullptr && ::navcore::ryn::isIntegerKind(declared->kind) &&
             !::navcore::ryn::integerKindHolds(declared->kind, s.integer)) {
-          item.problem = Problem::kOutOfRange;
-          ++summary_.mismatches;
+          if (item.problem == Problem::kNone) {
+            item.problem = Problem::kOutOfRange;
+            ++summary_.mismatches;
+          } else if (ReadAnyway(item.problem)) {
+            item.also = Problem::kOutOfRange;
+            ++summary_.mismatches;
+          }
         }
         remember(state, item, s);
         sink_.scalar(item, s);
@@ -274,7 +306,7 @@ class Walker {
       case kKseSimpleList: {
         const std::string_view data = c.byteArray(item.count_wire);
         item.count = static_cast<std::int64_t>(data.size());
-        carried(item, data, side != nullptr ? *side : follow(state, item), depth);
+        carried(item, data, side != nullptr ? *side : follow(state, item));
         return;
       }
       case kKseList:
@@ -292,23 +324,34 @@ class Walker {
         sink_.close(item);
         return;
       default:
-        throw WireStop{h.offset, "head type " + std::to_string(h.type) + " does not exist"};
+        throw WireStop{h.offset, "head type " + std::to_string(h.type) + " does not exist", Kind::kBadType};
     }
   }
 
+  // A list element or map key carries tag 0, a map value tag 1.
+  void unexpectedTag(Item& item, std::uint8_t expected) {
+    if (item.tag == expected) return;
+    item.problem = Problem::kUnexpectedTag;
+    ++summary_.unknown;
+  }
+
   static void remember(RecordState* state, const Item& item, const Scalar& s) {
-    if (state == nullptr || state->record == nullptr || item.problem != Problem::kNone) return;
+    if (state == nullptr || state->record == nullptr) return;
+    if (item.problem != Problem::kNone && item.problem != Problem::kOutOfOrder) return;
     if (state->record == &PackageInfo() && item.tag == kPackageCommandNameTag)
       state->command = std::string(s.text);
-    if (state->record == &PacketInfo() && item.tag == kPacketKindTag) state->kind = s.integer;
+    if (state->record == &PackageInfo() && item.tag == kPackageCommandTag) state->number = s.integer;
+    if (state->record == &PacketInfo() && item.tag == kPacketKindTag) state->number = s.integer;
   }
 
+  // A field read out of order is read all the same; a repeated one is not.
   static CarriedRecord follow(const RecordState* state, const Item& item) {
-    if (state == nullptr || state->record == nullptr || item.problem != Problem::kNone) return {};
-    return CarriedBy(*state->record, item.tag, state->command, state->kind);
+    if (state == nullptr || state->record == nullptr) return {};
+    if (item.problem != Problem::kNone && item.problem != Problem::kOutOfOrder) return {};
+    return CarriedBy(*state->record, item.tag, state->command, state->number);
   }
 
-  void carried(Item& item, std::string_view data, const CarriedRecord& where, int depth) {
+  void carried(Item& item, std::string_view data, const CarriedRecord& where) {
     if (!where.follow || !follow_) {
       sink_.bytes(item, data);
       return;
@@ -330,6 +373,7 @@ class Walker {
         e.inflate_error = g.error;
         ++summary_.undecoded;
         sink_.openEmbedded(item, data, e);
+        sink_.stopCause(InflateFailure(e.inflate_error), g.offset, false);
         sink_.undecoded(g.offset, data.substr(g.offset),
                         "gzip stream that does not inflate: " + e.inflate_error);
         sink_.closeEmbedded(item);
@@ -342,13 +386,17 @@ class Walker {
     if (where.protobuf) {
       message(view);
     } else {
-      buffer(view, where.record, depth + 1);
+      buffer(view, where.record, 0);  // its own bytes: nesting counts from them
     }
     sink_.closeEmbedded(item);
   }
 
   void list(WireCursor& c, Item& item, const TypeInfo* declared, RecordState* state, int depth) {
-    const std::int64_t count = c.count(1, item.count_wire);
+    // The count is bounded by the bytes left, at the fewest each declared element takes.
+    const std::size_t least = declared != nullptr && declared->element != nullptr
+                                  ? ::navcore::ryn::minWireSize(declared->element->kind)
+                                  : 1;
+    const std::int64_t count = c.count(least, item.count_wire);
     item.count = count;
     const bool ubytes = declared != nullptr && declared->kind == WireKind::kUBytes;
     if (ubytes) {
@@ -365,7 +413,7 @@ class Walker {
       }
       if (ok) {
         for (std::int64_t i = 0; i < count; ++i) (void)c.integer(c.head());  // read again, in place
-        carried(item, gathered, follow(state, item), depth);
+        carried(item, gathered, follow(state, item));
         return;
       }
     }
@@ -375,12 +423,13 @@ class Walker {
     for (std::int64_t i = 0; i < count; ++i) {
       const Head eh = c.head();
       if (eh.type == kKseStructEnd)
-        throw WireStop{eh.offset, "end-of-record head in place of a list element"};
+        throw WireStop{eh.offset, "end-of-record head in place of a list element", Kind::kUnexpectedEnd};
       Item e;
       e.role = Role::kElement;
       e.index = static_cast<std::size_t>(i);
       e.tag = eh.tag;
       e.wire = eh.type;
+      unexpectedTag(e, 0);
       value(c, eh, e, element, nullptr, nullptr, depth + 1);
     }
     open_.pop_back();
@@ -388,32 +437,48 @@ class Walker {
   }
 
   void map(WireCursor& c, Item& item, const TypeInfo* declared, int depth) {
-    const std::int64_t count = c.count(2, item.count_wire);
+    const std::size_t least = declared != nullptr && declared->key != nullptr && declared->element != nullptr
+                                  ? ::navcore::ryn::minWireSize(declared->key->kind) +
+                                        ::navcore::ryn::minWireSize(declared->element->kind)
+                                  : 2;
+    const std::int64_t count = c.count(least, item.count_wire);
     item.count = count;
     const bool side_records = item.problem == Problem::kNone && IsSideRecordMap(item.field);
     sink_.open(item, count);
     open_.push_back(item);
+    std::set<std::pair<std::string, bool>> keys;
     for (std::int64_t i = 0; i < count; ++i) {
       const Head kh = c.head();
-      if (kh.type == kKseStructEnd) throw WireStop{kh.offset, "end-of-record head in place of a map key"};
+      if (kh.type == kKseStructEnd) {
+        throw WireStop{kh.offset, "end-of-record head in place of a map key", Kind::kUnexpectedEnd};
+      }
       std::string key = c.peekText(kh);
       Item k;
       k.role = Role::kKey;
       k.index = static_cast<std::size_t>(i);
       k.tag = kh.tag;
       k.wire = kh.type;
+      unexpectedTag(k, 0);
+      const bool repeated = !keys.emplace(key, IsIntegerWire(kh.type)).second;
+      if (repeated && k.problem == Problem::kNone) {
+        k.problem = Problem::kDuplicateKey;
+        ++summary_.unknown;
+      }
       value(c, kh, k, declared != nullptr ? declared->key : nullptr, nullptr, nullptr, depth + 1);
       const Head vh = c.head();
-      if (vh.type == kKseStructEnd) throw WireStop{vh.offset, "end-of-record head in place of a map value"};
+      if (vh.type == kKseStructEnd) {
+        throw WireStop{vh.offset, "end-of-record head in place of a map value", Kind::kUnexpectedEnd};
+      }
       Item v;
       v.role = Role::kValue;
       v.index = static_cast<std::size_t>(i);
       v.tag = vh.tag;
       v.wire = vh.type;
+      unexpectedTag(v, 1);
       v.key = key;
       v.key_is_integer = IsIntegerWire(kh.type);
       CarriedRecord side;
-      if (side_records) {
+      if (side_records && !repeated) {  // only the first value under a key is read
         side.record = SideRecordFor(key);
         side.follow = side.record != nullptr;
       }
@@ -458,11 +523,13 @@ class Walker {
             break;
           }
           default:
-            throw WireStop{at, "protocol-buffers wire type " + std::to_string(k.wire) + " is not read"};
+            throw WireStop{at, "protocol-buffers wire type " + std::to_string(k.wire) + " is not read",
+                           Kind::kBadEvent};
         }
       }
     } catch (const WireStop& stop) {
       ++summary_.undecoded;
+      sink_.stopCause(Kind::kBadEvent, stop.offset, false);
       sink_.undecoded(stop.offset, bytes.substr(stop.offset), stop.why);
     }
   }

@@ -12,7 +12,7 @@ using ::navcore::ryn::KseReadError;
 
 [[noreturn]] void Stop(const KseReadError& e, std::size_t base) {
   throw WireStop{base + e.offset(),
-                 std::string(::navcore::ryn::readProblemName(e.kind())) + ": " + e.detail()};
+                 std::string(::navcore::ryn::readProblemName(e.kind())) + ": " + e.detail(), e.kind()};
 }
 
 KseHead Raw(const Head& h, std::size_t base) {
@@ -90,19 +90,20 @@ int WireCursor::countForm() const {
   } catch (const KseReadError&) {
     return -1;  // the real read reports it
   }
-  if (h.tag != 0 || h.size != 1) throw WireStop{pos(), "a count must have tag 0"};
+  if (h.tag != 0 || h.size != 1)
+    throw WireStop{pos(), "a count must have tag 0", ::navcore::ryn::ReadProblemKind::kBadCount};
   return SmallestIntegerWire(n) == h.type ? -1 : h.type;
 }
 
 std::string_view WireCursor::byteArray(int& count_wire) {
   try {
-    {
-      KseInputStream ahead(bytes_.data() + pos(), bytes_.size() - pos());
-      if (!ahead.atEnd()) (void)ahead.readHead();  // the element-type byte
-      WireCursor rest(bytes_, pos() + ahead.position());
-      count_wire = rest.countForm();
-    }
+    // Read first, so that damage is found in the reader's order.
+    const std::size_t at = pos();
     const ::navcore::ryn::KseSpan s = in_.readSimpleList();
+    KseInputStream ahead(bytes_.data() + at, bytes_.size() - at);
+    (void)ahead.readHead();  // the element-type byte
+    WireCursor rest(bytes_, at + ahead.position());
+    count_wire = rest.countForm();
     return {s.data, s.size};
   } catch (const KseReadError& e) {
     Stop(e, base_);

@@ -33,6 +33,8 @@ using ::navcore::ryn::kKseZero;
 struct WireStop {
   std::size_t offset;
   std::string why;
+  ::navcore::ryn::ReadProblemKind kind = ::navcore::ryn::ReadProblemKind::kTruncated;
+  std::size_t at = static_cast<std::size_t>(-1);  // the failing byte, when `offset` is moved back to a head
 };
 
 struct Head {

@@ -1,6 +1,6 @@
-// Inflating a gzip stream on the test side, with zlib, whatever compressor
-// the library was built with: a test compares what a compressed body carries,
-// never the compressor's exact output.
+// Gzip streams on the test side, with zlib, whatever compressor the library
+// was built with: a test compares what a compressed body carries, never the
+// compressor's exact output.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -40,6 +40,21 @@ inline std::string Gunzip(const std::string& gz) {
 inline std::vector<char> Gunzip(const std::vector<char>& gz) {
   const std::string plain = Gunzip(std::string(gz.begin(), gz.end()));
   return std::vector<char>(plain.begin(), plain.end());
+}
+
+// One gzip member of `plain`, made with zlib directly (header 1f 8b 08, deflate data, CRC-32 and size).
+inline std::string GzipMember(const std::string& plain) {
+  z_stream z{};
+  EXPECT_EQ(deflateInit2(&z, 6, Z_DEFLATED, 16 + MAX_WBITS, 8, Z_DEFAULT_STRATEGY), Z_OK);
+  std::string out(deflateBound(&z, static_cast<uLong>(plain.size())), '\0');
+  z.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(plain.data()));
+  z.avail_in = static_cast<uInt>(plain.size());
+  z.next_out = reinterpret_cast<Bytef*>(&out[0]);
+  z.avail_out = static_cast<uInt>(out.size());
+  EXPECT_EQ(deflate(&z, Z_FINISH), Z_STREAM_END);
+  out.resize(z.total_out);
+  deflateEnd(&z);
+  return out;
 }
 
 }  // namespace testing

@@ -259,6 +259,10 @@ class KseInputStream {
     const KseHead h = readHead();
     if (NAVKSE_UNLIKELY(!isIntegerWire(h.type)))
       throwReadError(ReadProblemKind::kBadCount, h.offset, "count not an integer");
+    // The writer gives a count tag 0 in the one-byte head; no other form is
+    // a count (nor could it be written back the same).
+    if (NAVKSE_UNLIKELY(h.tag != 0 || h.size != 1))
+      throwReadError(ReadProblemKind::kBadCount, h.offset, "count not in a one-byte head with tag 0");
     const std::int64_t count = readInteger(h.type);
     if (NAVKSE_UNLIKELY(count < 0 || count > INT32_MAX)) {
       throwReadError(ReadProblemKind::kBadCount, h.offset, "count out of range");

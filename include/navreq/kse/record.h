@@ -41,8 +41,7 @@
     break;
 #define NAVKSE_FIELD_EXPECT_(TAG, TYPE, NAME, INIT) \
   kse_in_.expect(static_cast<std::uint8_t>(TAG), NAME, #NAME) && (++kse_done_, true)&&
-#define NAVKSE_FIELD_CHECK_(TAG, TYPE, NAME, INIT) \
-  if (!kse_seen_.has(TAG)) kse_in_.missingField(#NAME);
+#define NAVKSE_FIELD_NAME_(TAG, TYPE, NAME, INIT) #NAME,
 #define NAVKSE_FIELD_EQUAL_(TAG, TYPE, NAME, INIT) &&::navcore::SameValue(kse_a_.NAME, kse_b_.NAME)
 #define NAVKSE_FIELD_VISIT_(TAG, TYPE, NAME, INIT) kse_visit_(static_cast<std::uint8_t>(TAG), #NAME, NAME);
 #define NAVKSE_FIELD_INFO_(TAG, TYPE, NAME, INIT) \
@@ -91,7 +90,8 @@
         }                                                                                              \
       }                                                                                                \
       if (kse_count_ != kFieldCount) {                                                                 \
-        FIELDS(NAVKSE_FIELD_CHECK_)                                                                    \
+        static constexpr const char* kse_names_[] = {FIELDS(NAVKSE_FIELD_NAME_)};                      \
+        kse_in_.missingFields(kse_tags_, kse_names_, kFieldCount, kse_seen_, kse_last_);               \
       }                                                                                                \
     }                                                                                                  \
     /* Calls visit(tag, name, member) for every field in tag order. */                                 \

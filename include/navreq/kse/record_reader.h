@@ -10,17 +10,22 @@
 // that end early. Tolerant mode reads what it can, leaves the rest at the
 // record's defaults and reports every problem; only damage that leaves no way
 // to go on (truncation, a bad type code, too deep a nesting, a bad count or
-// length, the memory limit) stops it. Every problem carries the field path
-// (`start.point.latitude`, `via_points[2].field19[0]`) and the byte offset.
+// length, an end-of-record head out of place, the memory limit) stops it. The
+// declared fields after the last one read are one problem, at the first of
+// them: the record was cut short. Every problem carries the field path
+// (`start.point.latitude`, `via_points[2].field19[0]`, an undeclared field by
+// its tag) and the byte offset.
 // Nothing throws out of readRecord.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <limits>
 #include <map>
 #include <new>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -43,11 +48,24 @@ struct ReadProblem {
   std::string toString() const;  // "start.point.latitude @ 12: out of range (value 5000000000)"
 };
 
+// Appends the path level that names a map value by its key (the key's text:
+// string bytes, or the decimal of an integer key when `integer`).
+using KeyLevelSpeller = void (*)(std::string& path, std::string_view key, bool integer);
+
+// The detail of the one problem that stands for `fields` (more than one)
+// declared fields missing at the end of a record.
+[[nodiscard]] std::string CutShortDetail(int fields);
+
 // How a record is read.
 struct ReadOptions {
   ReadMode mode = ReadMode::kStrict;  // stop at the first problem, or read on
-  std::string root;                   // prefix of every path ("body"), may be empty
-  std::size_t memory_limit = 0;       // bytes of containers; 0: 64 x the input + 1 MiB
+  std::string root;              // prefix of every path ("body"), may be empty
+  std::size_t memory_limit = 0;  // bytes of containers; 0: 64 x the input + 1 MiB
+  // Null: a map value is named by its entry number and its key as `[i].key`.
+  // Set: a map value is named by its key, spelt by this function, and a
+  // problem of the key itself by the map's path (a key names its value, it
+  // has no level of its own).
+  KeyLevelSpeller key_level = nullptr;
 };
 
 // What reading a record found.
@@ -74,27 +92,11 @@ class FieldSet {
 
 namespace kse_detail {
 
-// Fewest bytes one element of type T takes on the wire (its head included),
-// which bounds a count by the bytes left.
-template <class T, class Enable = void>
-struct MinWire {
-  static constexpr std::size_t value = 2;  // string, containers, records
-};
+// Fewest bytes one element of type T takes on the wire, which bounds a count
+// by the bytes left.
 template <class T>
-struct MinWire<T, typename std::enable_if<std::is_integral<T>::value>::type> {
-  static constexpr std::size_t value = 1;
-};
-template <>
-struct MinWire<float> {
-  static constexpr std::size_t value = 5;
-};
-template <>
-struct MinWire<double> {
-  static constexpr std::size_t value = 9;
-};
-template <>
-struct MinWire<Bytes> {
-  static constexpr std::size_t value = 3;
+struct MinWire {
+  static constexpr std::size_t value = minWireSize(FieldType<T>::kind);
 };
 
 }  // namespace kse_detail
@@ -119,6 +121,7 @@ class KseRecordReader {
   // false (nothing consumed) otherwise.
   template <class T>
   NAVKSE_INLINE bool expect(std::uint8_t tag, T& member, const char* name) {
+    field_ = nullptr;  // a head cut short belongs to the record, not the field before it
     KseHead h;
     if (!in_.takeHeadIf(tag, h, [](std::uint8_t type) { return wireTypeFits(FieldType<T>::kind, type); })) {
       return false;
@@ -136,20 +139,17 @@ class KseRecordReader {
   // head of a nested record, or the end of the input for a record written
   // alone).
   NAVKSE_INLINE bool nextField(KseHead& h) {
-    for (;;) {
-      if (record_depth_ == 0 && in_.atEnd()) {
-        end_offset_ = in_.position();
-        return false;
-      }
-      h = in_.readHead();
-      if (NAVKSE_LIKELY(h.type != kKseStructEnd)) return true;
-      if (record_depth_ != 0) {
-        end_offset_ = h.offset;
-        return false;
-      }
-      field_ = nullptr;
-      report(ReadProblemKind::kUnexpectedEnd, h.offset, "end of record outside a record");
+    if (record_depth_ == 0 && in_.atEnd()) {
+      end_offset_ = in_.position();
+      return false;
     }
+    field_ = nullptr;
+    h = in_.readHead();
+    if (NAVKSE_LIKELY(h.type != kKseStructEnd)) return true;
+    if (NAVKSE_UNLIKELY(record_depth_ == 0)) endOutsideRecord(h);
+    if (NAVKSE_UNLIKELY(h.size == 2 && h.tag < 15)) longEndHead(h);
+    end_offset_ = h.offset;
+    return false;
   }
 
   // Reads the field whose head is `h` into `member`, noting its tag in `seen`; a tag out of order or seen
@@ -175,8 +175,11 @@ class KseRecordReader {
 
   // A tag the record does not declare: a problem; its value is skipped.
   void unknownField(const KseHead& h);
-  // A declared field the record did not hold: a problem.
-  void missingField(const char* name);
+  // The declared fields (`count` of them, tags ascending) that `seen` lacks.
+  // Those below `last`, the highest tag read, are missing one by one; those
+  // above it are where the record was cut short, reported once at the first.
+  void missingFields(const std::uint8_t* tags, const char* const* names, int count, const FieldSet& seen,
+                     int last);
 
   // --- Values by declared type. ---
 
@@ -233,6 +236,7 @@ class KseRecordReader {
       segs_[seg].index = i;
       field_ = nullptr;
       const KseHead e = in_.readHead();
+      if (NAVKSE_UNLIKELY(e.type == kKseStructEnd)) endInContainer(e);
       if (NAVKSE_UNLIKELY(e.tag != 0)) unexpectedTag(e, 0);
       value(e, out[i]);
     }
@@ -249,24 +253,34 @@ class KseRecordReader {
     charge(n, sizeof(K) + sizeof(V) + kMapNodeOverhead, h.offset);
     out.clear();
     const int seg = push();
+    const bool keyed = key_level_ != nullptr;
     for (std::size_t i = 0; i < n; ++i) {
-      segs_[seg].index = i;
-      field_ = "key";
+      segs_[seg].index = keyed ? kNoIndex : i;
+      field_ = keyed ? nullptr : "key";
       const KseHead kh = in_.readHead();
+      if (NAVKSE_UNLIKELY(kh.type == kKseStructEnd)) endInContainer(kh);
       if (NAVKSE_UNLIKELY(kh.tag != 0)) unexpectedTag(kh, 0);
       K key{};
       value(kh, key);
+      if (keyed) {
+        // Kept by the reader: a problem that ends reading names the path
+        // after this frame is gone.
+        segs_[seg].key = keyText(key);
+        segs_[seg].keyed = true;
+        segs_[seg].key_integer = std::is_integral<K>::value;
+      }
+      // The first value under a key is kept; a repeated key is reported at
+      // its head, before its value.
+      const bool repeated = !out.empty() && !(std::prev(out.end())->first < key) && out.count(key) != 0;
+      if (NAVKSE_UNLIKELY(repeated)) report(ReadProblemKind::kDuplicateKey, kh.offset, "");
       field_ = nullptr;
       const KseHead vh = in_.readHead();
+      if (NAVKSE_UNLIKELY(vh.type == kKseStructEnd)) endInContainer(vh);
       if (NAVKSE_UNLIKELY(vh.tag != 1)) unexpectedTag(vh, 1);
       V v{};
       value(vh, v);
-      const std::size_t before = out.size();
-      out.emplace_hint(out.end(), std::move(key), std::move(v));
-      if (NAVKSE_UNLIKELY(out.size() == before)) {
-        field_ = "key";
-        report(ReadProblemKind::kDuplicateKey, kh.offset, "");
-      }
+      segs_[seg].keyed = false;
+      if (!repeated) out.emplace_hint(out.end(), std::move(key), std::move(v));
     }
     pop(seg);
     in_.leave();
@@ -291,7 +305,10 @@ class KseRecordReader {
 
   struct Segment {
     const char* name;
-    std::size_t index;  // npos: no index
+    std::size_t index;   // npos: no index
+    bool keyed = false;  // a map value named by its key
+    bool key_integer = false;
+    std::string key;
   };
   static constexpr std::size_t kNoIndex = static_cast<std::size_t>(-1);
 
@@ -300,6 +317,7 @@ class KseRecordReader {
     const int seg = segments_++;
     segs_[seg].name = field_;
     segs_[seg].index = kNoIndex;
+    segs_[seg].keyed = false;
     field_ = nullptr;
     return seg;
   }
@@ -310,12 +328,26 @@ class KseRecordReader {
 
   std::string path() const;
 
+  static std::string keyText(const std::string& key) { return key; }
+  template <class K>
+  static std::string keyText(const K& key) {
+    return std::to_string(key);
+  }
+
   // Records a problem; in strict mode it ends reading (throws).
   void report(ReadProblemKind kind, std::size_t offset, const std::string& detail);
   // The head goes by value: a reference would keep it in memory on the hot path.
   NAVKSE_NOINLINE void mismatch(KseHead h, const char* expected);
   NAVKSE_NOINLINE void outOfRange(KseHead h, std::int64_t v);
   NAVKSE_NOINLINE void unexpectedTag(KseHead h, int expected);
+  // An end-of-record head where a list element, map key or value belongs:
+  // nothing after it can be placed.
+  // An end-of-record head at the top: the bytes after it belong to no record.
+  [[noreturn]] NAVKSE_NOINLINE void endOutsideRecord(KseHead h);
+  [[noreturn]] NAVKSE_NOINLINE void endInContainer(KseHead h);
+  // An end-of-record head with a tag below 15 in the two-byte form, which
+  // the writer never gives: where the record ends is in doubt.
+  [[noreturn]] NAVKSE_NOINLINE void longEndHead(KseHead h);
 
   // Takes n elements of the given size from the memory allowance.
   NAVKSE_INLINE void charge(std::size_t n, std::size_t size, std::size_t offset) {
@@ -332,6 +364,8 @@ class KseRecordReader {
   std::size_t end_offset_ = 0;
   int record_depth_ = 0;
   const char* field_ = nullptr;
+  int unknown_tag_ = -1;  // an undeclared field being skipped: named by its tag
+  const KeyLevelSpeller key_level_;
   int segments_ = 0;
   Segment segs_[kKseMaxDepth + 1];
 };

@@ -138,6 +138,27 @@ constexpr bool integerKindHolds(WireKind kind, std::int64_t v) noexcept {
   return v >= integerKindMin(kind) && v <= integerKindMax(kind);
 }
 
+// Fewest bytes one value of this kind takes on the wire, its head included
+// (a string, container or record at least a head and a count or end).
+constexpr std::size_t minWireSize(WireKind kind) noexcept {
+  switch (kind) {
+    case WireKind::kFloat:
+      return 5;
+    case WireKind::kDouble:
+      return 9;
+    case WireKind::kBytes:
+      return 3;
+    case WireKind::kString:
+    case WireKind::kUBytes:
+    case WireKind::kList:
+    case WireKind::kMap:
+    case WireKind::kRecord:
+      return 2;
+    default:
+      return 1;
+  }
+}
+
 // Whether a value declared as `kind` may arrive with the wire type code `type`.
 constexpr bool wireTypeFits(WireKind kind, std::uint8_t type) noexcept {
   switch (kind) {

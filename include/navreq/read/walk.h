@@ -17,6 +17,7 @@
 #include <string>
 #include <string_view>
 
+#include "navreq/kse/input_stream.h"
 #include "navreq/kse/record.h"
 #include "navreq/kse/reflection.h"
 #include "navreq/read/inflate.h"
@@ -33,7 +34,21 @@ using ::navcore::ryn::WireKind;
 enum class Role { kField, kElement, kKey, kValue };
 
 // What is wrong with a value of a known record, if anything.
-enum class Problem { kNone, kUnknownTag, kTypeMismatch, kOutOfRange, kDuplicateTag };
+// kDuplicateTag: a field seen before in the same record (the first is the
+// one read); kOutOfOrder: a field below one read before, read all the same.
+// kUnexpectedTag: a list element or map key with a tag other than 0, a map
+// value with one other than 1. kDuplicateKey: a map key seen before in the
+// same map (the first value under it is the one read).
+enum class Problem {
+  kNone,
+  kUnknownTag,
+  kTypeMismatch,
+  kOutOfRange,
+  kDuplicateTag,
+  kOutOfOrder,
+  kUnexpectedTag,
+  kDuplicateKey
+};
 
 // One value: a field, a list element, or a map key or value.
 struct Item {
@@ -49,12 +64,15 @@ struct Item {
   const FieldInfo* field = nullptr;    // the declaration, for a field of a known record
   const TypeInfo* declared = nullptr;  // the declared type, when known (see `problem`)
   const RecordInfo* record = nullptr;  // a nested record's declaration, when known
-  Problem problem = Problem::kNone;    // what is wrong with it
-  std::string_view key;                // a map value: its key as text (string bytes, or decimal)
-  bool key_is_integer = false;         // ... and the key is an integer
-  int count_wire = -1;       // a list, map or byte array: the count's head type when not the smallest form
-  std::int64_t count = 0;    // a list or map: its element count; a byte array: its size
-  std::uint8_t end_tag = 0;  // a record: the tag of its end head (the writer gives 0)
+  Problem problem = Problem::kNone;  // what is wrong with it
+  // A value read in spite of `problem` (out of order, unexpected tag, repeated
+  // key): its own type mismatch or value out of range.
+  Problem also = Problem::kNone;
+  std::string_view key;         // a map value: its key as text (string bytes, or decimal)
+  bool key_is_integer = false;  // ... and the key is an integer
+  int count_wire = -1;          // a list, map or byte array: the count's head type when not the smallest form
+  std::int64_t count = 0;       // a list or map: its element count; a byte array: its size
+  std::uint8_t end_tag = 0;     // a record: the tag of its end head (the writer gives 0)
 };
 
 // A scalar value.
@@ -111,6 +129,12 @@ class TreeSink {
   // Decoding of the current buffer stopped at `offset`; `rest` is every byte
   // from there to its end. Comes after the close() of every value left open.
   virtual void undecoded(std::size_t offset, std::string_view rest, const std::string& why) = 0;
+  // Comes just before undecoded(): what stopped the decoding, as a problem
+  // kind, and the offset of the byte that could not be read. `in_value`: the
+  // failure lies in a value that was never shown, whose head is at
+  // undecoded()'s offset (where the bytes not shown start).
+  virtual void stopCause(::navcore::ryn::ReadProblemKind /*kind*/, std::size_t /*offset*/,
+                         bool /*in_value*/) {}
 };
 
 // What the walk found, for the exit status.
@@ -118,7 +142,7 @@ struct WalkSummary {
   std::size_t undecoded = 0;   // buffers whose decoding stopped, bodies that did not inflate
   std::size_t missing = 0;     // declared fields absent
   std::size_t mismatches = 0;  // type mismatches and values out of range
-  std::size_t unknown = 0;     // unknown and repeated tags
+  std::size_t unknown = 0;     // unknown, repeated and unexpected tags, repeated keys
   std::size_t encoding = 0;    // bodies not encoded as the command table says
   bool unnamed = false;        // no envelope recognised at the top
 

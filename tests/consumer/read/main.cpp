@@ -18,15 +18,20 @@ int main(int argc, char** argv) {
 
   const navreq::DecodedRequest read = navreq::DecodeRequest(bytes);
   for (const navreq::ReadProblem& p : read.problems) std::printf("problem: %s\n", p.toString().c_str());
-  if (!read.ok() || read.command == nullptr) return 1;
-  std::printf("command %d %s, device %s, body %zu bytes\n", read.package.cmd, read.package.cmd_name.c_str(),
-              read.header.imei.c_str(), read.body_size);
+  const navreq::PackageEnvelope* envelope = read.package();
+  if (!read.ok() || read.command == nullptr || envelope == nullptr) return 1;
+  std::printf("command %d %s, device %s, body %zu bytes\n", envelope->package.cmd,
+              envelope->package.cmd_name.c_str(), envelope->header.imei.c_str(), read.body_size);
 
   // The record conveniences: a second decode equals the first, field by field.
   const navreq::DecodedRequest again = navreq::DecodeRequest(bytes);
-  if (again.header != read.header || !navreq::Diff(again.package, read.package).empty()) return 1;
-  if (navreq::FromJson<navkse::duromap::Header>(navreq::ToJson(read.header)) != read.header) return 1;
-  std::cout << navreq::ToText(read.header);
+  const navreq::PackageEnvelope* same = again.package();
+  if (same == nullptr || same->header != envelope->header ||
+      !navreq::Diff(same->package, envelope->package).empty())
+    return 1;
+  if (navreq::FromJson<navkse::duromap::Header>(navreq::ToJson(envelope->header)) != envelope->header)
+    return 1;
+  std::cout << navreq::ToText(envelope->header);
 
   // The whole request as navreq dump prints it.
   const std::unique_ptr<navreq::TreeSink> view = navreq::MakeTextView(std::cout, false);

@@ -27,7 +27,9 @@ int main(int argc, char** argv) {
 
   const navreq::DecodedRequest read = navreq::DecodeRequest(bytes);
   for (const navreq::ReadProblem& p : read.problems) std::printf("%s\n", p.toString().c_str());
-  if (!read.ok() || read.command != &slice || read.header.imei != "consumer") return 1;
+  const navreq::PackageEnvelope* envelope = read.package();
+  if (!read.ok() || envelope == nullptr || read.command != &slice || envelope->header.imei != "consumer")
+    return 1;
   if (navreq::FromJson<zv_navi_core::ReqExtraParam>(navreq::ToJson(extra)) != extra) return 1;
   if (!navreq::Diff(extra, extra).empty()) return 1;
 
