@@ -1,6 +1,8 @@
 // Everything for reading requests back, in one include (navreq::read):
 //   DecodeRequest           a request's envelope, command and records (request_reader.h)
+//   DetectEnvelope          which envelope bytes start with (read/envelope.h)
 //   Walk, WalkRecord        the bytes as a stream of events with offsets (read/walk.h)
+//   WalkProblems            the walk's findings as DecodeRequest reports them (read/walk_problems.h)
 //   MakeTextView, MakeJsonView   the two trees of `navreq dump` (read/views.h)
 //   DiffRequests            two requests compared field by field (read/diff.h)
 //   PackJson, PackStream    `navreq dump --json` back into bytes (read/pack.h)
@@ -15,6 +17,7 @@
 #pragma once
 
 #include "navreq/read/diff.h"
+#include "navreq/read/envelope.h"
 #include "navreq/read/inflate.h"
 #include "navreq/read/json_error.h"
 #include "navreq/read/pack.h"
@@ -23,4 +26,5 @@
 #include "navreq/read/text.h"
 #include "navreq/read/views.h"
 #include "navreq/read/walk.h"
+#include "navreq/read/walk_problems.h"
 #include "navreq/request_reader.h"

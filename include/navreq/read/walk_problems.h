@@ -19,6 +19,8 @@
 
 namespace navreq {
 
+// The problems the walk finds in `size` bytes at `data`, as DecodeRequest in
+// tolerant mode reports them.
 [[nodiscard]] std::vector<ReadProblem> WalkProblems(const void* data, std::size_t size);
 
 }  // namespace navreq
