@@ -1,0 +1,227 @@
+#include <cstddef>
+#include <cstdint>
+#include <set>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "navreq/read/envelope.h"
+#include "navreq/read/inflate.h"
+#include "protobuf_reader.h"
+#include "walker.h"
+
+namespace navreq {
+namespace walk_detail {
+
+namespace {
+
+// The bytes of an unsigned-byte list, when every element is a byte in the
+// form the writer gives it (tag 0, the 16-bit path); else false.
+bool GatherUBytes(WireCursor& c, std::int64_t count, std::string& out) {
+  out.clear();
+  out.reserve(static_cast<std::size_t>(count));
+  for (std::int64_t i = 0; i < count; ++i) {
+    const Head h = c.head();
+    if (h.tag != 0 || h.long_head || !IsIntegerWire(h.type)) return false;
+    const std::int64_t v = c.integer(h);
+    if (!::navcore::ryn::integerKindHolds(WireKind::kUInt8, v) || h.type != SmallestIntegerWire(v))
+      return false;
+    out.push_back(static_cast<char>(v));
+  }
+  return true;
+}
+
+}  // namespace
+
+void Walker::unexpectedTag(Item& item, std::uint8_t expected) {
+  if (item.tag == expected) return;
+  item.problem = Problem::kUnexpectedTag;
+  ++summary_.unknown;
+}
+
+CarriedRecord Walker::follow(const RecordState* state, const Item& item) {
+  if (state == nullptr || state->record == nullptr) return {};
+  if (item.problem != Problem::kNone && item.problem != Problem::kOutOfOrder) return {};
+  return CarriedBy(*state->record, item.tag, state->command, state->number);
+}
+
+void Walker::carried(Item& item, std::string_view data, const CarriedRecord& where) {
+  if (!where.follow || !follow_) {
+    sink_.bytes(item, data);
+    return;
+  }
+  Embedding e;
+  e.record = where.record != nullptr ? where.record->name : "";
+  e.protobuf = where.protobuf;
+  if (where.command != nullptr) {
+    e.encoding_problem = BodyEncodingProblem(*where.command, data);
+    if (e.encoding_problem != nullptr) ++summary_.encoding;
+  }
+  std::string inflated;
+  std::string_view view = data;
+  if (where.may_gzip && LooksGzip(data)) {
+    e.gzip = true;
+    e.compressed = data;
+    const GunzipResult g = Gunzip(data, ::navcore::ryn::kKseMaxInflatedSize, inflated);
+    if (!g.ok()) {
+      e.inflate_error = g.error;
+      ++summary_.undecoded;
+      sink_.openEmbedded(item, data, e);
+      sink_.stopCause(InflateFailure(e.inflate_error), g.offset, false);
+      sink_.undecoded(g.offset, data.substr(g.offset),
+                      "gzip stream that does not inflate: " + e.inflate_error);
+      sink_.closeEmbedded(item);
+      return;
+    }
+    e.inflated = inflated.size();
+    view = inflated;
+  }
+  sink_.openEmbedded(item, view, e);
+  if (where.protobuf) {
+    message(view);
+  } else {
+    buffer(view, where.record, 0);  // its own bytes: nesting counts from them
+  }
+  sink_.closeEmbedded(item);
+}
+
+void Walker::list(WireCursor& c, Item& item, const TypeInfo* declared, RecordState* state, int depth) {
+  // The count is bounded by the bytes left, at the fewest each declared element takes.
+  const std::size_t least = declared != nullptr && declared->element != nullptr
+                                ? ::navcore::ryn::minWireSize(declared->element->kind)
+                                : 1;
+  const std::int64_t count = c.count(least, item.count_wire);
+  item.count = count;
+  const bool ubytes = declared != nullptr && declared->kind == WireKind::kUBytes;
+  if (ubytes) {
+    // Shown as bytes when every element is a byte in the writer's form;
+    // otherwise element by element.
+    std::string gathered;
+    bool ok = false;
+    {
+      WireCursor ahead(std::string_view(c.bytes()), c.pos());
+      try {
+        ok = GatherUBytes(ahead, count, gathered);
+      } catch (const WireStop&) {
+      }
+    }
+    if (ok) {
+      for (std::int64_t i = 0; i < count; ++i) (void)c.integer(c.head());  // read again, in place
+      carried(item, gathered, follow(state, item));
+      return;
+    }
+  }
+  const TypeInfo* element = declared != nullptr ? declared->element : nullptr;
+  sink_.open(item, count);
+  open_.push_back(item);
+  for (std::int64_t i = 0; i < count; ++i) {
+    const Head eh = c.head();
+    if (eh.type == kKseStructEnd)
+      throw WireStop{eh.offset, "end-of-record head in place of a list element", Kind::kUnexpectedEnd};
+    Item e;
+    e.role = Role::kElement;
+    e.index = static_cast<std::size_t>(i);
+    e.tag = eh.tag;
+    e.wire = eh.type;
+    unexpectedTag(e, 0);
+    value(c, eh, e, element, nullptr, nullptr, depth + 1);
+  }
+  open_.pop_back();
+  sink_.close(item);
+}
+
+void Walker::map(WireCursor& c, Item& item, const TypeInfo* declared, int depth) {
+  const std::size_t least = declared != nullptr && declared->key != nullptr && declared->element != nullptr
+                                ? ::navcore::ryn::minWireSize(declared->key->kind) +
+                                      ::navcore::ryn::minWireSize(declared->element->kind)
+                                : 2;
+  const std::int64_t count = c.count(least, item.count_wire);
+  item.count = count;
+  const bool side_records = item.problem == Problem::kNone && IsSideRecordMap(item.field);
+  sink_.open(item, count);
+  open_.push_back(item);
+  std::set<std::pair<std::string, bool>> keys;
+  for (std::int64_t i = 0; i < count; ++i) {
+    const Head kh = c.head();
+    if (kh.type == kKseStructEnd) {
+      throw WireStop{kh.offset, "end-of-record head in place of a map key", Kind::kUnexpectedEnd};
+    }
+    std::string key = c.peekText(kh);
+    Item k;
+    k.role = Role::kKey;
+    k.index = static_cast<std::size_t>(i);
+    k.tag = kh.tag;
+    k.wire = kh.type;
+    unexpectedTag(k, 0);
+    const bool repeated = !keys.emplace(key, IsIntegerWire(kh.type)).second;
+    if (repeated && k.problem == Problem::kNone) {
+      k.problem = Problem::kDuplicateKey;
+      ++summary_.unknown;
+    }
+    value(c, kh, k, declared != nullptr ? declared->key : nullptr, nullptr, nullptr, depth + 1);
+    const Head vh = c.head();
+    if (vh.type == kKseStructEnd) {
+      throw WireStop{vh.offset, "end-of-record head in place of a map value", Kind::kUnexpectedEnd};
+    }
+    Item v;
+    v.role = Role::kValue;
+    v.index = static_cast<std::size_t>(i);
+    v.tag = vh.tag;
+    v.wire = vh.type;
+    unexpectedTag(v, 1);
+    v.key = key;
+    v.key_is_integer = IsIntegerWire(kh.type);
+    CarriedRecord side;
+    if (side_records && !repeated) {  // only the first value under a key is read
+      side.record = SideRecordFor(key);
+      side.follow = side.record != nullptr;
+    }
+    value(c, vh, v, declared != nullptr ? declared->element : nullptr, nullptr,
+          side_records ? &side : nullptr, depth + 1);
+  }
+  open_.pop_back();
+  sink_.close(item);
+}
+
+void Walker::message(std::string_view bytes) {
+  ProtobufReader c(bytes);
+  try {
+    while (!c.atEnd()) {
+      const ProtobufReader::Key k = c.key();
+      const std::size_t at = k.offset;
+      switch (k.wire) {
+        case kProtoVarint: {
+          const std::uint64_t v = c.varint();
+          sink_.protobufField(at, c.pos() - at, k.number, k.wire, v, {});
+          break;
+        }
+        case kProtoFixed64:
+        case kProtoFixed32: {
+          const std::uint64_t v = c.fixed(k.wire == kProtoFixed64 ? 8 : 4);
+          sink_.protobufField(at, c.pos() - at, k.number, k.wire, v, {});
+          break;
+        }
+        case kProtoLengthDelimited: {
+          if (c.mapCountFollows(k.raw)) {
+            const std::uint64_t n = c.varint();  // shown as a varint field; the entries follow as fields
+            sink_.protobufField(at, c.pos() - at, k.number, kProtoVarint, n, {});
+            break;
+          }
+          const std::string_view data = c.lengthDelimited(at);
+          sink_.protobufField(at, c.pos() - at, k.number, k.wire, 0, data);
+          break;
+        }
+        default:
+          throw WireStop{at, "protocol-buffers wire type " + std::to_string(k.wire) + " is not read",
+                         Kind::kBadEvent};
+      }
+    }
+  } catch (const WireStop& stop) {
+    ++summary_.undecoded;
+    sink_.stopCause(Kind::kBadEvent, stop.offset, false);
+    sink_.undecoded(stop.offset, bytes.substr(stop.offset), stop.why);
+  }
+}
+
+}  // namespace walk_detail
+}  // namespace navreq
