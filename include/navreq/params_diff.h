@@ -41,7 +41,7 @@ class Emitter {
   template <class R>
   void members(const R& record) {
     int tag = 0;  // the member's position orders the fields, as a tag would
-    record.forEachField([this, &tag](const char* name, const auto& member) {
+    record.forEachField([&](const char* name, const auto& member) {
       Item item;
       item.tag = static_cast<std::uint8_t>(tag++);
       const FieldInfo field{item.tag, name, nullptr};

@@ -11,18 +11,19 @@
 namespace navreq {
 namespace tool {
 
-namespace {
-
-namespace entry = ::zv_navi_core::drive_route_req_serializer;
-using ::zv_navi_core::ReqExtraParam;
-
 // The stop event takes three strings rather than a record; its "param"
-// object names them.
+// object names them. Declared outside the unnamed namespace: there, the
+// record's generated == and != would be unused functions of this file.
 #define NAVREQ_FIELDS_NavStopParam(X) \
   X(std::string, text, {})            \
   X(std::string, device_id, {})       \
   X(std::string, client_key, {})
 NAVREQ_ENGINE_RECORD(NavStopParam, NAVREQ_FIELDS_NavStopParam);
+
+namespace {
+
+namespace entry = ::zv_navi_core::drive_route_req_serializer;
+using ::zv_navi_core::ReqExtraParam;
 
 template <class Param>
 std::shared_ptr<Param> ReadParam(const json* param) {

@@ -153,10 +153,12 @@ class KseRecordReader {
   }
 
   // Reads the field whose head is `h` into `member`, noting its tag in `seen`; a tag out of order or seen
-  // before is a problem.
+  // before is a problem. The slow path (the writer gives every field in
+  // order, so `expect` reads them): out of line, one copy per member type
+  // shared by every record, not one per field of each record's reader.
   template <class T>
-  NAVKSE_INLINE void field(const KseHead& h, T& member, const char* name, FieldSet& seen, int& last,
-                           int& count) {
+  NAVKSE_NOINLINE void field(const KseHead& h, T& member, const char* name, FieldSet& seen, int& last,
+                             int& count) {
     field_ = name;
     if (NAVKSE_UNLIKELY(static_cast<int>(h.tag) <= last)) {
       if (seen.has(h.tag)) {
