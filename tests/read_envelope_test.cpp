@@ -17,6 +17,7 @@
 #include "navreq/serialize.h"
 #include "reliability/realistic_inputs.h"
 #include "support/gunzip.h"
+#include "support/route_request.h"
 #include "support/walk_capture.h"
 #include "support/wire.h"
 
@@ -55,14 +56,7 @@ TEST(Envelope, SecondRequestStartsWhereTagsStopAscending) {
   EXPECT_EQ(SecondRequestAt(wire::Unhex("0c 1f")), std::nullopt);
 }
 
-std::vector<char> RouteRequest() {
-  navreq::services::ScopedClock clock(1700000000000);
-  std::vector<char> out;
-  EXPECT_EQ(zv_navi_core::drive_route_req_serializer::GetRouteReqData(
-                navreq::reliability::RealisticRoute(), navreq::reliability::RealisticExtra(), out),
-            0u);
-  return out;
-}
+using navreq::testing::RealisticRouteRequest;
 
 std::vector<char> RefreshRequest() {
   navreq::services::ScopedClock clock(1700000000000);
@@ -87,7 +81,7 @@ std::string TextDump(const std::vector<char>& bytes) {
 }
 
 TEST(Envelope, TwoRequestsBackToBack) {
-  const std::vector<char> route = RouteRequest();
+  const std::vector<char> route = RealisticRouteRequest();
   std::vector<char> both = route;
   const std::vector<char> refresh = RefreshRequest();
   both.insert(both.end(), refresh.begin(), refresh.end());
@@ -122,7 +116,7 @@ TEST(Envelope, TwoRequestsBackToBack) {
 
 // The route search with its body sent plain, every other byte as written.
 std::vector<char> PlainRouteSearch() {
-  const navreq::DecodedRequest real = navreq::DecodeRequest(RouteRequest());
+  const navreq::DecodedRequest real = navreq::DecodeRequest(RealisticRouteRequest());
   EXPECT_TRUE(real.ok());
   navkse::duromap::Package package = real.package()->package;
   package.body = navreq::testing::Gunzip(package.body);
@@ -157,7 +151,7 @@ TEST(Envelope, RouteSearchBodySentPlainIsAProblem) {
   EXPECT_EQ(walked.encoding_problems[0], kSentPlain);
   EXPECT_NE(TextDump(plain).find(std::string("-> CarRouteReq  ! ") + kSentPlain), std::string::npos);
 
-  const std::vector<char> real = RouteRequest();
+  const std::vector<char> real = RealisticRouteRequest();
   const std::vector<navreq::Difference> diffs = navreq::DiffRequests(
       std::string(real.begin(), real.end()), std::string(plain.begin(), plain.end()), {});
   ASSERT_EQ(diffs.size(), 1u);

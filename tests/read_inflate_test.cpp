@@ -14,6 +14,7 @@
 #include "navreq/serialize.h"
 #include "reliability/realistic_inputs.h"
 #include "support/gunzip.h"
+#include "support/route_request.h"
 #include "support/walk_capture.h"
 #include "support/wire.h"
 
@@ -144,18 +145,11 @@ TEST(Inflate, OverTheLimit) {
 
 // --- DecodeRequest and the walk on the same bodies ---
 
-std::vector<char> RouteRequest() {
-  navreq::services::ScopedClock clock(1700000000000);
-  std::vector<char> out;
-  EXPECT_EQ(zv_navi_core::drive_route_req_serializer::GetRouteReqData(
-                navreq::reliability::RealisticRoute(), navreq::reliability::RealisticExtra(), out),
-            0u);
-  return out;
-}
+using navreq::testing::RealisticRouteRequest;
 
 // The route search with its body bytes replaced; `body_at`: where they start.
 std::vector<char> WithBody(const std::string& body, std::size_t& body_at) {
-  const navreq::DecodedRequest real = navreq::DecodeRequest(RouteRequest());
+  const navreq::DecodedRequest real = navreq::DecodeRequest(RealisticRouteRequest());
   EXPECT_TRUE(real.ok());
   navkse::duromap::Package package = real.package()->package;
   package.body.assign(body.begin(), body.end());
@@ -166,8 +160,9 @@ std::vector<char> WithBody(const std::string& body, std::size_t& body_at) {
 }
 
 std::string PlainRouteBody() {
-  const navreq::DecodedRequest real = navreq::DecodeRequest(RouteRequest());
-  return navreq::testing::Gunzip(std::string(real.package()->package.body.begin(), real.package()->package.body.end()));
+  const navreq::DecodedRequest real = navreq::DecodeRequest(RealisticRouteRequest());
+  return navreq::testing::Gunzip(
+      std::string(real.package()->package.body.begin(), real.package()->package.body.end()));
 }
 
 struct Verdict {
