@@ -1,5 +1,5 @@
 // Fuzz target: one request kind from an arbitrary parameter document to the
-// final bytes, through the tool's JSON mapping, the entry function and the
+// final bytes, through the library's parameter JSON mapping, the entry function and the
 // writer. Built once per kind; NAVREQ_FUZZ_KIND names it ("route", "refresh",
 // "location", "navstop", "plus", "slice").
 //
