@@ -116,18 +116,25 @@ void Walker::list(WireCursor& c, Item& item, const TypeInfo* declared, RecordSta
   open_.push_back(item);
   for (std::int64_t i = 0; i < count; ++i) {
     const Head eh = c.head();
-    if (eh.type == kKseStructEnd)
-      throw WireStop{eh.offset, "end-of-record head in place of a list element", Kind::kUnexpectedEnd};
-    Item e;
-    e.role = Role::kElement;
-    e.index = static_cast<std::size_t>(i);
-    e.tag = eh.tag;
-    e.wire = eh.type;
-    unexpectedTag(e, 0);
+    Item e = containerItem(eh, Role::kElement, i, "a list element", 0);
     value(c, eh, e, element, nullptr, nullptr, depth + 1);
   }
   open_.pop_back();
   sink_.close(item);
+}
+
+Item Walker::containerItem(const Head& h, Role role, std::int64_t index, const char* place,
+                           std::uint8_t expected) {
+  if (h.type == kKseStructEnd) {
+    throw WireStop{h.offset, std::string("end-of-record head in place of ") + place, Kind::kUnexpectedEnd};
+  }
+  Item item;
+  item.role = role;
+  item.index = static_cast<std::size_t>(index);
+  item.tag = h.tag;
+  item.wire = h.type;
+  unexpectedTag(item, expected);
+  return item;
 }
 
 void Walker::map(WireCursor& c, Item& item, const TypeInfo* declared, int depth) {
@@ -143,16 +150,8 @@ void Walker::map(WireCursor& c, Item& item, const TypeInfo* declared, int depth)
   std::set<std::pair<std::string, bool>> keys;
   for (std::int64_t i = 0; i < count; ++i) {
     const Head kh = c.head();
-    if (kh.type == kKseStructEnd) {
-      throw WireStop{kh.offset, "end-of-record head in place of a map key", Kind::kUnexpectedEnd};
-    }
+    Item k = containerItem(kh, Role::kKey, i, "a map key", 0);
     std::string key = c.peekText(kh);
-    Item k;
-    k.role = Role::kKey;
-    k.index = static_cast<std::size_t>(i);
-    k.tag = kh.tag;
-    k.wire = kh.type;
-    unexpectedTag(k, 0);
     const bool repeated = !keys.emplace(key, IsIntegerWire(kh.type)).second;
     if (repeated && k.problem == Problem::kNone) {
       k.problem = Problem::kDuplicateKey;
@@ -160,15 +159,7 @@ void Walker::map(WireCursor& c, Item& item, const TypeInfo* declared, int depth)
     }
     value(c, kh, k, declared != nullptr ? declared->key : nullptr, nullptr, nullptr, depth + 1);
     const Head vh = c.head();
-    if (vh.type == kKseStructEnd) {
-      throw WireStop{vh.offset, "end-of-record head in place of a map value", Kind::kUnexpectedEnd};
-    }
-    Item v;
-    v.role = Role::kValue;
-    v.index = static_cast<std::size_t>(i);
-    v.tag = vh.tag;
-    v.wire = vh.type;
-    unexpectedTag(v, 1);
+    Item v = containerItem(vh, Role::kValue, i, "a map value", 1);
     v.key = key;
     v.key_is_integer = IsIntegerWire(kh.type);
     CarriedRecord side;

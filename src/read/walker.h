@@ -71,6 +71,9 @@ class Walker {
 
   // A list element or map key carries tag 0, a map value tag 1.
   void unexpectedTag(Item& item, std::uint8_t expected);
+  // The item of a list element, map key or map value whose head is `h`
+  // (`place` names it for the error): an end head there stops the walk.
+  Item containerItem(const Head& h, Role role, std::int64_t index, const char* place, std::uint8_t expected);
 
   static void remember(RecordState* state, const Item& item, const Scalar& s);
 
