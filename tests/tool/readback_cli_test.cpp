@@ -119,7 +119,10 @@ TEST(DumpCli, HexFromEncodeIsReadAsHex) {
 TEST(DumpCli, ForcedForms) {
   const auto odd = RunTool({"dump", "--hex"}, "0c1");
   EXPECT_EQ(odd.status, 65);
-  EXPECT_EQ(odd.err, "navreq dump: standard input: odd number of hex digits (3)\n");
+  EXPECT_EQ(odd.err,
+            "navreq dump: standard input: hex text with an odd number of digits (3) ending at line 1, column "
+            "4; use "
+            "--raw to read the input as raw bytes\n");
   const auto not_hex = RunTool({"dump", "--hex"}, "0c xx");
   EXPECT_EQ(not_hex.status, 65);
   // Read as raw, the text "0c" is the bytes 30 63: tag 3, an int8 of 0x63.

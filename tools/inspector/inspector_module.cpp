@@ -1,4 +1,4 @@
-// The entry points of the browser inspector: the tool's own walker, JSON
+// The entry points of the browser inspector: the reader of inputs, the walker, JSON
 // view, inflater and diff, compiled to WebAssembly and called by the page.
 //
 // Every answer is kept in one buffer until the next call; the page copies it
@@ -11,17 +11,20 @@
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "navreq/kse/input_stream.h"
 #include "navreq/read/diff.h"
 #include "navreq/read/inflate.h"
+#include "navreq/read/input.h"
 #include "navreq/read/views.h"
 #include "navreq/read/walk.h"
 
 namespace {
 
 std::string g_result;
+std::string g_form_name;
 // The requests shown, by number: a window asked later walks its input again.
 std::map<int, std::string> g_inputs;
 int g_next_input = 1;
@@ -136,6 +139,45 @@ EMSCRIPTEN_KEEPALIVE int navreq_inflate(const char* data, std::size_t size) {
   }
   g_result = error;
   return 0;
+}
+
+// Reads the request in an input as `navreq dump` does (navreq/read/input.h),
+// `mode` being an InputMode's number: the form read (an InputForm's number,
+// named by navreq_input_form_name) with the bytes as the result, or -1 with
+// {"message", "form", "offset", "line", "column"} as the result.
+EMSCRIPTEN_KEEPALIVE int navreq_read_input(const char* data, std::size_t size, int mode) {
+  try {
+    if (mode < static_cast<int>(navreq::InputMode::kDetect) ||
+        mode > static_cast<int>(navreq::InputMode::kRaw)) {
+      g_result =
+          "{\"message\": \"no such input mode\", \"form\": \"text\", \"offset\": 0, \"line\": 1, "
+          "\"column\": 1}";
+      return -1;
+    }
+    navreq::InputReading r = navreq::ReadInput(std::string(data, size), static_cast<navreq::InputMode>(mode));
+    if (r.ok()) {
+      g_result = std::move(r.bytes);
+      return static_cast<int>(r.form);
+    }
+    const navreq::InputError& e = *r.error;
+    g_result = "{\"message\": ";
+    navreq::AppendJsonString(g_result, e.message);
+    g_result += ", \"form\": ";
+    navreq::AppendJsonString(g_result, navreq::InputFormName(e.form));
+    g_result += ", \"offset\": " + std::to_string(e.offset) + ", \"line\": " + std::to_string(e.line) +
+                ", \"column\": " + std::to_string(e.column) + "}";
+  } catch (const std::exception& e) {
+    g_result = "{\"message\": ";
+    navreq::AppendJsonString(g_result, e.what());
+    g_result += ", \"form\": \"text\", \"offset\": 0, \"line\": 1, \"column\": 1}";
+  }
+  return -1;
+}
+
+// The name of form number `form` ("hex", "xxd output", "base64", ...).
+EMSCRIPTEN_KEEPALIVE const char* navreq_input_form_name(int form) {
+  g_form_name = navreq::InputFormName(static_cast<navreq::InputForm>(form));
+  return g_form_name.c_str();
 }
 
 EMSCRIPTEN_KEEPALIVE const char* navreq_result_data() { return g_result.data(); }

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <fstream>
 #include <iostream>
+#include <utility>
 
 #include "gzip_compress.h"
 #include "navreq/read/diff.h"
@@ -20,60 +21,6 @@ namespace tool {
 
 namespace {
 
-int HexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
-bool IsSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f'; }
-
-// Converts hex text in place. False when it holds anything but hex digits
-// and whitespace, or an odd number of digits.
-bool HexInPlace(std::string& text, std::string& error) {
-  std::size_t digits = 0;
-  for (char c : text) {
-    if (HexDigit(c) >= 0) {
-      ++digits;
-    } else if (!IsSpace(c)) {
-      error = "not hex: holds a byte that is neither a hex digit nor whitespace";
-      return false;
-    }
-  }
-  if (digits % 2 != 0) {
-    error = "odd number of hex digits (" + std::to_string(digits) + ")";
-    return false;
-  }
-  std::size_t w = 0;
-  int high = -1;
-  for (char c : text) {
-    const int d = HexDigit(c);
-    if (d < 0) continue;
-    if (high < 0) {
-      high = d;
-    } else {
-      text[w++] = static_cast<char>(high * 16 + d);
-      high = -1;
-    }
-  }
-  text.resize(w);
-  text.shrink_to_fit();
-  return true;
-}
-
-bool LooksHex(const std::string& text) {
-  std::size_t digits = 0;
-  for (char c : text) {
-    if (HexDigit(c) >= 0) {
-      ++digits;
-    } else if (!IsSpace(c)) {
-      return false;
-    }
-  }
-  return digits > 0 && digits % 2 == 0;
-}
-
 // Flushes `out` and reports whether everything written reached it.
 bool Flushed(std::ostream& out) {
   out.flush();
@@ -82,21 +29,24 @@ bool Flushed(std::ostream& out) {
 
 }  // namespace
 
-bool ReadRequestBytes(const std::string& path, InputForm form, std::string& bytes, std::string& error) {
-  if (!ReadAll(path, bytes, error)) return false;
-  const bool hex = form == InputForm::kHex || (form == InputForm::kDetect && LooksHex(bytes));
-  if (!hex) return true;
-  if (!HexInPlace(bytes, error)) {
-    error = (path == "-" ? std::string("standard input") : path) + ": " + error;
+bool ReadRequestBytes(const std::string& path, InputMode mode, std::string& bytes, std::string& error,
+                      const std::string& raw_hint) {
+  std::string data;
+  if (!ReadAll(path, data, error)) return false;
+  InputReading reading = ReadInput(std::move(data), mode);
+  if (!reading.ok()) {
+    error = InputName(path) + ": " + reading.error->message + raw_hint;
     return false;
   }
+  bytes = std::move(reading.bytes);
   return true;
 }
 
 int RunReadbackDump(const DumpOptions& options, std::ostream& out, std::ostream& err) {
   std::string bytes;
   std::string error;
-  if (!ReadRequestBytes(options.input, options.form, bytes, error)) {
+  if (!ReadRequestBytes(options.input, options.mode, bytes, error,
+                        "; use --raw to read the input as raw bytes")) {
     err << "navreq dump: " << error << "\n";
     return kExitBadInput;
   }
@@ -173,8 +123,9 @@ int RunDiff(const DiffOptions& options, std::ostream& out, std::ostream& err) {
   std::string a;
   std::string b;
   std::string error;
-  if (!ReadRequestBytes(options.a, InputForm::kDetect, a, error) ||
-      !ReadRequestBytes(options.b, InputForm::kDetect, b, error)) {
+  const std::string raw_hint = "; navreq dump --raw reads it as raw bytes";
+  if (!ReadRequestBytes(options.a, InputMode::kDetect, a, error, raw_hint) ||
+      !ReadRequestBytes(options.b, InputMode::kDetect, b, error, raw_hint)) {
     err << "navreq diff: " << error << "\n";
     return kExitBadInput;
   }

@@ -7,17 +7,16 @@
 #include <string>
 #include <vector>
 
+#include "navreq/read/input.h"
+
 namespace navreq {
 namespace tool {
-
-// How input bytes are read: hex text when it looks like hex, or forced.
-enum class InputForm { kDetect, kHex, kRaw };
 
 struct DumpOptions {
   std::string input = "-";
   bool json = false;
-  bool full = false;  // show undecoded runs whole
-  InputForm form = InputForm::kDetect;
+  bool full = false;                    // show undecoded runs whole
+  InputMode mode = InputMode::kDetect;  // --hex, --raw
 };
 
 struct PackOptions {
@@ -32,11 +31,13 @@ struct DiffOptions {
   std::vector<std::string> ignore;
 };
 
-// Reads a file (or standard input for "-") and converts hex text to bytes
-// (detected, or as `form` forces). False with `error` when it cannot be read
-// or is not the hex it was declared to be.
-[[nodiscard]] bool ReadRequestBytes(const std::string& path, InputForm form, std::string& bytes,
-                                    std::string& error);
+// Reads a file (or standard input for "-") and the request in it, raw or
+// written as text (navreq/read/input.h), as `mode` allows. False with a
+// one-line `error` naming the input when it cannot be read or its text is
+// broken; `raw_hint` ends that line for a text error (how to read the input
+// as raw bytes instead).
+[[nodiscard]] bool ReadRequestBytes(const std::string& path, InputMode mode, std::string& bytes,
+                                    std::string& error, const std::string& raw_hint);
 
 [[nodiscard]] int RunReadbackDump(const DumpOptions& options, std::ostream& out, std::ostream& err);
 [[nodiscard]] int RunPack(const PackOptions& options, std::ostream& out, std::ostream& err);

@@ -8,13 +8,17 @@ void AddReadbackCommands(CLI::App& app, DumpOptions& dump, PackOptions& pack, Di
   d->add_option("FILE", dump.input, "Bytes or hex text to decode; - for stdin")->capture_default_str();
   d->add_flag("--json", dump.json, "Print the tree as JSON (the input of navreq pack)");
   auto* hex = d->add_flag_callback(
-      "--hex", [&dump] { dump.form = InputForm::kHex; }, "Read the input as hex text");
+      "--hex", [&dump] { dump.mode = InputMode::kHex; },
+      "Read the input as hex text: plain hex, xxd or hexdump -C output, or a C array");
   auto* raw = d->add_flag_callback(
-      "--raw", [&dump] { dump.form = InputForm::kRaw; }, "Read the input as raw bytes");
+      "--raw", [&dump] { dump.mode = InputMode::kRaw; }, "Read the input as raw bytes");
   hex->excludes(raw);
   d->add_flag("--full", dump.full, "Show undecoded runs whole (default: their first 64 bytes)");
   d->footer(
-      "Input made only of hex digits and whitespace, with an even number of digits, is read as hex.\n"
+      "Input: raw bytes, or text: hex (whitespace, 0x, commas, ':' or '-' between bytes), xxd or\n"
+      "hexdump -C output, a C array literal, base64 (standard or URL-safe). Input that is not text\n"
+      "(a NUL, a control character, a byte from 0x80) is raw; text is never read as raw bytes unless\n"
+      "--raw says so: broken text is an error naming the form, the line and the column.\n"
       "Every line starts with @OFFSET+LENGTH: where the value's head and bytes are, counted from the\n"
       "start of the input or of the inflated body that holds it.\n"
       "Exit status: 0 every byte decoded and every known record complete and well-typed; 1 some bytes\n"

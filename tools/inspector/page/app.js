@@ -6,6 +6,7 @@
   const INPUT_SHOWN = 262144; // bytes shown as hex in the text box after a load
   const FRAGMENT_MAX = 2000000; // longest #hex= the page writes into the URL
   let engine = null;
+  const textEncoder = new TextEncoder();
   // The module starts at once (its text stands before this script), while
   // the rest of the page is still being read.
   const engineStarting = NR.Engine.start((document.getElementById('navreq-module') || {}).textContent || '');
@@ -78,29 +79,49 @@
       this.message.hidden = !text;
     }
 
+    // What was pasted or typed: text in any of the forms the module reads.
     fromText(updateUrl) {
       clearTimeout(this.timer);
-      const r = NR.parseText(this.input.value);
-      if (r.error) {
-        this.error(r.error);
-        return;
-      }
-      this.load(r.bytes, updateUrl);
+      return this.read(textEncoder.encode(this.input.value), 'text', { updateUrl, what: 'Pasted ' });
     }
 
+    // A file: raw bytes, or a request written as text, as `navreq dump` reads it.
     fromFile(file) {
       const reader = new FileReader();
       reader.onload = () => {
-        const r = NR.parseFile(new Uint8Array(reader.result));
-        if (r.error) {
-          this.error(file.name + ': ' + r.error);
-          return;
-        }
-        this.showInput(r.bytes, file.name);
-        this.load(r.bytes, true, file.name);
+        this.read(new Uint8Array(reader.result), 'detect', { updateUrl: true, fileName: file.name, show: true,
+          what: file.name + ': ' });
       };
       reader.onerror = () => this.error(file.name + ': the file could not be read.');
       reader.readAsArrayBuffer(file);
+    }
+
+    // Reads the request in an input with the module's one reader of inputs
+    // (mode: detect, text or hex), then decodes it. A broken text is shown
+    // as the module words it, after `how.what`. A newer input of this side
+    // replaces one still being read.
+    read(input, mode, how) {
+      if (!engine) {
+        this.loading = new Promise((resolve) => ready.push(() => resolve(this.read(input, mode, how))));
+        return this.loading;
+      }
+      ++this.generation;
+      const load = this.letter + ':' + this.generation;
+      const stale = () => load !== this.letter + ':' + this.generation;
+      const done = engine.readInput(input, mode, { load, stale }).then((r) => {
+        if (stale()) return false;
+        if (r.error) {
+          this.error((how.what || '') + r.error.message + '.');
+          return false;
+        }
+        if (how.show) this.showInput(r.bytes, how.fileName);
+        return this.load(r.bytes, how.updateUrl, how.fileName);
+      }, (e) => {
+        if (!NR.isStale(e) && !stale()) this.error('The input could not be read: ' + (e && e.message ? e.message : e));
+        return false;
+      });
+      this.loading = done;
+      return done;
     }
 
     // Decodes bytes with the module and shows them. Resolves to true once
@@ -409,13 +430,7 @@
     const a = App.sides.a;
     if (hex === null || !engine) return;
     if (onlyIfNew && a.doc && NR.bytesToHex(a.doc.bytes) === hex.toLowerCase()) return;
-    const r = NR.parseText(hex);
-    if (r.error) {
-      a.error('#hex= in the address: ' + r.error);
-      return;
-    }
-    a.showInput(r.bytes);
-    a.load(r.bytes, false);
+    a.read(textEncoder.encode(hex), 'hex', { updateUrl: false, show: true, what: '#hex= in the address: ' });
   }
   window.addEventListener('hashchange', () => loadFragment(true));
   // A file dropped beside the panels is not opened by the browser in place of the page.

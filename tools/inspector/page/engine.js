@@ -12,7 +12,7 @@
 // Protocol: the page sends {id, fn, args, load}; the worker answers
 // {id, load, value, ms} or {id, load, error}. Byte arrays travel as
 // transferred ArrayBuffers (the input's copy one way, the JSON text's UTF-8
-// bytes and inflated bytes the other). Requests go one at a time, so a
+// bytes, inflated bytes and the bytes read from an input the other). Requests go one at a time, so a
 // request that has gone stale (a newer load of the same side) while it
 // waited is dropped before it reaches the module.
 (function (NR) {
@@ -61,6 +61,13 @@
         const ok = M._navreq_inflate(p, bytes.length) === 1;
         const at = M._navreq_result_data();
         return { ok, bytes: M.HEAPU8.slice(at, at + M._navreq_result_size()) };
+      }),
+      readInput: ([bytes, mode]) => withBytes([bytes], ([p]) => {
+        const form = M._navreq_read_input(p, bytes.length, mode);
+        const at = M._navreq_result_data();
+        const result = M.HEAPU8.slice(at, at + M._navreq_result_size());
+        if (form < 0) return { error: JSON.parse(new TextDecoder('utf-8').decode(result)) };
+        return { form: M.UTF8ToString(M._navreq_input_form_name(form)), bytes: result };
       }),
     };
 
@@ -113,6 +120,11 @@
   NR.isStale = (e) => !!(e && e.stale === true);
 
   const errorText = (e) => String(e && e.message ? e.message : e);
+
+  // How the module may read an input (navreq::InputMode's numbers): detect
+  // raw bytes or text (a file), text only (what was pasted or typed), a hex
+  // form only (the address's #hex=).
+  const INPUT_MODES = { detect: 0, text: 1, hex: 2 };
 
   // Starts the module in a worker; resolves to the worker, or rejects with why not.
   function startWorker(moduleText) {
@@ -285,6 +297,14 @@
       const [ca, ta] = Engine.copy(a);
       const [cb, tb] = Engine.copy(b);
       return this.request('diff', [ca, cb], ta.concat(tb), opts).then((msg) => this.json(msg));
+    }
+
+    // The request in an input as `mode` (detect, text, hex) allows:
+    // {form, bytes}, or {error: {message, form, offset, line, column}} when
+    // the input is text but broken.
+    readInput(bytes, mode, opts) {
+      const [c, transfer] = Engine.copy(bytes);
+      return this.request('readInput', [c, INPUT_MODES[mode]], transfer, opts).then((msg) => msg.value);
     }
 
     // {bytes} or {error}
