@@ -1,6 +1,6 @@
 'use strict';
-// The ways to give the page a request (base64, a file, hex in the URL,
-// garbage), and the tree's keyboard behaviour.
+// The ways to give the page a request (base64, xxd, a file, hex in the URL,
+// broken hex, garbage), and the tree's keyboard behaviour.
 
 const { describe, test, before, after } = require('node:test');
 const assert = require('node:assert/strict');
@@ -46,6 +46,31 @@ describe('input forms', () => {
     await b.waitShown(page, 'a');
     await treeMatches('spaced hex');
     assert.equal(await page.evaluate(() => location.hash), '#hex=' + routeHex);
+  });
+
+  test('xxd output pasted is read as navreq dump reads it', async () => {
+    await forgetShown(page);
+    const bytes = Buffer.from(routeHex, 'hex');
+    let xxd = '';
+    for (let row = 0; row < bytes.length; row += 16) {
+      const slice = bytes.subarray(row, row + 16);
+      const groups = slice.toString('hex').match(/.{1,4}/g).join(' ');
+      const chars = [...slice].map((c) => (c >= 32 && c < 127 ? String.fromCharCode(c) : '.')).join('');
+      xxd += row.toString(16).padStart(8, '0') + ': ' + groups.padEnd(39) + '  ' + chars + '\n';
+    }
+    await setInput(page, '#input-a', xxd);
+    await b.waitShown(page, 'a');
+    await treeMatches('xxd');
+    assert.equal(await page.evaluate(() => location.hash), '#hex=' + routeHex);
+  });
+
+  test('a broken paste is an error naming the form and where', async () => {
+    await setInput(page, '#input-a', routeHex.slice(1));
+    await page.waitForFunction(() => document.querySelector('#message-a').textContent.trim() !== '', { timeout: 5000 });
+    const text = await page.$eval('#message-a', (e) => e.textContent.trim());
+    assert.equal(text, `Pasted hex text with an odd number of digits (${routeHex.length - 1}) ending at line 1, ` +
+      `column ${routeHex.length}.`);
+    assert.equal(await page.evaluate(() => location.hash), '#hex=' + routeHex, 'the request shown stays');
   });
 
   test('binary file given to #file-a', async () => {
