@@ -5,7 +5,8 @@ namespace tool {
 
 void AddReadbackCommands(CLI::App& app, DumpOptions& dump, PackOptions& pack, DiffOptions& diff) {
   CLI::App* d = app.add_subcommand("dump", "Show Kse bytes as a tree: envelopes, header and body by name");
-  d->add_option("FILE", dump.input, "Bytes or hex text to decode; - for stdin")->capture_default_str();
+  d->add_option("FILE", dump.input, "The request, raw or written as text (see below); - for stdin")
+      ->capture_default_str();
   d->add_flag("--json", dump.json, "Print the tree as JSON (the input of navreq pack)");
   auto* hex = d->add_flag_callback(
       "--hex", [&dump] { dump.mode = InputMode::kHex; },
@@ -37,8 +38,10 @@ void AddReadbackCommands(CLI::App& app, DumpOptions& dump, PackOptions& pack, Di
       "line; 73 OUT not written.");
 
   CLI::App* f = app.add_subcommand("diff", "Compare two requests field by field");
-  f->add_option("A", diff.a, "Bytes or hex of the first request; - for stdin")->required();
-  f->add_option("B", diff.b, "Bytes or hex of the second request; - for stdin")->required();
+  f->add_option("A", diff.a, "The first request, raw or as text (read as dump reads it); - for stdin")
+      ->required();
+  f->add_option("B", diff.b, "The second request, raw or as text (read as dump reads it); - for stdin")
+      ->required();
   f->add_flag("--json", diff.json, "Print the differences as a JSON array of {path, a, b}");
   f->add_option("--ignore", diff.ignore, "Leave out PATH and everything under it (repeatable)")
       ->type_name("PATH")

@@ -103,7 +103,8 @@ struct [[nodiscard]] InputReading {
 };
 
 // Reads an input as `mode` allows, deciding its form as the file comment
-// says. Linear in the input's size; never throws but std::bad_alloc.
+// says. Linear in the input's size (and in the rows that `*` lines stand
+// for); throws nothing but std::bad_alloc.
 [[nodiscard]] InputReading ReadInput(std::string input, InputMode mode = InputMode::kDetect);
 
 // The form's name as messages give it: "raw bytes", "hex", "xxd output",
