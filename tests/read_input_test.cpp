@@ -181,6 +181,14 @@ std::vector<Bad> BadInputs() {
       {"hexdump: an offset of 17 digits", "00000000  0c  |.|\n00000000000000001\n", kDetect,
        InputForm::kHexdump, 18, 2, 1,
        "hexdump -C output with an offset of more than 16 digits at line 2, column 1"},
+      {"hexdump's default output", "\n0000000 100c 2654 000e\n0000006\n", kDetect, InputForm::kText, 1, 2, 1,
+       "text in the default form of hexdump or od (an offset, then 16-bit words in the byte order of the "
+       "machine "
+       "that wrote them), not read: write it with hexdump -C or xxd; it starts at line 2, column 1"},
+      {"--hex: od's default output", "0000000 100c\n0000002\n", InputMode::kHex, InputForm::kText, 0, 1, 1,
+       "text in the default form of hexdump or od (an offset, then 16-bit words in the byte order of the "
+       "machine "
+       "that wrote them), not read: write it with hexdump -C or xxd; it starts at line 1, column 1"},
       {"C array: no closing brace", "x[] = { 0x0c, 0x10\n", kDetect, InputForm::kCArray, 18, 1, 19,
        "C array with no closing '}' ending at line 1, column 19"},
       {"C array: cut after a minus", "x = { -", kDetect, InputForm::kCArray, 7, 1, 8,

@@ -252,6 +252,7 @@ std::string ReadHexForms(std::string_view text, InputForm& form) {
     form = InputForm::kCArray;
     return ReadCArray(text, brace);
   }
+  RefuseWordDump(text);
   form = InputForm::kHex;
   return ReadHex(text);
 }
@@ -260,6 +261,7 @@ std::string ReadTextForms(std::string_view text, InputForm& form) {
   if (LooksHexdump(text) || LooksXxd(text) || CArrayBrace(text) != std::string_view::npos) {
     return ReadHexForms(text, form);
   }
+  RefuseWordDump(text);
   const Census n = Count(text);
   const bool few_neither = n.neither * 16 <= n.significant;
   if (!n.not_hex) {

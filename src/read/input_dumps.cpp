@@ -228,6 +228,18 @@ bool LooksHexdump(std::string_view text) noexcept {
          (line.size() == d + 4 || line[d + 4] == ' ');
 }
 
+void RefuseWordDump(std::string_view text) {
+  const std::string_view line = FirstLine(text);
+  if (LeadingHexDigits(line) != 7 || line.size() < 12 || line[7] != ' ' ||
+      LeadingHexDigits(line.substr(8)) != 4 || (line.size() > 12 && line[12] != ' ')) {
+    return;
+  }
+  Fail(InputForm::kText, static_cast<std::size_t>(line.data() - text.data()),
+       "in the default form of hexdump or od (an offset, then 16-bit words in the byte order of the machine "
+       "that "
+       "wrote them), not read: write it with hexdump -C or xxd; it starts");
+}
+
 std::string ReadXxd(std::string_view text) {
   constexpr InputForm kForm = InputForm::kXxd;
   Rows rows(kForm);

@@ -38,6 +38,11 @@ struct InputBroken {
 [[nodiscard]] bool LooksXxd(std::string_view text) noexcept;
 [[nodiscard]] bool LooksHexdump(std::string_view text) noexcept;
 
+// Fails when the first line is hexdump's or od's default output (a 7-digit
+// offset, then 16-bit words): read as hex it would give the offsets and
+// words in the writer's byte order as bytes.
+void RefuseWordDump(std::string_view text);
+
 // The `{` that opens a C array literal: nothing or a declaration ending in
 // `=` before it, a number, `-`, `}` or a comment after it. npos otherwise.
 [[nodiscard]] std::size_t CArrayBrace(std::string_view text) noexcept;

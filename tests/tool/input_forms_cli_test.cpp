@@ -84,6 +84,14 @@ std::string HexdumpOf(const std::string& bytes) {
   return text + HexDigits(bytes.size(), 8) + "\n";
 }
 
+// "0x0c, 0x10, ...", a list pasted out of source code.
+std::string PrefixedListOf(const std::string& bytes) {
+  std::string text;
+  for (std::size_t i = 0; i < bytes.size(); ++i)
+    text += (i == 0 ? "0x" : i % 16 == 0 ? ",\n0X" : ", 0x") + ByteHex(bytes[i]);
+  return text + "\n";
+}
+
 // As `xxd -i` writes it.
 std::string CArrayOf(const std::string& bytes) {
   std::string text = "unsigned char request_bin[] = {";
@@ -126,6 +134,7 @@ TEST(InputFormsCli, EveryFormOfEveryExampleDumpsAsItsBytes) {
     const std::vector<std::pair<std::string, std::string>> forms = {
         {"hex", GoldenHex(name.substr(0, name.find(' '))) +
                     (name == "route with zeros" ? std::string(200, '0') : "")},
+        {"0x list", PrefixedListOf(bytes)},
         {"xxd", XxdOf(bytes)},
         {"hexdump -C", HexdumpOf(bytes)},
         {"C array", CArrayOf(bytes)},

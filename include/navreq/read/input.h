@@ -34,6 +34,8 @@
 //     is broken is an error naming the form, the position and the reason.
 //     By the first line that is not blank: `OFFSET  0c` (an offset of eight or
 //     more hex digits, two spaces, a byte) is hexdump -C, `OFFSET: ` is xxd.
+//     The default output of hexdump and od (`0000000 100c 2654`: 16-bit
+//     words in the byte order of the machine that wrote them) is refused.
 //  3. A `{` with nothing or a declaration ending in `=` before it, and a
 //     number, `-`, `}` or a comment after it, is a C array.
 //  4. Only hex digits, separators and `0x` prefixes: hex. Text that is both
