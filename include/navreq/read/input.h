@@ -36,8 +36,8 @@
 //     more hex digits, two spaces, a byte) is hexdump -C, `OFFSET: ` is xxd.
 //     The default output of hexdump and od (`0000000 100c 2654`: 16-bit
 //     words in the byte order of the machine that wrote them) is refused.
-//  3. A `{` with nothing or a declaration ending in `=` before it, and a
-//     number, `-`, `}` or a comment after it, is a C array.
+//  3. A `{` after a declaration ending in `=`, or a `{` that opens the text
+//     with a number, `-`, `}` or a comment after it, is a C array.
 //  4. Only hex digits, separators and `0x` prefixes: hex. Text that is both
 //     hex and base64 (`ABCD`, `0c10`) is hex.
 //  5. Only base64's characters: base64 when it ends in `=` padding or at
@@ -46,10 +46,10 @@
 //     not). Text with fewer is hex with stray characters: a slip in a long
 //     hex text stays an error rather than becoming other bytes (so long
 //     unpadded base64 of nearly nothing but zero bytes is refused as hex).
-//  6. Anything else is broken: hex when at least half of its characters are
-//     hex and few (one in 16) are neither hex nor base64; base64 when it would
-//     be base64 by rule 5, its lines are unbroken and few characters are
-//     neither; otherwise text in none of the forms.
+//  6. Anything else is broken: base64 when it would be base64 by rule 5, its
+//     lines are unbroken and few (one in 16) of its characters are neither
+//     hex nor base64; else hex when at least half of its characters are hex
+//     and few are neither; otherwise text in none of the forms.
 #pragma once
 
 #include <cstddef>
