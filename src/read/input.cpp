@@ -21,13 +21,14 @@ int HexValue(char c) noexcept {
 
 bool IsSpace(char c) noexcept { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
-std::string Stray(char c) {
+std::string Character(char c) {
   const auto u = static_cast<unsigned char>(c);
-  if (u >= 0x20 && u < 0x7f)
-    return c == '\'' ? "a stray character \"'\"" : std::string("a stray character '") + c + "'";
+  if (u >= 0x20 && u < 0x7f) return c == '\'' ? "character \"'\"" : std::string("character '") + c + "'";
   static const char kDigits[] = "0123456789abcdef";
-  return std::string("a stray byte 0x") + kDigits[u >> 4] + kDigits[u & 15];
+  return std::string("byte 0x") + kDigits[u >> 4] + kDigits[u & 15];
 }
+
+std::string Stray(char c) { return "a stray " + Character(c); }
 
 namespace {
 
@@ -239,11 +240,11 @@ bool Base64Shaped(const Census& n) {
 }
 
 std::string ReadHexForms(std::string_view text, InputForm& form) {
-  if (input_detail::LooksHexdump(text)) {
+  if (LooksHexdump(text)) {
     form = InputForm::kHexdump;
     return ReadHexdump(text);
   }
-  if (input_detail::LooksXxd(text)) {
+  if (LooksXxd(text)) {
     form = InputForm::kXxd;
     return ReadXxd(text);
   }
@@ -277,8 +278,7 @@ std::string ReadTextForms(std::string_view text, InputForm& form) {
   }
   const std::size_t at = n.neither > 0 ? n.first_neither : n.first_not_hex;
   Fail(InputForm::kText, at,
-       "in none of the input forms (hex, xxd, hexdump -C, C array, base64): " +
-           Stray(text[at]).substr(std::string_view("a stray ").size()));
+       "in none of the input forms (hex, xxd, hexdump -C, C array, base64): " + Character(text[at]));
 }
 
 // Not text: a byte that no text form holds, or nothing but whitespace.

@@ -29,7 +29,9 @@ struct InputBroken {
 // The whitespace of text: space, tab, line feed, vertical tab, form feed, return.
 [[nodiscard]] bool IsSpace(char c) noexcept;
 
-// "a stray character 'g'", or "a stray byte 0x80" for what cannot be shown.
+// "character 'g'", or "byte 0x80" for what cannot be shown.
+[[nodiscard]] std::string Character(char c);
+// "a stray character 'g'", "a stray byte 0x80".
 [[nodiscard]] std::string Stray(char c);
 
 // Where the dump's first line that is not blank says it is xxd output
