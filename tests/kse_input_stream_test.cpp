@@ -25,13 +25,14 @@ struct Input {
   KseInputStream in;
 };
 
-// The kind and offset of the error `f` throws, as "kind@offset"; "none" if none.
+// The error `f` throws, as "kind@offset: detail"; "none" if none.
 template <class F>
 std::string ErrorOf(F&& f) {
   try {
     f();
   } catch (const KseReadError& e) {
-    return std::string(navcore::ryn::readProblemName(e.kind())) + "@" + std::to_string(e.offset());
+    return std::string(navcore::ryn::readProblemName(e.kind())) + "@" + std::to_string(e.offset()) + ": " +
+           e.detail();
   }
   return "none";
 }
@@ -67,20 +68,20 @@ TEST(KseInputHead, TwoByteHeadsForTag15And255) {
 
 TEST(KseInputHead, TwoByteHeadCutAfterItsFirstByte) {
   Input t("f0");
-  EXPECT_EQ(ErrorOf([&] { t.in.readHead(); }), "truncated@0");
+  EXPECT_EQ(ErrorOf([&] { t.in.readHead(); }), "truncated@0: two-byte head cut: 2 bytes needed, 1 left");
 }
 
 TEST(KseInputHead, TypeCodes14And15AreRejected) {
   Input a("0e");
-  EXPECT_EQ(ErrorOf([&] { a.in.readHead(); }), "bad type@0");
+  EXPECT_EQ(ErrorOf([&] { a.in.readHead(); }), "bad type@0: type code 14, expected 0-13");
   Input b("1c3f");
   b.in.readHead();
-  EXPECT_EQ(ErrorOf([&] { b.in.readHead(); }), "bad type@1");
+  EXPECT_EQ(ErrorOf([&] { b.in.readHead(); }), "bad type@1: type code 15, expected 0-13");
 }
 
 TEST(KseInputHead, NoHeadAtTheEnd) {
   Input t("");
-  EXPECT_EQ(ErrorOf([&] { t.in.readHead(); }), "truncated@0");
+  EXPECT_EQ(ErrorOf([&] { t.in.readHead(); }), "truncated@0: head expected: 1 byte needed, 0 left");
 }
 
 TEST(KseInputInteger, EveryFormBigEndianAndSignExtended) {
@@ -100,7 +101,8 @@ TEST(KseInputInteger, EveryFormBigEndianAndSignExtended) {
 TEST(KseInputInteger, PayloadCutShort) {
   Input t("020000");
   const KseHead h = t.in.readHead();
-  EXPECT_EQ(ErrorOf([&] { t.in.readInteger(h.type); }), "truncated@1");
+  EXPECT_EQ(ErrorOf([&] { t.in.readInteger(h.type); }),
+            "truncated@1: input ends inside a value: 4 bytes needed, 2 left");
 }
 
 TEST(KseInputFloat, BitPatternsBigEndian) {
@@ -133,15 +135,17 @@ TEST(KseInputString, ShortAndLongForms) {
 TEST(KseInputString, LengthBeyondTheInput) {
   Input a("160461");
   KseHead h = a.in.readHead();
-  EXPECT_EQ(ErrorOf([&] { a.in.readString(h.type); }), "bad length@2");
+  EXPECT_EQ(ErrorOf([&] { a.in.readString(h.type); }), "bad length@2: length 4 exceeds the 1 byte left");
   // A long form announcing 4 GiB in a 7-byte input.
   Input b("07ffffffff6161");
   h = b.in.readHead();
-  EXPECT_EQ(ErrorOf([&] { b.in.readString(h.type); }), "bad length@1");
+  EXPECT_EQ(ErrorOf([&] { b.in.readString(h.type); }),
+            "bad length@1: string length 4294967295 over the limit of 104857600");
   // Over the 100 MiB limit, whatever follows.
   Input c("0706400001");
   h = c.in.readHead();
-  EXPECT_EQ(ErrorOf([&] { c.in.readString(h.type); }), "bad length@1");
+  EXPECT_EQ(ErrorOf([&] { c.in.readString(h.type); }),
+            "bad length@1: string length 104857601 over the limit of 104857600");
 }
 
 TEST(KseInputSimpleList, BytesInOnePiece) {
@@ -157,14 +161,15 @@ TEST(KseInputSimpleList, BytesInOnePiece) {
 TEST(KseInputSimpleList, ElementTypeOtherThanBytes) {
   Input t("0d 02 01 00");
   t.in.readHead();
-  EXPECT_EQ(ErrorOf([&] { t.in.readSimpleList(); }), "bad type@1");
+  EXPECT_EQ(ErrorOf([&] { t.in.readSimpleList(); }),
+            "bad type@1: simple list element type 2, expected 0 (bytes)");
 }
 
 TEST(KseInputCount, LargerThanTheInput) {
   // A list of 2^31-1 elements in a 7-byte input: refused before anything else.
   Input t("09 02 7fffffff 0c");
   t.in.readHead();
-  EXPECT_EQ(ErrorOf([&] { t.in.readCount(1); }), "bad count@1");
+  EXPECT_EQ(ErrorOf([&] { t.in.readCount(1); }), "bad count@1: count 2147483647 exceeds the 1 byte left");
   // Exactly as many one-byte elements as bytes left is fine.
   Input u("09 02 00000002 0c0c");
   u.in.readHead();
@@ -172,16 +177,17 @@ TEST(KseInputCount, LargerThanTheInput) {
   // A map entry needs two bytes.
   Input m("08 02 00000002 0c0c1c");
   m.in.readHead();
-  EXPECT_EQ(ErrorOf([&] { m.in.readCount(2); }), "bad count@1");
+  EXPECT_EQ(ErrorOf([&] { m.in.readCount(2); }), "bad count@1: count 2 needs at least 4 bytes, 3 left");
 }
 
 TEST(KseInputCount, NegativeAndNonInteger) {
   Input t("09 00ff");
   t.in.readHead();
-  EXPECT_EQ(ErrorOf([&] { t.in.readCount(1); }), "bad count@1");
+  EXPECT_EQ(ErrorOf([&] { t.in.readCount(1); }), "bad count@1: count -1, expected 0 to 2147483647");
   Input u("09 0600");
   u.in.readHead();
-  EXPECT_EQ(ErrorOf([&] { u.in.readCount(1); }), "bad count@1");
+  EXPECT_EQ(ErrorOf([&] { u.in.readCount(1); }),
+            "bad count@1: count not an integer: type code 6 (string1) read");
 }
 
 TEST(KseInputSkip, SkipsNestedValuesWholly) {
@@ -207,7 +213,8 @@ TEST(KseInputSkip, NestingCappedAt64) {
   EXPECT_EQ(ErrorOf([&] { ok.in.skipValue(ok.in.readHead()); }), "none");
   EXPECT_TRUE(ok.in.atEnd());
   Input deep(Nested(65));
-  EXPECT_EQ(ErrorOf([&] { deep.in.skipValue(deep.in.readHead()); }), "too deep@64");
+  EXPECT_EQ(ErrorOf([&] { deep.in.skipValue(deep.in.readHead()); }),
+            "too deep@64: nesting deeper than 64 levels");
 }
 
 TEST(KseInputSkip, ListsCountTowardTheCap) {
@@ -215,12 +222,38 @@ TEST(KseInputSkip, ListsCountTowardTheCap) {
   for (int i = 0; i < 65; ++i) hex += "090001";
   hex += "0c";
   Input deep(hex);
-  EXPECT_EQ(ErrorOf([&] { deep.in.skipValue(deep.in.readHead()); }), "too deep@192");
+  EXPECT_EQ(ErrorOf([&] { deep.in.skipValue(deep.in.readHead()); }),
+            "too deep@192: nesting deeper than 64 levels");
 }
 
 TEST(KseInputSkip, RecordWithoutItsEnd) {
   Input t("0a 1c 2c");
-  EXPECT_EQ(ErrorOf([&] { t.in.skipValue(t.in.readHead()); }), "truncated@3");
+  EXPECT_EQ(ErrorOf([&] { t.in.skipValue(t.in.readHead()); }),
+            "truncated@3: head expected: 1 byte needed, 0 left");
+}
+
+TEST(KseInputInteger, NotAnIntegerHead) {
+  Input t("0600");
+  const KseHead h = t.in.readHead();
+  EXPECT_EQ(ErrorOf([&] { t.in.readInteger(h.type); }),
+            "type mismatch@1: integer expected: type code 6 (string1) read");
+}
+
+TEST(KseInputCount, OnlyTagZeroInTheOneByteHead) {
+  Input t("09 1c");
+  t.in.readHead();
+  EXPECT_EQ(ErrorOf([&] { t.in.readCount(1); }),
+            "bad count@1: count head with tag 1 in 1 byte, expected tag 0 in 1 byte");
+  Input u("09 fc00");
+  u.in.readHead();
+  EXPECT_EQ(ErrorOf([&] { u.in.readCount(1); }),
+            "bad count@1: count head with tag 0 in 2 bytes, expected tag 0 in 1 byte");
+}
+
+TEST(KseInputSkip, EndHeadInTheTwoByteForm) {
+  Input t("0a fb03");
+  EXPECT_EQ(ErrorOf([&] { t.in.skipValue(t.in.readHead()); }),
+            "bad type@1: end of record with tag 3 in the two-byte form");
 }
 
 }  // namespace

@@ -99,7 +99,7 @@ TEST(KseRecordRead, IntegerOutsideTheDeclaredWidth) {
   navkse::common::Point p;
   const ReadResult r = Read("0c 13 0000000080000000 2c", p);
   EXPECT_EQ(Problems(r), "latitude @ 1: out of range\n");
-  EXPECT_EQ(r.problems[0].detail, "value 2147483648");
+  EXPECT_EQ(r.problems[0].detail, "value 2147483648, expected int32 (-2147483648 to 2147483647)");
   // int16: 40000 does not fit; uint32: negative values do not fit, 2^32-1 does.
   Outer o;
   EXPECT_EQ(Problems(Read("0a 0c 1600 0b 19 0c e2 00009c40 fc0f f8ff 0c", o)), "narrow @ 7: out of range\n");

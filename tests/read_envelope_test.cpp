@@ -184,10 +184,10 @@ TEST(Envelope, StopEventFieldNumbersAreTheSchemas) {
   // A value that is a varint, and nav_stopped 2: refused with where.
   const std::vector<char> wrong = wire::UnhexBytes("0801 1801");
   EXPECT_FALSE(navreq::DecodeStopEvent(wrong.data(), wrong.size(), event, error));
-  EXPECT_EQ(error, "value is not a string at offset 2");
+  EXPECT_EQ(error, "value is not a string: wire type 0 read at offset 2");
   const std::vector<char> two = wire::UnhexBytes("0802");
   EXPECT_FALSE(navreq::DecodeStopEvent(two.data(), two.size(), event, error));
-  EXPECT_EQ(error, "nav_stopped is not a bool at offset 0");
+  EXPECT_EQ(error, "nav_stopped is 2, expected 0 or 1 at offset 0");
 }
 
 TEST(Envelope, StopEventRefusalsSayWhere) {
@@ -197,14 +197,15 @@ TEST(Envelope, StopEventRefusalsSayWhere) {
   };
   const Case cases[] = {
       // An unknown field 6 of each wire type the reader skips, then a cut varint.
-      {"3001 3101020304050607 08 3201ff 3501020304 38ff", "message cut short at offset 21"},
+      {"3001 3101020304050607 08 3201ff 3501020304 38ff", "message cut short inside a varint at offset 21"},
       {"3b", "protocol-buffers wire type 3 is not read at offset 1"},
-      {"1a05 6869", "length 5 past the end of the message at offset 0"},
+      {"1a05 6869", "length 5 exceeds the 2 bytes left at offset 0"},
       {"08ffffffffffffffffffff01", "varint longer than 10 bytes at offset 11"},
-      {"2001 2a00", "duration is not an int64 at offset 2"},
-      {"1001", "attributes are not the map layout at offset 0"},
-      {"1201 1a0161 12016b", "attribute entry is not the attributes field at offset 2"},
-      {"1202 12016b 120176 12016b 120177", "duplicate attribute key at offset 1"},
+      {"2001 2a00", "duration is not an int64: wire type 2 read at offset 2"},
+      {"1001", "attributes are not the map layout: wire type 0 read at offset 0"},
+      {"1201 1a0161 12016b",
+       "attribute entry is not the attributes field: field 3 wire type 2 read at offset 2"},
+      {"1202 12016b 120176 12016b 120177", "duplicate attribute key \"k\" at offset 1"},
   };
   for (const Case& c : cases) {
     const std::vector<char> bytes = wire::UnhexBytes(c.hex);

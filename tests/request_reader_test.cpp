@@ -367,4 +367,24 @@ TEST(RequestReader, RepeatedSideRecordKey) {
   EXPECT_NE(text.str().find("! repeated key"), std::string::npos) << text.str();
 }
 
+// The problem texts of both readers name what they read and what was declared.
+TEST(RequestReader, ProblemTextsNameWhatWasReadAndWhatWasDeclared) {
+  navreq::DecodeOptions tolerant;
+  tolerant.mode = navreq::ReadMode::kTolerant;
+  // A Package whose version (an int16) is the int32 40000.
+  const std::vector<char> wide = wire::UnhexBytes("02 00009c40");
+  const std::string out_of_range =
+      "package.version @ 0: out of range (value 40000, expected int16 (-32768 to 32767))";
+  ASSERT_FALSE(DecodeRequest(wide, tolerant).problems.empty());
+  EXPECT_EQ(DecodeRequest(wide, tolerant).problems.front().toString(), out_of_range);
+  EXPECT_EQ(navreq::WalkProblems(wide.data(), wide.size()).front().toString(), out_of_range);
+
+  // A Package whose cmd_name (a string) is the int8 5.
+  const std::vector<char> text = wire::UnhexBytes("0c 10 0a 20 05");
+  const std::string mismatch = "package.cmd_name @ 3: type mismatch (string declared, int8 read)";
+  ASSERT_FALSE(DecodeRequest(text, tolerant).problems.empty());
+  EXPECT_EQ(DecodeRequest(text, tolerant).problems.front().toString(), mismatch);
+  EXPECT_EQ(navreq::WalkProblems(text.data(), text.size()).front().toString(), mismatch);
+}
+
 }  // namespace

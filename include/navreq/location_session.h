@@ -11,7 +11,8 @@ namespace zv_navi_core {
 namespace drive_route_req_serializer {
 
 // Only the location upload changes these, and only while holding
-// location_session_mutex(). Nothing resets them during the life of the process.
+// location_session_mutex(); StartFreshLocationSession() puts them back to
+// their values at process start.
 extern std::string g_session_id;           // last upload session seen
 extern std::int64_t loc_sesstion_id;       // creation time in ms x 1000 + 3 random digits
 extern std::uint32_t report_sequence_num;  // next report's sequence number
@@ -48,5 +49,14 @@ class ScopedSessionDigits {
 // likely). The generator's output is fixed by the C++ standard and the
 // reduction is plain arithmetic, so the digits are the same on every host.
 [[nodiscard]] SessionDigitSource SeededSessionDigits(std::uint64_t seed);
+
+// Starts a fresh location session, as a new engine process starts with one:
+// g_session_id becomes empty, loc_sesstion_id 0 and report_sequence_num 0.
+// The next upload then carries sequence number 0 and, for a non-empty
+// session text, a new identifier whose digits come from the digit source in
+// force at that upload (to draw the same digits again, install a new
+// SeededSessionDigits source as well). Takes location_session_mutex(), so it
+// is safe against concurrent uploads; the calling thread must not hold it.
+void StartFreshLocationSession();
 
 }  // namespace navreq

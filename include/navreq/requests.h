@@ -99,8 +99,10 @@ void GetKSEExplainControl(navkse::routesearch::RouteCloudControl& target,
                           const std::map<std::string, KSFollowExplainControl>& controls);
 
 // The traffic refresh request: a Package (command 10102,
-// "CMD_TRAFFIC_ALL_ON_ROUTE_BATCH_SDK"). A route `id_text` that is not a
-// number throws std::invalid_argument / std::out_of_range out of this function.
+// "CMD_TRAFFIC_ALL_ON_ROUTE_BATCH_SDK"). A route `id_text` or a read
+// `bucket_number_text` that is not a number throws std::invalid_argument /
+// std::out_of_range out of this function (FindUnconvertibleText in
+// navreq/number_texts.h finds such a text beforehand).
 [[nodiscard]] int GetRouteRefreshReqData(const RouteRefreshReqParam& param, const ReqExtraParam& extra,
                                          std::vector<char>& out);
 

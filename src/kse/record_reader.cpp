@@ -27,6 +27,19 @@ std::string CutShortDetail(int fields) {
   return "record cut short: " + std::to_string(fields) + " declared fields missing from here";
 }
 
+std::string MismatchDetail(const char* declared, std::uint8_t type) {
+  return std::string(declared) + " declared, " + kseTypeName(type) + " read";
+}
+
+std::string OutOfRangeDetail(WireKind kind, std::int64_t value) {
+  return "value " + std::to_string(value) + ", expected " + wireKindName(kind) + " (" +
+         std::to_string(integerKindMin(kind)) + " to " + std::to_string(integerKindMax(kind)) + ")";
+}
+
+std::string UnexpectedTagDetail(std::uint8_t tag, int expected) {
+  return "tag " + std::to_string(tag) + ", expected " + std::to_string(expected);
+}
+
 const FieldInfo* RecordInfo::find(const char* field_name) const noexcept {
   for (std::size_t i = 0; i < count; ++i) {
     if (std::strcmp(fields[i].name, field_name) == 0) return &fields[i];
@@ -104,18 +117,16 @@ void KseRecordReader::missingFields(const std::uint8_t* tags, const char* const*
 }
 
 void KseRecordReader::mismatch(KseHead h, const char* expected) {
-  report(ReadProblemKind::kTypeMismatch, h.offset,
-         std::string(expected) + " declared, " + kseTypeName(h.type) + " read");
+  report(ReadProblemKind::kTypeMismatch, h.offset, MismatchDetail(expected, h.type));
   in_.skipValue(h);
 }
 
-void KseRecordReader::outOfRange(KseHead h, std::int64_t v) {
-  report(ReadProblemKind::kOutOfRange, h.offset, "value " + std::to_string(v));
+void KseRecordReader::outOfRange(KseHead h, std::int64_t v, WireKind kind) {
+  report(ReadProblemKind::kOutOfRange, h.offset, OutOfRangeDetail(kind, v));
 }
 
 void KseRecordReader::unexpectedTag(KseHead h, int expected) {
-  report(ReadProblemKind::kUnexpectedTag, h.offset,
-         "tag " + std::to_string(h.tag) + ", " + std::to_string(expected) + " expected");
+  report(ReadProblemKind::kUnexpectedTag, h.offset, UnexpectedTagDetail(h.tag, expected));
 }
 
 void KseRecordReader::endOutsideRecord(KseHead h) {
@@ -126,9 +137,7 @@ void KseRecordReader::endInContainer(KseHead h) {
   throw KseReadError(ReadProblemKind::kUnexpectedEnd, h.offset, "end of record in place of a value");
 }
 
-void KseRecordReader::longEndHead(KseHead h) {
-  throw KseReadError(ReadProblemKind::kBadType, h.offset, "end of record in the two-byte form");
-}
+void KseRecordReader::longEndHead(KseHead h) { throwLongEndHead(h.offset, h.tag); }
 
 void KseRecordReader::overLimit(std::size_t offset) {
   throw KseReadError(ReadProblemKind::kLimitExceeded, offset, "containers over the memory limit");

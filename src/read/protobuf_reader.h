@@ -49,7 +49,8 @@ class ProtobufReader {
   std::uint64_t varint() {
     std::uint64_t v = 0;
     for (int shift = 0; shift < 64; shift += 7) {
-      if (atEnd()) throw WireStop{pos_, "message cut short", ::navcore::ryn::ReadProblemKind::kBadEvent};
+      if (atEnd())
+        throw WireStop{pos_, "message cut short inside a varint", ::navcore::ryn::ReadProblemKind::kBadEvent};
       const auto b = static_cast<unsigned char>(bytes_[pos_++]);
       v |= std::uint64_t{b & 0x7Fu} << shift;
       if ((b & 0x80) == 0) return v;
@@ -59,7 +60,12 @@ class ProtobufReader {
 
   // A fixed32 or fixed64 value, little-endian as protocol buffers write it.
   std::uint64_t fixed(std::size_t n) {
-    if (n > left()) throw WireStop{pos_, "message cut short", ::navcore::ryn::ReadProblemKind::kBadEvent};
+    if (n > left()) {
+      throw WireStop{
+          pos_,
+          "message cut short: " + std::to_string(n) + " bytes needed, " + std::to_string(left()) + " left",
+          ::navcore::ryn::ReadProblemKind::kBadEvent};
+    }
     std::uint64_t v = 0;
     for (std::size_t i = 0; i < n; ++i)
       v |= std::uint64_t{static_cast<unsigned char>(bytes_[pos_ + i])} << (8 * i);
@@ -71,7 +77,11 @@ class ProtobufReader {
   // bytes. `at`: the offset of its field's key.
   std::string_view lengthDelimited(std::size_t at) {
     const std::uint64_t n = varint();
-    if (n > left()) throw WireStop{at, "length " + std::to_string(n) + " past the end of the message", ::navcore::ryn::ReadProblemKind::kBadEvent};
+    if (n > left()) {
+      throw WireStop{at,
+                     "length " + std::to_string(n) + " exceeds the " + std::to_string(left()) + " bytes left",
+                     ::navcore::ryn::ReadProblemKind::kBadEvent};
+    }
     const std::string_view data = bytes_.substr(pos_, static_cast<std::size_t>(n));
     pos_ += static_cast<std::size_t>(n);
     return data;
@@ -91,7 +101,8 @@ class ProtobufReader {
         (void)lengthDelimited(pos_);
         return;
       default:
-        throw WireStop{pos_, "protocol-buffers wire type " + std::to_string(wire) + " is not read", ::navcore::ryn::ReadProblemKind::kBadEvent};
+        throw WireStop{pos_, "protocol-buffers wire type " + std::to_string(wire) + " is not read",
+                       ::navcore::ryn::ReadProblemKind::kBadEvent};
     }
   }
 

@@ -21,6 +21,9 @@ std::int64_t Int64(std::uint64_t v) {
   return out;
 }
 
+// What a field's key says it holds: "wire type 0 read".
+std::string WireOf(const ProtobufReader::Key& k) { return "wire type " + std::to_string(k.wire) + " read"; }
+
 class EventReader {
  public:
   explicit EventReader(std::string_view bytes) : in_(bytes) {}
@@ -31,7 +34,7 @@ class EventReader {
       switch (k.number) {
         case kStopEventNavStopped: {
           const std::uint64_t v = varint(k, "nav_stopped is not a bool");
-          if (v > 1) throw WireStop{k.offset, "nav_stopped is not a bool"};
+          if (v > 1) throw WireStop{k.offset, "nav_stopped is " + std::to_string(v) + ", expected 0 or 1"};
           out.nav_stopped = v != 0;
           break;
         }
@@ -39,7 +42,8 @@ class EventReader {
           attributes(k, out.attributes);
           break;
         case kStopEventValue:
-          if (k.wire != kProtoLengthDelimited) throw WireStop{k.offset, "value is not a string"};
+          if (k.wire != kProtoLengthDelimited)
+            throw WireStop{k.offset, "value is not a string: " + WireOf(k)};
           out.value = std::string(in_.lengthDelimited(k.offset));
           break;
         case kStopEventTimestamp:
@@ -57,25 +61,34 @@ class EventReader {
 
  private:
   std::uint64_t varint(const ProtobufReader::Key& k, const char* what) {
-    if (k.wire != kProtoVarint) throw WireStop{k.offset, what};
+    if (k.wire != kProtoVarint) throw WireStop{k.offset, std::string(what) + ": " + WireOf(k)};
     return in_.varint();
   }
 
   void attributes(const ProtobufReader::Key& k, std::map<std::string, std::string>& out) {
-    if (k.wire != kProtoLengthDelimited) throw WireStop{k.offset, "attributes are not the map layout"};
+    if (k.wire != kProtoLengthDelimited) {
+      throw WireStop{k.offset, "attributes are not the map layout: " + WireOf(k)};
+    }
     const std::size_t at = in_.pos();
     const std::uint64_t count = in_.varint();
-    if (count > in_.left() / kMinEntryBytes) throw WireStop{at, "attribute count larger than the bytes left"};
+    if (count > in_.left() / kMinEntryBytes) {
+      throw WireStop{at, "attribute count " + std::to_string(count) + " needs at least " +
+                             std::to_string(count * kMinEntryBytes) + " bytes, " +
+                             std::to_string(in_.left()) + " left"};
+    }
     for (std::uint64_t i = 0; i < count; ++i) {
       const std::string key(entry(k));
       const std::string value(entry(k));
-      if (!out.emplace(key, value).second) throw WireStop{at, "duplicate attribute key"};
+      if (!out.emplace(key, value).second) throw WireStop{at, "duplicate attribute key \"" + key + "\""};
     }
   }
 
   std::string_view entry(const ProtobufReader::Key& field) {
     const ProtobufReader::Key k = in_.key();
-    if (k.raw != field.raw) throw WireStop{k.offset, "attribute entry is not the attributes field"};
+    if (k.raw != field.raw) {
+      throw WireStop{k.offset, "attribute entry is not the attributes field: field " +
+                                   std::to_string(k.number) + " " + WireOf(k)};
+    }
     return in_.lengthDelimited(k.offset);
   }
 

@@ -120,7 +120,11 @@ std::uint8_t Walker::fields(WireCursor& c, const RecordInfo* record, bool in_str
     const Head h = c.head();
     if (h.type == kKseStructEnd) {
       if (!in_struct) throw WireStop{h.offset, "end-of-record head outside a record", Kind::kUnexpectedEnd};
-      if (h.long_head) throw WireStop{h.offset, "end-of-record head in the two-byte form", Kind::kBadType};
+      if (h.long_head) {
+        throw WireStop{h.offset,
+                       "end-of-record head with tag " + std::to_string(h.tag) + " in the two-byte form",
+                       Kind::kBadType};
+      }
       end_tag = h.tag;
       break;
     }
@@ -272,7 +276,10 @@ void Walker::read(WireCursor& c, const Head& h, Item& item, const TypeInfo* decl
       sink_.close(item);
       return;
     default:
-      throw WireStop{h.offset, "head type " + std::to_string(h.type) + " does not exist", Kind::kBadType};
+      throw WireStop{h.offset,
+                     "type code " + std::to_string(h.type) + ", expected 0-" +
+                         std::to_string(::navcore::ryn::kKseLastType),
+                     Kind::kBadType};
   }
 }
 

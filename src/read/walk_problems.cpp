@@ -114,7 +114,7 @@ class ProblemSink final : public TreeSink {
     report(parent, item, f.path, nullptr);
     f.shape = item.wire == kKseStructBegin ? Frame::kRecord
               : item.wire == kKseList      ? Frame::kList
-                                            : Frame::kMap;
+                                           : Frame::kMap;
     f.record = item.record;
     f.element = !Skipped(item) && item.declared != nullptr ? item.declared->element : nullptr;
     f.key = !Skipped(item) && item.declared != nullptr ? item.declared->key : nullptr;
@@ -296,12 +296,20 @@ class ProblemSink final : public TreeSink {
       parent.seen.set(item.tag);
       parent.last = std::max(parent.last, static_cast<int>(item.tag));
     }
-    reportOne(b, parent, item, path, item.problem);
-    if (item.also != Problem::kNone) reportOne(b, parent, item, path, item.also);
+    reportOne(b, parent, item, path, value, item.problem);
+    if (item.also != Problem::kNone) reportOne(b, parent, item, path, value, item.also);
   }
 
+  // The type the value was declared with, by name.
+  static const char* DeclaredName(const TypeInfo* declared) {
+    return declared != nullptr ? declared->name() : "?";
+  }
+
+  // The tag a list element, map key or map value must have.
+  static int ExpectedTag(const Item& item) { return item.role == Role::kValue ? 1 : 0; }
+
   static void reportOne(Buffer& b, const Frame& parent, const Item& item, const std::string& path,
-                        Problem problem) {
+                        const Scalar* value, Problem problem) {
     switch (problem) {
       case Problem::kNone:
         return;
@@ -310,16 +318,21 @@ class ProblemSink final : public TreeSink {
                           Kind::kUnknownField, path, item.offset,
                           "tag " + std::to_string(item.tag) + ", " + ::navcore::ryn::kseTypeName(item.wire)});
       case Problem::kTypeMismatch:
-        return add(b, ReadProblem{Kind::kTypeMismatch, path, item.offset, ""});
+        return add(b, ReadProblem{Kind::kTypeMismatch, path, item.offset,
+                                  ::navcore::ryn::MismatchDetail(DeclaredName(item.declared), item.wire)});
       case Problem::kOutOfRange:
-        return add(b, ReadProblem{Kind::kOutOfRange, path, item.offset, ""});
+        return add(b, ReadProblem{Kind::kOutOfRange, path, item.offset,
+                                  value != nullptr && item.declared != nullptr
+                                      ? ::navcore::ryn::OutOfRangeDetail(item.declared->kind, value->integer)
+                                      : std::string()});
       case Problem::kDuplicateTag:
         return add(b,
                    ReadProblem{Kind::kDuplicateField, path, item.offset, "tag " + std::to_string(item.tag)});
       case Problem::kOutOfOrder:
         return add(b, ReadProblem{Kind::kOutOfOrder, path, item.offset, "tag " + std::to_string(item.tag)});
       case Problem::kUnexpectedTag:
-        return add(b, ReadProblem{Kind::kUnexpectedTag, path, item.offset, ""});
+        return add(b, ReadProblem{Kind::kUnexpectedTag, path, item.offset,
+                                  ::navcore::ryn::UnexpectedTagDetail(item.tag, ExpectedTag(item))});
       case Problem::kDuplicateKey:
         return add(b, ReadProblem{Kind::kDuplicateKey, parent.value_path, item.offset, ""});
     }
@@ -342,9 +355,14 @@ class ProblemSink final : public TreeSink {
       if (f.shape == Frame::kList) AppendIndexLevel(path, static_cast<std::int64_t>(f.next));
       if (value) path = f.value_path;
       const TypeInfo* declared = f.shape == Frame::kMap && !value ? f.key : f.element;
-      if (h.tag != (value ? 1 : 0)) add(b, ReadProblem{Kind::kUnexpectedTag, path, offset, ""});
+      const int expected = value ? 1 : 0;
+      if (h.tag != expected) {
+        add(b, ReadProblem{Kind::kUnexpectedTag, path, offset,
+                           ::navcore::ryn::UnexpectedTagDetail(h.tag, expected)});
+      }
       if (declared != nullptr && !::navcore::ryn::wireTypeFits(declared->kind, h.type)) {
-        add(b, ReadProblem{Kind::kTypeMismatch, path, offset, ""});
+        add(b, ReadProblem{Kind::kTypeMismatch, path, offset,
+                           ::navcore::ryn::MismatchDetail(declared->name(), h.type)});
       }
       return path;
     }
@@ -352,13 +370,16 @@ class ProblemSink final : public TreeSink {
     AppendFieldLevel(path, field != nullptr ? field->name : nullptr, h.tag, path.empty());
     if (f.record == nullptr) return path;
     if (field == nullptr) {
-      add(b, ReadProblem{Kind::kUnknownField, path, offset, ""});
+      add(b, ReadProblem{Kind::kUnknownField, path, offset,
+                         "tag " + std::to_string(h.tag) + ", " + ::navcore::ryn::kseTypeName(h.type)});
     } else if (f.seen.test(h.tag)) {
-      add(b, ReadProblem{Kind::kDuplicateField, path, offset, ""});
+      add(b, ReadProblem{Kind::kDuplicateField, path, offset, "tag " + std::to_string(h.tag)});
     } else {
-      if (h.tag < f.last) add(b, ReadProblem{Kind::kOutOfOrder, path, offset, ""});
+      if (h.tag < f.last)
+        add(b, ReadProblem{Kind::kOutOfOrder, path, offset, "tag " + std::to_string(h.tag)});
       if (!::navcore::ryn::wireTypeFits(field->type->kind, h.type)) {
-        add(b, ReadProblem{Kind::kTypeMismatch, path, offset, ""});
+        add(b, ReadProblem{Kind::kTypeMismatch, path, offset,
+                           ::navcore::ryn::MismatchDetail(field->type->name(), h.type)});
       }
     }
     return path;

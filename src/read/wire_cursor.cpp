@@ -90,8 +90,13 @@ int WireCursor::countForm() const {
   } catch (const KseReadError&) {
     return -1;  // the real read reports it
   }
-  if (h.tag != 0 || h.size != 1)
-    throw WireStop{pos(), "a count must have tag 0", ::navcore::ryn::ReadProblemKind::kBadCount};
+  if (h.tag != 0 || h.size != 1) {
+    try {
+      ::navcore::ryn::throwCountHead(h.offset, h.tag, h.size);  // the reader's own text
+    } catch (const KseReadError& e) {
+      Stop(e, pos());
+    }
+  }
   return SmallestIntegerWire(n) == h.type ? -1 : h.type;
 }
 

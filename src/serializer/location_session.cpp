@@ -48,6 +48,14 @@ SessionDigitSource SeededSessionDigits(std::uint64_t seed) {
   };
 }
 
+void StartFreshLocationSession() {
+  namespace engine = ::zv_navi_core::drive_route_req_serializer;
+  std::lock_guard<std::mutex> lock(engine::location_session_mutex());
+  engine::g_session_id.clear();
+  engine::loc_sesstion_id = 0;
+  engine::report_sequence_num = 0;
+}
+
 }  // namespace navreq
 
 namespace zv_navi_core {

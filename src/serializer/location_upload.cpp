@@ -16,6 +16,7 @@
 #include "navreq/records/ugc_unit.h"
 #include "navreq/requests.h"
 #include "navreq/serialize.h"
+#include "number_text.h"
 
 namespace zv_navi_core {
 namespace drive_route_req_serializer {
@@ -121,7 +122,7 @@ void GetGPSBuket(navkse::ugcUnit::gpsBucket& target, const std::string& number_t
   if (fixes.empty()) return;
   const KSLocation& first = fixes.front();
   target.head.text = text;
-  if (!number_text.empty()) target.head.number = std::stoll(number_text, nullptr, 10);
+  if (navreq::BucketNumberIsRead(number_text, fixes)) target.head.number = navreq::TextToInt64(number_text);
   target.head.value = value;
   target.head.longitude = MicroDegrees(first.longitude);
   target.head.latitude = MicroDegrees(first.latitude);

@@ -16,6 +16,7 @@
 #include "navreq/records/ugc_unit.h"
 #include "navreq/requests.h"
 #include "navreq/serialize.h"
+#include "number_text.h"
 
 namespace zv_navi_core {
 namespace drive_route_req_serializer {
@@ -43,7 +44,7 @@ double MercatorY(double latitude) {
 
 // The route's identifier: leading blanks and a sign accepted, trailing text
 // ignored; no number or out of range throws out of the request.
-std::int64_t RouteId(const std::string& id_text) { return std::stoll(id_text, nullptr, 10); }
+std::int64_t RouteId(const std::string& id_text) { return navreq::TextToInt64(id_text); }
 
 const std::string& SecondaryOrPrimary(const RouteRefreshReqParam& param) {
   return param.secondary_text.empty() ? param.primary_text : param.secondary_text;

@@ -210,8 +210,8 @@ TEST(Batch, LocationSessionCarriesAcrossLinesAndBadLinesDoNotStopIt) {
   ASSERT_EQ(first_digits, 30);  // 14514284786278117030 mod 1000
 
   const auto run = RunTool({"batch", input, "-o", dir.file("answers.jsonl"), "--seed", "5489"});
-  EXPECT_EQ(run.status, 65);  // three lines were not valid input
-  EXPECT_EQ(run.err, "navreq batch: 9 lines, 5 rc 0, 0 rc 1, 0 rc 2, 1 threw, 3 invalid\n");
+  EXPECT_EQ(run.status, 65);  // four lines were not valid input
+  EXPECT_EQ(run.err, "navreq batch: 9 lines, 5 rc 0, 0 rc 1, 0 rc 2, 0 threw, 4 invalid\n");
   EXPECT_EQ(run.out, "");
   std::vector<nlohmann::json> answers;
   const std::string out = ReadFile(dir.file("answers.jsonl"));
@@ -237,14 +237,10 @@ TEST(Batch, LocationSessionCarriesAcrossLinesAndBadLinesDoNotStopIt) {
     EXPECT_TRUE(HasSession(a["hex"].get<std::string>(), ids[i], times[i], i)) << i;
   }
 
-  // The refresh threw on its id_text: no result, no bytes, the log up to the throw.
-  const auto& threw = answers[3];
-  EXPECT_TRUE(threw["rc"].is_null());
-  EXPECT_EQ(threw["hex"], "");
-  EXPECT_EQ(threw["error"], "GetRouteRefreshReqData threw: stoll");
-  ASSERT_FALSE(threw["log"].empty());
-  EXPECT_EQ(threw["log"][0],
-            nlohmann::json::parse(R"([0, 1, "zelto SetupSearchPreference prefer_shortdist=0"])"));
+  // The refresh's id_text holds no number: refused before the call, so no
+  // result, no bytes and no log.
+  EXPECT_EQ(answers[3], nlohmann::json::parse(R"({"rc": null, "hex": "", "log": [], "printed": [],
+      "error": "param.routes[0].id_text: expected decimal integer text, got \"abc\""})"));
 
   const auto& plus = answers[4];
   EXPECT_EQ(plus["rc"], 0);
@@ -265,6 +261,37 @@ TEST(Batch, LocationSessionCarriesAcrossLinesAndBadLinesDoNotStopIt) {
 
   // Keys in the documented order.
   EXPECT_EQ(out.rfind(R"({"rc":0,"hex":")", 0), 0u);
+}
+
+TEST(Batch, NewSessionRepeatsTheSameUpload) {
+  // The first line starts the batch's session; the second carries on in it
+  // (sequence number 1); the third starts afresh and repeats the first.
+  const std::string upload = LocationLine("s1", kNowMs);
+  const std::string fresh = upload.substr(0, upload.size() - 1) + R"(, "new_session": true})";
+  const std::string not_fresh = upload.substr(0, upload.size() - 1) + R"(, "new_session": false})";
+  const auto run = RunTool({"batch", "-", "--seed", "5489"}, upload + "\n" + not_fresh + "\n" + fresh + "\n");
+  EXPECT_EQ(run.status, 0) << run.err;
+  std::vector<std::string> hex;
+  for (std::size_t start = 0; start < run.out.size();) {
+    const std::size_t end = run.out.find('\n', start);
+    const auto answer = nlohmann::json::parse(run.out.substr(start, end - start));
+    ASSERT_EQ(answer["rc"], 0) << answer.dump();
+    hex.push_back(answer["hex"].get<std::string>());
+    start = end + 1;
+  }
+  ASSERT_EQ(hex.size(), 3u);
+  EXPECT_NE(hex[1], hex[0]);
+  EXPECT_EQ(hex[2], hex[0]);
+  EXPECT_TRUE(HasSession(hex[2], kNowMs * 1000 + 30, kNowMs, 0));  // the seed's first draw again
+
+  // Only true or false; an invalid line leaves the session alone.
+  const std::string bad = upload.substr(0, upload.size() - 1) + R"(, "new_session": 1})";
+  const auto invalid = RunTool({"batch", "-", "--seed", "5489"}, upload + "\n" + bad + "\n" + upload + "\n");
+  EXPECT_EQ(invalid.status, 65);
+  EXPECT_NE(invalid.out.find(R"("error":"new_session: )"), std::string::npos) << invalid.out;
+  EXPECT_EQ(invalid.err, "navreq batch: 3 lines, 2 rc 0, 0 rc 1, 0 rc 2, 0 threw, 1 invalid\n");
+  const std::size_t third = invalid.out.rfind("{\"rc\"");
+  EXPECT_EQ(nlohmann::json::parse(invalid.out.substr(third))["hex"], hex[1]);
 }
 
 TEST(Batch, UnreadableFile) {
@@ -336,11 +363,13 @@ TEST(Encode, DirectoryIsNotAnInputFile) {
   }
 }
 
-TEST(Encode, ThrowingEntryFunctionExits3) {
+TEST(Encode, TextThatIsNoNumberIsInvalidInput) {
   const auto run = RunTool({"encode", "refresh"}, R"({"param": {"routes": [{"id_text": "abc"}]}})");
-  EXPECT_EQ(run.status, 3);
+  EXPECT_EQ(run.status, 65);
   EXPECT_EQ(run.out, "");
-  EXPECT_EQ(run.err, "navreq encode: GetRouteRefreshReqData threw: stoll\n");
+  EXPECT_EQ(
+      run.err,
+      "navreq encode: standard input: param.routes[0].id_text: expected decimal integer text, got \"abc\"\n");
 }
 
 TEST(Encode, UnwritableOutput) {

@@ -10,21 +10,21 @@
 #include <string>
 #include <vector>
 
-#include "navreq/read/diff.h"
-#include "navreq/read/views.h"
-#include "navreq/kse/output_stream.h"
 #include "gzip_compress.h"
+#include "navreq/kse/output_stream.h"
+#include "navreq/read/diff.h"
 #include "navreq/read/pack.h"
+#include "navreq/read/views.h"
+#include "navreq/read/walk.h"
 #include "support/wire.h"
 #include "tool_run.h"
-#include "navreq/read/walk.h"
 #include "wire_cursor.h"
 
 namespace {
 
 using namespace wire;
-using navreq::testing::FromHex;
 using navreq::WalkSummary;
+using navreq::testing::FromHex;
 
 struct Dumped {
   std::string text;
@@ -51,7 +51,9 @@ nlohmann::json TreeOf(const std::string& bytes) {
   return nlohmann::json::parse(out.str());
 }
 
-std::string PackHex(const nlohmann::json& tree) { return Hex(navreq::PackJson(tree.dump(), navreq::tool::Gzip)); }
+std::string PackHex(const nlohmann::json& tree) {
+  return Hex(navreq::PackJson(tree.dump(), navreq::tool::Gzip));
+}
 
 // gzip framing at a chosen level, test-side (the tool's own uses the default).
 std::string GzipAt(const std::string& plain, int level) {
@@ -125,7 +127,7 @@ TEST(DumpText, StopsAtTheHeadOfTheValueThatIsCutShort) {
   EXPECT_EQ(d.text,
             "Package, 2 bytes\n"
             "  @0+1 0 version int16: 0\n"
-            "  ! decoding stopped at offset 1: truncated: input ends inside a value\n"
+            "  ! decoding stopped at offset 1: truncated: input ends inside a value: 1 byte needed, 0 left\n"
             "  ! undecoded, 1 bytes:\n"
             "    10\n");
   EXPECT_EQ(d.summary.status(), 1);
@@ -135,10 +137,11 @@ TEST(DumpText, UndecodedRunsShowSixtyFourBytesUnlessFull) {
   // A Package whose tag 3 is a string of 200 bytes with only 100 present.
   const std::string bytes = FromHex(Int(0, 0) + Int(1, 1) + Str(2, "") + "36c8") + std::string(100, 'z');
   const Dumped cut = TextOf(bytes);
-  EXPECT_NE(cut.text.find("  ! decoding stopped at offset 5: bad length: length beyond the input\n"
-                          "  ! undecoded, 102 bytes:\n"
-                          "    36c87a7a"),
-            std::string::npos)
+  EXPECT_NE(
+      cut.text.find("  ! decoding stopped at offset 5: bad length: length 200 exceeds the 100 bytes left\n"
+                    "  ! undecoded, 102 bytes:\n"
+                    "    36c87a7a"),
+      std::string::npos)
       << cut.text;
   EXPECT_NE(cut.text.find("    ... 38 more bytes (--full shows them)\n"), std::string::npos) << cut.text;
   const Dumped full = TextOf(bytes, true);
@@ -302,16 +305,14 @@ TEST(Pack, MalformedTreesNameTheJsonPath) {
 // ---- diff ----
 
 TEST(Diff, OneChangedFieldIsOneLine) {
-  const auto diffs =
-      navreq::DiffRequests(PackageWith(SliceBody(), 84), PackageWith(SliceBody(), 85), {});
+  const auto diffs = navreq::DiffRequests(PackageWith(SliceBody(), 84), PackageWith(SliceBody(), 85), {});
   ASSERT_EQ(diffs.size(), 1u);
   EXPECT_EQ(navreq::DifferenceLine(diffs[0]), "cmd: 84 -> 85");
 }
 
 TEST(Diff, BodiesAreComparedInflated) {
   const std::string body = SliceBody();
-  EXPECT_TRUE(
-      navreq::DiffRequests(PackageWith(GzipAt(body, 1)), PackageWith(GzipAt(body, 9)), {}).empty());
+  EXPECT_TRUE(navreq::DiffRequests(PackageWith(GzipAt(body, 1)), PackageWith(GzipAt(body, 9)), {}).empty());
   const auto diffs =
       navreq::DiffRequests(PackageWith(GzipAt(body, 1)), PackageWith(GzipAt(SliceBody(7), 9)), {});
   ASSERT_EQ(diffs.size(), 1u);

@@ -8,12 +8,12 @@
 #include <string>
 #include <vector>
 
-#include "subcommands.h"
 #include "kinds.h"
 #include "navreq/engine/service_overrides.h"
 #include "navreq/location_session.h"
-#include "param_json.h"
 #include "navreq/read/text.h"
+#include "param_json.h"
+#include "subcommands.h"
 #include "tool_io.h"
 
 namespace navreq {
@@ -51,8 +51,21 @@ std::string Answer(std::optional<int> rc, const std::vector<char>& bytes, Captur
   return answer.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
 }
 
+// The seeded digit source of the batch (none without --seed).
+struct SessionDigits {
+  std::optional<std::uint64_t> seed;
+  std::unique_ptr<ScopedSessionDigits> installed;
+
+  // Restarts the digits from the seed.
+  void Restart() {
+    if (!seed) return;
+    installed.reset();  // the guards nest: drop the old one before the new one takes over
+    installed = std::make_unique<ScopedSessionDigits>(SeededSessionDigits(*seed));
+  }
+};
+
 // Runs one line and returns its answer.
-std::string RunLine(const std::string& line, Tally& tally) {
+std::string RunLine(const std::string& line, SessionDigits& digits, Tally& tally) {
   Capture capture;
   std::vector<char> bytes;
   std::optional<CallOutcome> outcome;
@@ -75,7 +88,16 @@ std::string RunLine(const std::string& line, Tally& tally) {
         FromJson(*now, value, "now_ms");
         now_ms = value;
       }
-      const PreparedRequest request = PrepareFromObject(doc, kind->get<std::string>(), {"kind", "now_ms"});
+      bool new_session = false;
+      if (const auto fresh = doc.find("new_session"); fresh != doc.end())
+        FromJson(*fresh, new_session, "new_session");
+      const PreparedRequest request =
+          PrepareFromObject(doc, kind->get<std::string>(), {"kind", "now_ms", "new_session"});
+      // Only a valid line restarts the session: an invalid one changes nothing.
+      if (new_session) {
+        StartFreshLocationSession();
+        digits.Restart();
+      }
       std::unique_ptr<services::ScopedClock> clock;
       if (now_ms) clock = std::make_unique<services::ScopedClock>(*now_ms);
       outcome = Call(request, bytes);
@@ -116,8 +138,8 @@ int RunBatch(const BatchOptions& options, std::ostream& out, std::ostream& err) 
   }
   std::ostream& answers = options.output.empty() ? out : file;
   const std::string answers_name = options.output.empty() ? std::string("standard output") : options.output;
-  std::unique_ptr<ScopedSessionDigits> digits;
-  if (options.seed) digits = std::make_unique<ScopedSessionDigits>(SeededSessionDigits(*options.seed));
+  SessionDigits digits{options.seed, nullptr};
+  digits.Restart();
 
   Tally tally;
   int status = 0;
@@ -125,7 +147,7 @@ int RunBatch(const BatchOptions& options, std::ostream& out, std::ostream& err) 
   // one line, and an interrupted batch leaves only complete answers.
   std::string line;
   while (input.Next(line, error)) {
-    const std::string answer = RunLine(line, tally);
+    const std::string answer = RunLine(line, digits, tally);
     errno = 0;
     answers << answer << '\n';
     answers.flush();

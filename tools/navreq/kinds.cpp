@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <memory>
+#include <type_traits>
 #include <utility>
 
 #include "navreq/engine/reflect.h"
+#include "navreq/number_texts.h"
 #include "navreq/records/commands.h"
 #include "navreq/requests.h"
 
@@ -32,6 +34,27 @@ std::shared_ptr<Param> ReadParam(const json* param) {
   return out;
 }
 
+// Records holding texts that their entry function converts to numbers (an
+// overload of FindUnconvertibleText names them).
+template <class Param, class = void>
+struct HasNumberTexts : std::false_type {};
+template <class Param>
+struct HasNumberTexts<Param, std::void_t<decltype(FindUnconvertibleText(std::declval<const Param&>()))>>
+    : std::true_type {};
+
+// A text the entry function would throw on is invalid input: refused here,
+// with its path, before the call.
+template <class Param>
+void CheckNumberTexts(const Param& param) {
+  if constexpr (HasNumberTexts<Param>::value) {
+    if (const auto found = FindUnconvertibleText(param))
+      throw InputError("param." + found->path + ": " + found->message());
+  }
+}
+
+static_assert(HasNumberTexts<::zv_navi_core::RouteRefreshReqParam>::value,
+              "the refresh's number texts are checked before the call");
+
 template <class Fn>
 struct WithExtraTraits;
 template <class Param, class Result>
@@ -46,6 +69,7 @@ std::function<int(std::vector<char>&)> WithExtra(const json* extra, const json* 
   auto p = ReadParam<Param>(param);
   auto e = std::make_shared<ReqExtraParam>();
   if (extra != nullptr) FromJson(*extra, *e, "extra");
+  CheckNumberTexts(*p);
   return [p, e](std::vector<char>& out) { return static_cast<int>(fn(*p, *e, out)); };
 }
 

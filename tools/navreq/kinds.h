@@ -47,7 +47,7 @@ struct Kind {
 struct CallOutcome {
   bool threw = false;
   int rc = 0;
-  std::string what;  // "GetRouteRefreshReqData threw: stoll"
+  std::string what;  // "GetRoutePlus threw: std::bad_alloc"
 };
 
 // Runs the request into `out`, catching whatever it throws.

@@ -7,9 +7,9 @@
 #include <iostream>
 #include <string>
 
-#include "subcommands.h"
 #include "kinds.h"
 #include "readback_cli.h"
+#include "subcommands.h"
 #include "tool_io.h"
 
 #ifndef NAVREQ_VERSION
@@ -93,7 +93,7 @@ int main(int argc, char** argv) {
   std::string batch_seed;
   batch
       ->add_option("FILE", batch_options.input,
-                   "Lines of {\"kind\", \"now_ms\", \"extra\", \"param\"}; - for stdin")
+                   "Lines of {\"kind\", \"now_ms\", \"new_session\", \"extra\", \"param\"}; - for stdin")
       ->required()
       ->type_name("FILE.jsonl");
   batch->add_option("-o,--output", batch_options.output, "Write the answers to OUT.jsonl instead of stdout")

@@ -74,6 +74,36 @@ class KseReadError : public KseDecodeException {
 // [[noreturn]] thrower, out of line to keep the read paths small.
 [[noreturn]] void throwReadError(ReadProblemKind kind, std::size_t offset, const char* detail);
 
+// Throwers whose details name what was read and what was expected, out of
+// line like throwReadError.
+// kTruncated: "<what>: 8 bytes needed, 3 left".
+[[noreturn]] void throwCutShort(std::size_t offset, const char* what, std::size_t needed, std::size_t left);
+// kBadType: "type code 14, expected 0-13".
+[[noreturn]] void throwBadTypeCode(std::size_t offset, std::uint8_t code);
+// kTypeMismatch (a value) or kBadCount (a count): "<what>: type code 6 (string) read".
+[[noreturn]] void throwNotAnInteger(ReadProblemKind kind, std::size_t offset, const char* what,
+                                    std::uint8_t code);
+// kBadCount: "count 5000 exceeds the 12 bytes left", or for elements of
+// `min_element` bytes each, "count 7 needs at least 14 bytes, 12 left".
+[[noreturn]] void throwCountOverBytes(std::size_t offset, std::int64_t count, std::size_t left,
+                                      std::size_t min_element);
+// kBadLength: "<what> 300 exceeds the 12 bytes left".
+[[noreturn]] void throwLengthOverBytes(std::size_t offset, const char* what, std::uint64_t length,
+                                       std::size_t left);
+// kBadLength: "string length 104857601 over the limit of 104857600".
+[[noreturn]] void throwStringOverLimit(std::size_t offset, std::uint64_t length);
+// kBadType: "simple list element type 5, expected 0 (bytes)".
+[[noreturn]] void throwSimpleListElement(std::size_t offset, std::uint8_t element_type);
+// kBadCount: "count head with tag 3 in 2 bytes, expected tag 0 in 1 byte".
+[[noreturn]] void throwCountHead(std::size_t offset, std::uint8_t tag, std::uint8_t size);
+// kBadCount: "count -1, expected 0 to 2147483647".
+[[noreturn]] void throwCountOutOfRange(std::size_t offset, std::int64_t count);
+// kBadType: "end of record with tag 3 in the two-byte form" (a tag below 15
+// has the one-byte head).
+[[noreturn]] void throwLongEndHead(std::size_t offset, std::uint8_t tag);
+// kTooDeep: "nesting deeper than 64 levels".
+[[noreturn]] void throwTooDeep(std::size_t offset);
+
 // One head as read: type code, tag, its offset in the input and its size (1/2).
 struct KseHead {
   std::uint8_t type = 0;   // type code
@@ -131,7 +161,7 @@ class KseInputStream {
   NAVKSE_INLINE KseHead readHead() {
     KseHead h;
     h.offset = position();
-    if (NAVKSE_UNLIKELY(p_ == end_)) throwReadError(ReadProblemKind::kTruncated, h.offset, "head expected");
+    if (NAVKSE_UNLIKELY(p_ == end_)) throwCutShort(h.offset, "head expected", 1, 0);
     const unsigned b = *p_;
     h.type = static_cast<std::uint8_t>(b & 0x0F);
     if (NAVKSE_LIKELY((b >> 4) != 0x0F)) {
@@ -139,14 +169,12 @@ class KseInputStream {
       h.size = 1;
       ++p_;
     } else {
-      if (NAVKSE_UNLIKELY(end_ - p_ < 2))
-        throwReadError(ReadProblemKind::kTruncated, h.offset, "two-byte head cut");
+      if (NAVKSE_UNLIKELY(end_ - p_ < 2)) throwCutShort(h.offset, "two-byte head cut", 2, remaining());
       h.tag = p_[1];
       h.size = 2;
       p_ += 2;
     }
-    if (NAVKSE_UNLIKELY(h.type > kKseLastType))
-      throwReadError(ReadProblemKind::kBadType, h.offset, "type code");
+    if (NAVKSE_UNLIKELY(h.type > kKseLastType)) throwBadTypeCode(h.offset, h.type);
     return h;
   }
 
@@ -190,7 +218,7 @@ class KseInputStream {
       return static_cast<std::int8_t>(*p_++);
     }
     if (NAVKSE_UNLIKELY(type > kKseInt64)) {
-      throwReadError(ReadProblemKind::kTypeMismatch, position(), "integer expected");
+      throwNotAnInteger(ReadProblemKind::kTypeMismatch, position(), "integer expected", type);
     }
     // Forms 1-3 carry 2, 4 or 8 bytes. With 8 bytes left, one big-endian
     // load and an arithmetic shift give any of them, without a branch per
@@ -236,7 +264,7 @@ class KseInputStream {
       const std::size_t at = position();
       n = take<std::uint32_t>();
       if (NAVKSE_UNLIKELY(n > kKseMaxStringLength)) {
-        throwReadError(ReadProblemKind::kBadLength, at, "string over the length limit");
+        throwStringOverLimit(at, n);
       }
     }
     return takeSpan(n);
@@ -246,8 +274,7 @@ class KseInputStream {
   // type byte (0x00: bytes), the count, the bytes.
   KseSpan readSimpleList() {
     need(1);
-    if (NAVKSE_UNLIKELY(*p_ != 0x00))
-      throwReadError(ReadProblemKind::kBadType, position(), "simple list of non-bytes");
+    if (NAVKSE_UNLIKELY(*p_ != 0x00)) throwSimpleListElement(position(), *p_);
     ++p_;
     const std::size_t n = readCount(1);
     return takeSpan(n);
@@ -258,25 +285,21 @@ class KseInputStream {
   NAVKSE_INLINE std::size_t readCount(std::size_t min_element_size) {
     const KseHead h = readHead();
     if (NAVKSE_UNLIKELY(!isIntegerWire(h.type)))
-      throwReadError(ReadProblemKind::kBadCount, h.offset, "count not an integer");
+      throwNotAnInteger(ReadProblemKind::kBadCount, h.offset, "count not an integer", h.type);
     // The writer gives a count tag 0 in the one-byte head; no other form is
     // a count (nor could it be written back the same).
-    if (NAVKSE_UNLIKELY(h.tag != 0 || h.size != 1))
-      throwReadError(ReadProblemKind::kBadCount, h.offset, "count not in a one-byte head with tag 0");
+    if (NAVKSE_UNLIKELY(h.tag != 0 || h.size != 1)) throwCountHead(h.offset, h.tag, h.size);
     const std::int64_t count = readInteger(h.type);
-    if (NAVKSE_UNLIKELY(count < 0 || count > INT32_MAX)) {
-      throwReadError(ReadProblemKind::kBadCount, h.offset, "count out of range");
-    }
+    if (NAVKSE_UNLIKELY(count < 0 || count > INT32_MAX)) throwCountOutOfRange(h.offset, count);
     if (NAVKSE_UNLIKELY(static_cast<std::size_t>(count) > remaining() / min_element_size)) {
-      throwReadError(ReadProblemKind::kBadCount, h.offset, "count larger than the bytes left");
+      throwCountOverBytes(h.offset, count, remaining(), min_element_size);
     }
     return static_cast<std::size_t>(count);
   }
 
   // Opens one level of nesting (a record, list or map); kTooDeep past the cap.
   NAVKSE_INLINE void enter(std::size_t offset) {
-    if (NAVKSE_UNLIKELY(++depth_ > kKseMaxDepth))
-      throwReadError(ReadProblemKind::kTooDeep, offset, "nesting too deep");
+    if (NAVKSE_UNLIKELY(++depth_ > kKseMaxDepth)) throwTooDeep(offset);
   }
   // Closes the level opened by enter().
   NAVKSE_INLINE void leave() noexcept { --depth_; }
@@ -292,7 +315,7 @@ class KseInputStream {
  private:
   NAVKSE_INLINE void need(std::size_t n) const {
     if (NAVKSE_UNLIKELY(static_cast<std::size_t>(end_ - p_) < n)) {
-      throwReadError(ReadProblemKind::kTruncated, position(), "input ends inside a value");
+      throwCutShort(position(), "input ends inside a value", n, remaining());
     }
   }
 
@@ -307,8 +330,7 @@ class KseInputStream {
   NAVKSE_INLINE KseSpan takeSpan(std::size_t n) {
     KseSpan s;
     s.offset = position();
-    if (NAVKSE_UNLIKELY(remaining() < n))
-      throwReadError(ReadProblemKind::kBadLength, s.offset, "length beyond the input");
+    if (NAVKSE_UNLIKELY(remaining() < n)) throwLengthOverBytes(s.offset, "length", n, remaining());
     s.data = reinterpret_cast<const char*>(p_);
     s.size = n;
     p_ += n;

@@ -56,11 +56,19 @@ using KeyLevelSpeller = void (*)(std::string& path, std::string_view key, bool i
 // declared fields missing at the end of a record.
 [[nodiscard]] std::string CutShortDetail(int fields);
 
+// The details of value problems, shared by every reader so that each names
+// the same things: "int32 declared, string read".
+[[nodiscard]] std::string MismatchDetail(const char* declared, std::uint8_t type);
+// "value 300, expected int8 (-128 to 127)".
+[[nodiscard]] std::string OutOfRangeDetail(WireKind kind, std::int64_t value);
+// "tag 3, expected 0".
+[[nodiscard]] std::string UnexpectedTagDetail(std::uint8_t tag, int expected);
+
 // How a record is read.
 struct ReadOptions {
   ReadMode mode = ReadMode::kStrict;  // stop at the first problem, or read on
-  std::string root;              // prefix of every path ("body"), may be empty
-  std::size_t memory_limit = 0;  // bytes of containers; 0: 64 x the input + 1 MiB
+  std::string root;                   // prefix of every path ("body"), may be empty
+  std::size_t memory_limit = 0;       // bytes of containers; 0: 64 x the input + 1 MiB
   // Null: a map value is named by its entry number and its key as `[i].key`.
   // Set: a map value is named by its key, spelt by this function, and a
   // problem of the key itself by the map's path (a key names its value, it
@@ -191,7 +199,7 @@ class KseRecordReader {
     if (NAVKSE_UNLIKELY(!isIntegerWire(h.type))) return mismatch(h, FieldType<T>::typeName());
     const std::int64_t v = in_.readInteger(h.type);
     if (NAVKSE_UNLIKELY(!integerKindHolds(FieldType<T>::kind, v))) {
-      return outOfRange(h, v);
+      return outOfRange(h, v, FieldType<T>::kind);
     }
     out = static_cast<T>(v);
   }
@@ -340,7 +348,7 @@ class KseRecordReader {
   void report(ReadProblemKind kind, std::size_t offset, const std::string& detail);
   // The head goes by value: a reference would keep it in memory on the hot path.
   NAVKSE_NOINLINE void mismatch(KseHead h, const char* expected);
-  NAVKSE_NOINLINE void outOfRange(KseHead h, std::int64_t v);
+  NAVKSE_NOINLINE void outOfRange(KseHead h, std::int64_t v, WireKind kind);
   NAVKSE_NOINLINE void unexpectedTag(KseHead h, int expected);
   // An end-of-record head where a list element, map key or value belongs:
   // nothing after it can be placed.
