@@ -1,5 +1,8 @@
-// The tree that diff and flatten read a request into: collected from the walk
-// (diff_tree.cpp), compared (diff.cpp) and written out (diff_output.cpp).
+// The values that diff and flatten read a request into. A NodeReader turns
+// the walk into one event per value (a leaf, or a container opened and
+// closed); TreeBuilder keeps them as a flat tree (the first request of a
+// diff, a flatten), and the comparison (diff.cpp) meets the second request's
+// events against that tree as they come, so only one tree is ever held.
 #pragma once
 
 #include <cstddef>
@@ -24,70 +27,117 @@ struct Node {
   Segment segment = kRoot;
   Value value = kNone;
   std::uint8_t wire = 0;
-  std::uint32_t text_len = 0;  // kText, kBytes: bytes in the arena at `num`
+  // kText, kBytes: the value's bytes in the arena at `num`; a container of
+  // carried bytes: the name of the record they hold, likewise.
+  std::uint32_t text_len = 0;
   std::int64_t seg = 0;        // kField: tag; kIndex: position; kKeyInt: key; kProto: number, occurrence
   const char* name = nullptr;  // kField of a declared field
-  std::int64_t num = 0;        // kInt: value; kReal: bit pattern; kText, kBytes: arena offset
+  std::int64_t num = 0;        // kInt: value; kReal: bit pattern; otherwise an arena offset (see text_len)
+};
+
+// A node with the bytes it names: in the arena for a kept tree, in the walk's
+// buffers for a value being read.
+struct View {
+  const Node* node = nullptr;
+  std::string_view key;   // kKeyText: the key
+  std::string_view data;  // kText, kBytes: the value; a carried container: its record's name
 };
 
 struct Tree {
   std::vector<Node> nodes;
   std::string arena;
 
-  std::string_view bytes(std::uint64_t at, std::uint32_t n) const {
-    return std::string_view(arena).substr(at, n);
+  View view(std::uint32_t i) const {
+    const Node& n = nodes[i];
+    View v;
+    v.node = &n;
+    if (n.segment == Node::kKeyText)
+      v.key = std::string_view(arena).substr(static_cast<std::size_t>(n.seg), n.seg_len);
+    if (n.value != Node::kInt && n.value != Node::kReal) {
+      v.data = std::string_view(arena).substr(static_cast<std::size_t>(n.num), n.text_len);
+    }
+    return v;
   }
 };
 
-// Builds the tree of one request from the walk.
-class Collector final : public TreeSink {
+// What reading one request found besides its values: dump's status, its
+// first problem as one line, and its command.
+struct InputFacts {
+  std::string problem;  // "PATH: what", empty when nothing was found
+  std::string kind;     // the command ("CMD_ROUTE_CAR_SNS", "Packet kind 1 (...)"); empty: no envelope
+};
+
+// Turns the walk into value events. Keys name their values and are not values
+// of their own; a body not encoded as its command says gets an <encoding>
+// leaf, last among the body's children (as its segment kind sorts).
+class NodeReader : public TreeSink {
  public:
-  explicit Collector(Tree& tree) : tree_(tree) {}
-
   bool wantsLengths() const override { return false; }
-  void begin(std::string_view, std::size_t size, bool, std::size_t inflated, std::string_view) override;
+  void begin(std::string_view record, std::size_t size, bool, std::size_t inflated,
+             std::string_view) override;
   void end() override;
-
   void scalar(const Item& item, const Scalar& v) override;
-
   void bytes(const Item& item, std::string_view data) override;
-
   void open(const Item& item, std::int64_t) override;
   void close(const Item&) override;
   void openEmbedded(const Item& item, std::string_view data, const Embedding& e) override;
   void closeEmbedded(const Item& item) override;
-
   void protobufField(std::size_t, std::size_t, std::uint64_t number, int wire, std::uint64_t value,
                      std::string_view data) override;
+  void missing(const FieldInfo& field) override;
+  void undecoded(std::size_t offset, std::string_view rest, const std::string& why) override;
 
-  void missing(const FieldInfo&) override {}
+  // Once the walk has ended.
+  [[nodiscard]] InputFacts facts() const;
 
-  void undecoded(std::size_t, std::string_view rest, const std::string&) override;
+ protected:
+  // The bytes the walk is about to read, for a reader that sizes its storage.
+  virtual void expect(std::size_t /*bytes*/) {}
+  virtual void onLeaf(const View& v) = 0;
+  virtual void onOpen(const View& v) = 0;
+  virtual void onClose() = 0;
 
  private:
-  Node node(const Item& item);
-
-  void keep(Node& n, std::string_view data);
-
-  void leaf(Node& n);
-
-  void push(const Node& n);
-
+  Node node(const Item& item) const;
+  void leaf(const Node& n, std::string_view data, std::string_view key = {});
+  void push(const Node& n, std::string_view data, std::string_view key = {});
   void pop();
+  // Notes the first problem, at the path of the open containers (and `last`).
+  void note(const std::string& what, const View* last);
+  void noteItem(const Item& item);
 
-  Tree& tree_;
-  std::vector<std::size_t> open_;
+  std::vector<Node> open_;              // the containers open, the root first (for problem paths)
+  std::vector<std::string_view> keys_;  // ... and their keys, held by the walk while they are open
   std::vector<std::map<std::uint64_t, std::int64_t>> occurrences_;  // protocol-buffers fields seen per level
   int skipping_ = 0;
   std::vector<const char*> encoding_;  // per embedding shown: its encoding problem, or null
+  std::string problem_;
+  std::string envelope_;
+  std::int64_t number_ = -1;  // Package: command number; Packet: kind
+  std::string command_;       // Package: command name
 };
 
-Tree Collect(const std::string& bytes);
+// Keeps the values as a Tree.
+class TreeBuilder final : public NodeReader {
+ public:
+  explicit TreeBuilder(Tree& tree) : tree_(tree) {}
 
-// The text of a node's level in a path ("" for the root).
-std::string SegmentText(const Tree& t, const Node& n, bool first);
+ private:
+  void expect(std::size_t bytes) override;
+  void onLeaf(const View& v) override;
+  void onOpen(const View& v) override;
+  void onClose() override;
+  Node kept(const View& v);
 
-std::string Shown(const Tree& t, const Node& n);
+  Tree& tree_;
+  std::vector<std::size_t> stack_;  // the containers open, by node
+};
+
+// The text of a value's level in a path ("" for the root); the field's name
+// only when `named`, else its tag.
+std::string SegmentText(const View& v, bool first, bool named = true);
+
+std::string Shown(const View& v);
 
 }  // namespace diff_detail
 }  // namespace navreq
