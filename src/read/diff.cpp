@@ -48,6 +48,7 @@ bool SameName(const char* x, const char* y) {
 }
 
 std::string RecordShown(std::string_view name) {
+  if (name == kMessageCarried) return "protocol-buffers message";
   return name.empty() ? std::string("fields of no known record") : "record " + std::string(name);
 }
 

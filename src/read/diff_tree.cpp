@@ -134,7 +134,7 @@ void NodeReader::openEmbedded(const Item& item, std::string_view data, const Emb
     return;
   }
   expect(data.size());
-  push(node(item), e.record, item.key);
+  push(node(item), e.protobuf ? std::string_view(kMessageCarried) : e.record, item.key);
   encoding_.push_back(e.encoding_problem);
   if (e.encoding_problem != nullptr) note(e.encoding_problem, nullptr);
 }

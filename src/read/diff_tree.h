@@ -60,6 +60,10 @@ struct Tree {
   }
 };
 
+// The record name of carried bytes that hold a protocol-buffers message
+// (no record name can begin with '#').
+inline constexpr const char* kMessageCarried = "#message";
+
 // What reading one request found besides its values: dump's status, its
 // first problem as one line, and its command.
 struct InputFacts {
