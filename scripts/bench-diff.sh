@@ -2,8 +2,10 @@
 # Time and peak memory of `navreq diff` on two large route requests that
 # differ at every via point: the requests are encoded from examples/route.json
 # with VIA via points (default 9000: about 1 MB of body once inflated), the
-# second with every via point moved. Prints the inflated body size, then the
-# elapsed time and maximum resident set size of the text and the --json diff.
+# second with every via point moved, a third with one via point more at the
+# front (every field of every via point differs). Prints the inflated body
+# size, then the elapsed time and maximum resident set size of the text and
+# the --json diff of each pair.
 #
 #   scripts/bench-diff.sh [NAVREQ] [VIA]
 #
@@ -21,15 +23,22 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 # The via points: distinct coordinates and names, as a long route has them.
-points='[range($n) | {latitude: (39.5 + . * 0.00001 + $shift), longitude: (116.5 + . * 0.00001),
+# C has one via point more, at the front: every via point's every field
+# differs from A's at the same position.
+points='[range($first; $n) | {latitude: (39.5 + . * 0.00001 + $shift), longitude: (116.5 + . * 0.00001 + $shift),
           primaryText: "via point \(.)", secondaryText: "a street of the route, number \(.)", pointType: 3}]'
-jq --argjson n "$via" --argjson shift 0 ".param.viaPoints = $points" "$root/examples/route.json" >"$work/a.json"
-jq --argjson n "$via" --argjson shift 0.001 ".param.viaPoints = $points" "$root/examples/route.json" >"$work/b.json"
-"$navreq" encode route "$work/a.json" --now-ms 1700000000000 -o "$work/a.bin"
-"$navreq" encode route "$work/b.json" --now-ms 1700000000000 -o "$work/b.bin"
+make_request() {  # NAME FIRST SHIFT
+  jq --argjson n "$via" --argjson first "$2" --argjson shift "$3" ".param.viaPoints = $points" \
+    "$root/examples/route.json" >"$work/$1.json"
+  "$navreq" encode route "$work/$1.json" --now-ms 1700000000000 -o "$work/$1.bin"
+}
+make_request a 0 0
+make_request b 0 0.001
+make_request c -1 0
 
+"$navreq" dump "$work/a.bin" >"$work/a.dump" || true
 echo "requests: $(stat -c %s "$work/a.bin") and $(stat -c %s "$work/b.bin") bytes;" \
-  "$("$navreq" dump "$work/a.bin" | grep -m1 -o '[0-9]* bytes inflated') (A's body)"
+  "$(grep -m1 -o '[0-9]* bytes inflated' "$work/a.dump") (A's body)"
 
 measure() {
   local label=$1
@@ -42,5 +51,9 @@ measure() {
   printf '%-6s exit %d, %8d lines out, %s elapsed, %6.1f MB peak\n' "$label" "$status" \
     "$(wc -l <"$work/out")" "$elapsed" "$(echo "$rss / 1024" | bc -l)"
 }
+echo "A and B: every via point moved"
 measure text "$work/a.bin" "$work/b.bin"
 measure json --json "$work/a.bin" "$work/b.bin"
+echo "A and C: every via point one place later"
+measure text "$work/a.bin" "$work/c.bin"
+measure json --json "$work/a.bin" "$work/c.bin"

@@ -16,14 +16,14 @@ namespace diff_detail {
 namespace {
 
 bool IsNumber(const View& v, const std::string& shown) {
-  return v.node->value == Node::kInt ||
-         (v.node->value == Node::kReal && shown.find_first_not_of("-0123456789.e+") == std::string::npos);
+  return v.node.value == Node::kInt ||
+         (v.node.value == Node::kReal && shown.find_first_not_of("-0123456789.e+") == std::string::npos);
 }
 
 // Order of sibling segments: by kind, then tag, position, key or field number.
 int CompareSegments(const View& a, const View& b) {
-  const Node& x = *a.node;
-  const Node& y = *b.node;
+  const Node& x = a.node;
+  const Node& y = b.node;
   const int kx = x.segment == Node::kIndex ? 2 : x.segment;
   const int ky = y.segment == Node::kIndex ? 2 : y.segment;
   if (kx != ky) return kx < ky ? -1 : 1;
@@ -115,11 +115,11 @@ class Comparer final : public NodeReader {
       : a_(a), force_(force), patterns_(patterns), sink_(sink), count_(count) {}
 
  private:
-  // One container of B open: compared with A's container `a` (whose next
-  // child not yet met is `next`), or read past.
+  // One container of B open: compared with A's container whose subtree
+  // ends at `a_end` (its next child not yet met at `next`), or read past.
   struct Frame {
     bool matched = false;
-    std::uint32_t a = 0;
+    std::uint32_t a_end = 0;
     std::uint32_t next = 0;
     std::size_t mark = 0;  // path_'s length before this container's level
   };
@@ -132,7 +132,11 @@ class Comparer final : public NodeReader {
     frames_.pop_back();
     if (f.matched) {
       const bool first = frames_.empty();
-      for (std::uint32_t i = f.next; i < a_.nodes[f.a].end; i = a_.nodes[i].end) onlyA(i, first);
+      for (std::uint32_t i = f.next; i < f.a_end;) {
+        const View x = a_.view(i);
+        onlyA(x, first);
+        i = x.end;
+      }
     }
     path_.resize(f.mark);
   }
@@ -140,8 +144,12 @@ class Comparer final : public NodeReader {
   void arrive(const View& y, bool container) {
     if (frames_.empty()) {  // the top of B
       Frame root;
-      root.matched = !a_.nodes.empty();
-      root.next = 1;
+      root.matched = !a_.empty();
+      if (root.matched) {
+        const View top = a_.view(0);
+        root.a_end = top.end;
+        root.next = top.children;
+      }
       frames_.push_back(root);
       return;
     }
@@ -156,34 +164,32 @@ class Comparer final : public NodeReader {
       return;
     }
     Frame& f = frames_.back();
-    const std::uint32_t a_end = a_.nodes[f.a].end;
     int order = 1;
     View x;
-    while (f.next < a_end) {
+    while (f.next < f.a_end) {
       x = a_.view(f.next);
       order = CompareSegments(x, y);
       if (order >= 0) break;
-      onlyA(f.next, first);
-      f.next = a_.nodes[f.next].end;
+      onlyA(x, first);
+      f.next = x.end;
     }
-    if (f.next >= a_end) order = 1;
+    if (f.next >= f.a_end) order = 1;
     if (order != 0) {
       path_ += SegmentText(y, first);
       if (!patterns_.ignored(path_)) onlyB(y);
       readPast(container, mark);
       return;
     }
-    const std::uint32_t xi = f.next;
-    f.next = a_.nodes[xi].end;
+    f.next = x.end;
     // A field is named only where both records name it alike.
-    path_ += SegmentText(x, first, SameName(x.node->name, y.node->name));
+    path_ += SegmentText(x, first, SameName(x.node.name, y.node.name));
     if (patterns_.ignored(path_)) {
-      scanA(xi);
+      scanA(x);
       readPast(container, mark);
       return;
     }
-    const Node& xn = *x.node;
-    if (container && xn.value == Node::kNone && SameKind(xn.wire, y.node->wire)) {
+    const Node& xn = x.node;
+    if (container && xn.value == Node::kNone && SameKind(xn.wire, y.node.wire)) {
       if (x.data != y.data && !force_) {
         // Bytes carrying different records: their fields would be named by
         // one record and read by the other.
@@ -193,20 +199,20 @@ class Comparer final : public NodeReader {
         d.a = RecordShown(x.data);
         d.b = RecordShown(y.data);
         emit(std::move(d));
-        scanA(xi);
+        scanA(x);
         readPast(true, mark);
         return;
       }
       Frame inner;
       inner.matched = true;
-      inner.a = xi;
-      inner.next = xi + 1;
+      inner.a_end = x.end;
+      inner.next = x.children;
       inner.mark = mark;
       frames_.push_back(inner);
       return;
     }
     compare(x, y);
-    scanA(xi);
+    scanA(x);
     readPast(container, mark);
   }
 
@@ -221,8 +227,8 @@ class Comparer final : public NodeReader {
   }
 
   void compare(const View& xv, const View& yv) {
-    const Node& x = *xv.node;
-    const Node& y = *yv.node;
+    const Node& x = xv.node;
+    const Node& y = yv.node;
     const bool x_leaf = x.value != Node::kNone;
     const bool y_leaf = y.value != Node::kNone;
     const bool text = x.value == Node::kText || x.value == Node::kBytes;
@@ -246,9 +252,8 @@ class Comparer final : public NodeReader {
     emit(std::move(d));
   }
 
-  void onlyA(std::uint32_t i, bool first) {
+  void onlyA(const View& v, bool first) {
     const std::size_t mark = path_.size();
-    const View v = a_.view(i);
     path_ += SegmentText(v, first);
     if (!patterns_.ignored(path_)) {
       Difference d;
@@ -258,7 +263,7 @@ class Comparer final : public NodeReader {
       d.a_number = IsNumber(v, d.a);
       emit(std::move(d));
     }
-    scanA(i);
+    scanA(v);
     path_.resize(mark);
   }
 
@@ -271,15 +276,18 @@ class Comparer final : public NodeReader {
     emit(std::move(d));
   }
 
-  // The paths under A's node `i` (path_ is its own), for the patterns that
+  // The paths under A's value `v` (path_ is its own), for the patterns that
   // have matched nothing yet.
-  void scanA(std::uint32_t i) {
-    for (std::uint32_t c = i + 1; c < a_.nodes[i].end && patterns_.tracking(); c = a_.nodes[c].end) {
+  void scanA(const View& v) {
+    if (v.node.value != Node::kNone) return;
+    for (std::uint32_t c = v.children; c < v.end && patterns_.tracking();) {
+      const View child = a_.view(c);
       const std::size_t mark = path_.size();
-      path_ += SegmentText(a_.view(c), false);
+      path_ += SegmentText(child, false);
       patterns_.seen(path_);
-      scanA(c);
+      scanA(child);
       path_.resize(mark);
+      c = child.end;
     }
   }
 

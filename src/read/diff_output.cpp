@@ -12,17 +12,18 @@ namespace diff_detail {
 
 namespace {
 
-void Flatten(const Tree& t, std::uint32_t i, std::string& path,
+void Flatten(const Tree& t, const View& v, std::string& path,
              std::vector<std::pair<std::string, std::string>>& out) {
-  const bool first = t.nodes[i].segment == Node::kRoot;
-  for (std::uint32_t c = i + 1; c < t.nodes[i].end; c = t.nodes[c].end) {
+  const bool first = v.node.segment == Node::kRoot;
+  for (std::uint32_t c = v.children; c < v.end;) {
+    const View child = t.view(c);
     const std::size_t mark = path.size();
-    const View v = t.view(c);
-    path += SegmentText(v, first);
-    const bool leaf = v.node->value != Node::kNone;
-    out.emplace_back(path, leaf ? Shown(v) : std::string());
-    if (!leaf) Flatten(t, c, path, out);
+    path += SegmentText(child, first);
+    const bool leaf = child.node.value != Node::kNone;
+    out.emplace_back(path, leaf ? Shown(child) : std::string());
+    if (!leaf) Flatten(t, child, path, out);
     path.resize(mark);
+    c = child.end;
   }
 }
 
@@ -47,7 +48,7 @@ std::vector<std::pair<std::string, std::string>> FlattenRequest(const std::strin
   }
   std::vector<std::pair<std::string, std::string>> out;
   std::string path;
-  if (!tree.nodes.empty()) diff_detail::Flatten(tree, 0, path, out);
+  if (!tree.empty()) diff_detail::Flatten(tree, tree.view(0), path, out);
   return out;
 }
 

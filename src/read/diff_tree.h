@@ -10,6 +10,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "navreq/read/walk.h"
@@ -17,47 +18,43 @@
 namespace navreq {
 namespace diff_detail {
 
-// One value of a request, in a flat array in the order of the bytes; a
-// record, list, map or carried byte array is followed by its subtree.
+// One value of a request.
 struct Node {
   enum Segment : std::uint8_t { kRoot, kField, kIndex, kKeyInt, kKeyText, kProto, kUndecoded, kEncoding };
   enum Value : std::uint8_t { kNone, kInt, kReal, kText, kBytes };
-  std::uint32_t end = 0;      // one past the last node of its subtree
-  std::uint32_t seg_len = 0;  // kKeyText: key bytes in the arena at `seg`
   Segment segment = kRoot;
   Value value = kNone;
   std::uint8_t wire = 0;
-  // kText, kBytes: the value's bytes in the arena at `num`; a container of
-  // carried bytes: the name of the record they hold, likewise.
-  std::uint32_t text_len = 0;
   std::int64_t seg = 0;        // kField: tag; kIndex: position; kKeyInt: key; kProto: number, occurrence
   const char* name = nullptr;  // kField of a declared field
-  std::int64_t num = 0;        // kInt: value; kReal: bit pattern; otherwise an arena offset (see text_len)
+  std::int64_t num = 0;        // kInt: value; kReal: bit pattern
 };
 
-// A node with the bytes it names: in the arena for a kept tree, in the walk's
-// buffers for a value being read.
+// A node with the bytes it names (in a kept tree, or in the walk's buffers
+// for a value being read) and, in a kept tree, where it and its subtree are.
 struct View {
-  const Node* node = nullptr;
-  std::string_view key;   // kKeyText: the key
-  std::string_view data;  // kText, kBytes: the value; a carried container: its record's name
+  Node node;
+  std::string_view key;        // kKeyText: the key
+  std::string_view data;       // kText, kBytes: the value; a carried container: its record's name
+  std::uint32_t children = 0;  // kept: where its first child is (a container)
+  std::uint32_t end = 0;       // kept: one past its subtree
 };
 
-struct Tree {
-  std::vector<Node> nodes;
-  std::string arena;
+// The values of a request packed into bytes, in the order of the bytes; a
+// container is followed by its subtree. Each value takes a few bytes more
+// than its own (a head byte, its type, its tag or position, a name number,
+// the value in a variable-length form, texts in full), so a tree costs about
+// twice the request it comes from, whatever its values.
+class Tree {
+ public:
+  bool empty() const { return bytes_.empty(); }
+  // The value at `at`: 0 is the top.
+  View view(std::uint32_t at) const;
 
-  View view(std::uint32_t i) const {
-    const Node& n = nodes[i];
-    View v;
-    v.node = &n;
-    if (n.segment == Node::kKeyText)
-      v.key = std::string_view(arena).substr(static_cast<std::size_t>(n.seg), n.seg_len);
-    if (n.value != Node::kInt && n.value != Node::kReal) {
-      v.data = std::string_view(arena).substr(static_cast<std::size_t>(n.num), n.text_len);
-    }
-    return v;
-  }
+ private:
+  friend class TreeBuilder;
+  std::string bytes_;
+  std::vector<const char*> names_;  // field names, by number
 };
 
 // The record name of carried bytes that hold a protocol-buffers message
@@ -131,10 +128,13 @@ class TreeBuilder final : public NodeReader {
   void onLeaf(const View& v) override;
   void onOpen(const View& v) override;
   void onClose() override;
-  Node kept(const View& v);
+  void put(const View& v, bool container);
+  void varint(std::uint64_t v);
+  void text(std::string_view t);
 
   Tree& tree_;
-  std::vector<std::size_t> stack_;  // the containers open, by node
+  std::vector<std::uint32_t> stack_;  // the containers open: where their end is written
+  std::unordered_map<const char*, std::uint32_t> name_numbers_;
 };
 
 // The text of a value's level in a path ("" for the root); the field's name
