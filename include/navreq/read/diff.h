@@ -80,8 +80,8 @@ using DifferenceSink = std::function<void(const Difference&)>;
 [[nodiscard]] bool PathMatches(const std::string& pattern, const std::string& path);
 
 // Compares the requests in `a` and `b` (bytes), sending each difference to
-// `sink` as it is found. Memory: A's values (about 40 bytes each, its texts
-// once) and B's inflated body, whatever the number of differences.
+// `sink` as it is found. Memory: A's values packed (about twice A's bytes,
+// inflated) and B's inflated body, whatever the number of differences.
 [[nodiscard]] DiffReport DiffRequests(const std::string& a, const std::string& b, const DiffOptions& options,
                                       const DifferenceSink& sink);
 
