@@ -4,6 +4,7 @@
 // array written one difference at a time.
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
@@ -216,6 +217,47 @@ TEST(DiffJson, WrittenOneByOneAsTheWholeArray) {
             "[\n  {\n    \"path\": \"header.imei\",\n    \"a\": \"\\\"x\\\"\",\n    \"b\": null\n  }");
   writer.finish();
   EXPECT_EQ(out.str(), nlohmann::ordered_json::array({expected[1]}).dump(2));
+}
+
+}  // namespace
+
+namespace {
+
+// Bytes of no known envelope, one value of every form the kept tree packs:
+// a text, the extremes of a 64-bit integer, both reals, a map by integer keys
+// (one negative) and one by text keys, a list of records, plain bytes.
+std::string EveryForm(std::int64_t low, std::int64_t high) {
+  // A text first: both envelopes begin with an integer.
+  return FromHex(Str(0, "tx") + Int(1, low) + Int(2, high) + Double(3, -1.5) + Float(4, 0.25f) + Map(5, 2) +
+                 Int(0, -5) + Str(1, "v") + Int(0, 300) + Str(1, "w") + Map(6, 1) + Str(0, "k y") +
+                 Int(1, 9) + List(7, 2) + Struct(0, Int(0, 1)) + Struct(0, Int(0, 2)) + Bytes(8, "ab"));
+}
+
+TEST(DiffTree, EveryValueFormComesBackAsRead) {
+  const std::string bytes = EveryForm(INT64_MIN, INT64_MAX);
+  std::string listed;
+  for (const auto& [path, value] : navreq::FlattenRequest(bytes)) listed += path + " = " + value + "\n";
+  EXPECT_EQ(listed,
+            "0 = \"tx\"\n"
+            "1 = -9223372036854775808\n"
+            "2 = 9223372036854775807\n"
+            "3 = -1.5\n"
+            "4 = 0.25\n"
+            "5 = \n"
+            "5[-5] = \"v\"\n"
+            "5[300] = \"w\"\n"
+            "6 = \n"
+            "6[\"k y\"] = 9\n"
+            "7 = \n"
+            "7[0] = \n"
+            "7[0].0 = 1\n"
+            "7[1] = \n"
+            "7[1].0 = 2\n"
+            "8 = 6162\n");
+  EXPECT_TRUE(navreq::DiffRequests(bytes, bytes, {}).empty());
+  EXPECT_EQ(Lines(navreq::DiffRequests(bytes, EveryForm(INT64_MAX, INT64_MIN), {})),
+            "1: -9223372036854775808 -> 9223372036854775807\n"
+            "2: 9223372036854775807 -> -9223372036854775808\n");
 }
 
 }  // namespace
