@@ -1,4 +1,5 @@
 #include <nlohmann/json.hpp>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -11,17 +12,28 @@ namespace diff_detail {
 
 namespace {
 
-void Flatten(const Tree& t, std::uint32_t i, std::string& path,
+void Flatten(const Tree& t, const View& v, std::string& path,
              std::vector<std::pair<std::string, std::string>>& out) {
-  const bool first = t.nodes[i].segment == Node::kRoot;
-  for (std::uint32_t c = i + 1; c < t.nodes[i].end; c = t.nodes[c].end) {
+  const bool first = v.node.segment == Node::kRoot;
+  for (std::uint32_t c = v.children; c < v.end;) {
+    const View child = t.view(c);
     const std::size_t mark = path.size();
-    path += SegmentText(t, t.nodes[c], first);
-    const Node& n = t.nodes[c];
-    out.emplace_back(path, n.value == Node::kNone ? std::string() : Shown(t, n));
-    if (n.value == Node::kNone) Flatten(t, c, path, out);
+    path += SegmentText(child, first);
+    const bool leaf = child.node.value != Node::kNone;
+    out.emplace_back(path, leaf ? Shown(child) : std::string());
+    if (!leaf) Flatten(t, child, path, out);
     path.resize(mark);
+    c = child.end;
   }
+}
+
+nlohmann::ordered_json JsonValue(bool present, const std::string& text, bool number) {
+  if (!present) return nullptr;
+  if (number) {
+    const auto parsed = nlohmann::ordered_json::parse(text, nullptr, false);
+    if (!parsed.is_discarded()) return parsed;
+  }
+  return text;
 }
 
 }  // namespace
@@ -29,10 +41,14 @@ void Flatten(const Tree& t, std::uint32_t i, std::string& path,
 }  // namespace diff_detail
 
 std::vector<std::pair<std::string, std::string>> FlattenRequest(const std::string& bytes) {
-  const diff_detail::Tree tree = diff_detail::Collect(bytes);
+  diff_detail::Tree tree;
+  {
+    diff_detail::TreeBuilder builder(tree);
+    (void)Walk(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), builder);
+  }
   std::vector<std::pair<std::string, std::string>> out;
   std::string path;
-  if (!tree.nodes.empty()) diff_detail::Flatten(tree, 0, path, out);
+  if (!tree.empty()) diff_detail::Flatten(tree, tree.view(0), path, out);
   return out;
 }
 
@@ -42,25 +58,56 @@ std::string DifferenceLine(const Difference& d) {
   return d.path + ": " + d.a + " -> " + d.b;
 }
 
-std::string DifferencesJson(const std::vector<Difference>& diffs, bool with_lines) {
-  nlohmann::ordered_json list = nlohmann::ordered_json::array();
-  for (const Difference& d : diffs) {
-    nlohmann::ordered_json item;
-    item["path"] = d.path;
-    auto value = [](bool present, const std::string& text, bool number) -> nlohmann::ordered_json {
-      if (!present) return nullptr;
-      if (number) {
-        const auto parsed = nlohmann::ordered_json::parse(text, nullptr, false);
-        if (!parsed.is_discarded()) return parsed;
-      }
-      return text;
-    };
-    item["a"] = value(!d.only_b, d.a, d.a_number);
-    item["b"] = value(!d.only_a, d.b, d.b_number);
-    if (with_lines) item["line"] = DifferenceLine(d);
-    list.push_back(std::move(item));
+std::vector<std::string> DiffTroubleLines(const DiffReport& report) {
+  std::vector<std::string> lines;
+  if (report.a.status != 0) lines.push_back("A: " + report.a.problem);
+  if (report.b.status != 0) lines.push_back("B: " + report.b.problem);
+  if (report.kind_mismatch) {
+    lines.push_back("A is " + report.a.kind + ", B is " + report.b.kind +
+                    ": requests of different commands (--force compares them all the same)");
   }
-  return list.dump(with_lines ? -1 : 2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+  return lines;
+}
+
+void DifferencesJsonWriter::add(const Difference& d) {
+  nlohmann::ordered_json item;
+  item["path"] = d.path;
+  item["a"] = diff_detail::JsonValue(!d.only_b, d.a, d.a_number);
+  item["b"] = diff_detail::JsonValue(!d.only_a, d.b, d.b_number);
+  if (with_lines_) item["line"] = DifferenceLine(d);
+  const auto replace = nlohmann::ordered_json::error_handler_t::replace;
+  if (with_lines_) {
+    out_ << (any_ ? "," : "[") << item.dump(-1, ' ', false, replace);
+  } else {
+    // The array indented by two, as a whole array dumped with indent 2 is:
+    // every line of the item two deeper.
+    const std::string text = item.dump(2, ' ', false, replace);
+    out_ << (any_ ? ",\n  " : "[\n  ");
+    std::size_t from = 0;
+    for (std::size_t nl = text.find('\n'); nl != std::string::npos; nl = text.find('\n', from)) {
+      out_.write(text.data() + from, static_cast<std::streamsize>(nl + 1 - from));
+      out_ << "  ";
+      from = nl + 1;
+    }
+    out_ << std::string_view(text).substr(from);
+  }
+  any_ = true;
+}
+
+void DifferencesJsonWriter::finish() {
+  if (!any_) {
+    out_ << "[]";
+  } else {
+    out_ << (with_lines_ ? "]" : "\n]");
+  }
+}
+
+std::string DifferencesJson(const std::vector<Difference>& diffs, bool with_lines) {
+  std::ostringstream out;
+  DifferencesJsonWriter writer(out, with_lines);
+  for (const Difference& d : diffs) writer.add(d);
+  writer.finish();
+  return out.str();
 }
 
 }  // namespace navreq

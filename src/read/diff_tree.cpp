@@ -1,5 +1,6 @@
 #include "diff_tree.h"
 
+#include <cstdint>
 #include <cstring>
 #include <map>
 #include <string>
@@ -9,6 +10,7 @@
 #include "navreq/read/text.h"
 #include "navreq/read/views.h"
 #include "navreq/read/walk.h"
+#include "request_records.h"
 #include "wire_cursor.h"
 
 namespace navreq {
@@ -26,21 +28,62 @@ std::string BytesShown(std::string_view data) {
   return text;
 }
 
-}  // namespace
-
-void Collector::begin(std::string_view, std::size_t size, bool, std::size_t inflated, std::string_view) {
-  // About one value per four bytes: grown rarely.
-  tree_.nodes.reserve((inflated > size ? inflated : size) / 4 + 16);
-  push(Node());
+// What is wrong with a value, in dump's words; empty when nothing is.
+std::string ProblemText(const Item& item) {
+  const Problem p = item.problem != Problem::kNone ? item.problem : item.also;
+  const std::string tag = std::to_string(item.tag);
+  switch (p) {
+    case Problem::kNone:
+      break;
+    case Problem::kUnknownTag:
+      return "unknown tag " + tag;
+    case Problem::kDuplicateTag:
+    case Problem::kOutOfOrder:
+      return "repeated or out-of-order tag " + tag;
+    case Problem::kUnexpectedTag:
+      return "unexpected tag " + tag + (item.role == Role::kValue ? ": 1 expected" : ": 0 expected");
+    case Problem::kDuplicateKey:
+      return "repeated key";
+    case Problem::kTypeMismatch:
+      return std::string("type mismatch: declared ") +
+             (item.declared != nullptr ? item.declared->name() : "?") + ", head " + WireName(item.wire);
+    case Problem::kOutOfRange:
+      return std::string("type mismatch: value outside ") +
+             (item.declared != nullptr ? item.declared->name() : "?");
+  }
+  return {};
 }
 
-void Collector::end() {
+bool Fits32(std::int64_t v) { return v >= INT32_MIN && v <= INT32_MAX; }
+
+}  // namespace
+
+void NodeReader::begin(std::string_view record, std::size_t size, bool, std::size_t inflated,
+                       std::string_view) {
+  envelope_ = std::string(record);
+  expect(inflated > size ? inflated : size);
+  push(Node(), {});
+}
+
+void NodeReader::end() {
   while (!open_.empty()) pop();
 }
 
-void Collector::scalar(const Item& item, const Scalar& v) {
+void NodeReader::scalar(const Item& item, const Scalar& v) {
+  noteItem(item);
   if (skipping_ > 0 || item.role == Role::kKey) return;  // a key names its value
+  if (open_.size() == 1 && item.role == Role::kField) {
+    // The envelope's fields that say which request this is.
+    const bool text = item.wire == kKseString1 || item.wire == kKseString4;
+    if (envelope_ == PackageInfo().name) {
+      if (item.tag == kPackageCommandTag && !text) number_ = v.integer;
+      if (item.tag == kPackageCommandNameTag && text) command_ = std::string(v.text);
+    } else if (envelope_ == PacketInfo().name && item.tag == kPacketKindTag && !text) {
+      number_ = v.integer;
+    }
+  }
   Node n = node(item);
+  std::string_view data;
   switch (item.wire) {
     case kKseFloat:
     case kKseDouble:
@@ -50,32 +93,33 @@ void Collector::scalar(const Item& item, const Scalar& v) {
     case kKseString1:
     case kKseString4:
       n.value = Node::kText;
-      keep(n, v.text);
+      data = v.text;
       break;
     default:
       n.value = Node::kInt;
       n.num = v.integer;
   }
-  leaf(n);
+  leaf(n, data, item.key);
 }
 
-void Collector::bytes(const Item& item, std::string_view data) {
+void NodeReader::bytes(const Item& item, std::string_view data) {
+  noteItem(item);
   if (skipping_ > 0 || item.role == Role::kKey) return;
   Node n = node(item);
   n.value = Node::kBytes;
-  keep(n, data);
-  leaf(n);
+  leaf(n, data, item.key);
 }
 
-void Collector::open(const Item& item, std::int64_t) {
+void NodeReader::open(const Item& item, std::int64_t) {
+  noteItem(item);
   if (skipping_ > 0 || item.role == Role::kKey) {
     ++skipping_;
     return;
   }
-  push(node(item));
+  push(node(item), {}, item.key);
 }
 
-void Collector::close(const Item&) {
+void NodeReader::close(const Item&) {
   if (skipping_ > 0) {
     --skipping_;
     return;
@@ -83,35 +127,35 @@ void Collector::close(const Item&) {
   pop();
 }
 
-void Collector::openEmbedded(const Item& item, std::string_view data, const Embedding& e) {
-  // An inflated body holds about one value per two or three bytes.
-  if (tree_.nodes.capacity() - tree_.nodes.size() < data.size() / 3) {
-    tree_.nodes.reserve(tree_.nodes.size() + data.size() / 3 + 16);
+void NodeReader::openEmbedded(const Item& item, std::string_view data, const Embedding& e) {
+  noteItem(item);
+  if (skipping_ > 0 || item.role == Role::kKey) {
+    ++skipping_;
+    return;
   }
-  const bool shown = skipping_ == 0 && item.role != Role::kKey;
-  open(item, 0);
-  if (shown) encoding_.push_back(e.encoding_problem);
+  expect(data.size());
+  push(node(item), e.protobuf ? std::string_view(kMessageCarried) : e.record, item.key);
+  encoding_.push_back(e.encoding_problem);
+  if (e.encoding_problem != nullptr) note(e.encoding_problem, nullptr);
 }
 
-void Collector::closeEmbedded(const Item& item) {
+void NodeReader::closeEmbedded(const Item& item) {
   if (skipping_ == 0) {
-    // Last among the body's children, as its segment kind sorts; only
-    // where it is wrong, so the same body sent as the table says differs here.
+    // Only where it is wrong, so the same body sent as the table says differs here.
     const char* problem = encoding_.back();
     encoding_.pop_back();
     if (problem != nullptr) {
       Node n;
       n.segment = Node::kEncoding;
       n.value = Node::kText;
-      keep(n, problem);
-      leaf(n);
+      leaf(n, problem);
     }
   }
   close(item);
 }
 
-void Collector::protobufField(std::size_t, std::size_t, std::uint64_t number, int wire, std::uint64_t value,
-                              std::string_view data) {
+void NodeReader::protobufField(std::size_t, std::size_t, std::uint64_t number, int wire, std::uint64_t value,
+                               std::string_view data) {
   if (skipping_ > 0) return;
   std::map<std::uint64_t, std::int64_t>& seen = occurrences_.back();
   Node n;
@@ -120,25 +164,49 @@ void Collector::protobufField(std::size_t, std::size_t, std::uint64_t number, in
   n.wire = static_cast<std::uint8_t>(wire);
   if (wire == 2) {
     n.value = Node::kBytes;
-    keep(n, data);
+    leaf(n, data);
   } else {
     n.value = Node::kInt;
     n.num = static_cast<std::int64_t>(value);
+    leaf(n, {});
   }
-  leaf(n);
 }
 
-void Collector::undecoded(std::size_t, std::string_view rest, const std::string&) {
+void NodeReader::missing(const FieldInfo& field) {
+  if (!problem_.empty()) return;
+  note("missing: " + std::to_string(field.tag) + " " + field.name + " (" + field.type->name() + ")", nullptr);
+}
+
+void NodeReader::undecoded(std::size_t offset, std::string_view rest, const std::string& why) {
+  note("decoding stopped at offset " + std::to_string(offset) + ": " + why, nullptr);
   if (skipping_ > 0) return;
   Node n;
   n.segment = Node::kUndecoded;
   n.wire = kKseSimpleList;
   n.value = Node::kBytes;
-  keep(n, rest);
-  leaf(n);
+  leaf(n, rest);
 }
 
-Node Collector::node(const Item& item) {
+InputFacts NodeReader::facts() const {
+  InputFacts f;
+  f.problem = problem_;
+  if (envelope_ == PackageInfo().name) {
+    const navkse::CommandInfo* c =
+        Fits32(number_) ? navkse::findPackageCommand(static_cast<std::int32_t>(number_), command_) : nullptr;
+    f.kind =
+        c != nullptr ? std::string(c->name) : "command " + std::to_string(number_) + " " + Quote(command_);
+  } else if (envelope_ == PacketInfo().name) {
+    const navkse::CommandInfo* c =
+        Fits32(number_) ? navkse::findPacketKind(static_cast<std::int32_t>(number_)) : nullptr;
+    f.kind =
+        "Packet kind " + std::to_string(number_) + (c != nullptr ? " (" + std::string(c->entry) + ")" : "");
+  } else if (f.problem.empty()) {
+    f.problem = "no envelope recognised: neither a Package nor a Packet";
+  }
+  return f;
+}
+
+Node NodeReader::node(const Item& item) const {
   Node n;
   n.wire = item.wire;
   switch (item.role) {
@@ -159,9 +227,6 @@ Node Collector::node(const Item& item) {
         n.seg = k;
       } else {
         n.segment = Node::kKeyText;
-        n.seg = static_cast<std::int64_t>(tree_.arena.size());
-        n.seg_len = static_cast<std::uint32_t>(item.key.size());
-        tree_.arena.append(item.key);
       }
       break;
     }
@@ -169,50 +234,68 @@ Node Collector::node(const Item& item) {
   return n;
 }
 
-void Collector::keep(Node& n, std::string_view data) {
-  n.num = static_cast<std::int64_t>(tree_.arena.size());
-  n.text_len = static_cast<std::uint32_t>(data.size());
-  tree_.arena.append(data);
+void NodeReader::leaf(const Node& n, std::string_view data, std::string_view key) {
+  View v;
+  v.node = n;
+  v.key = key;
+  v.data = data;
+  onLeaf(v);
 }
 
-void Collector::leaf(Node& n) {
-  n.end = static_cast<std::uint32_t>(tree_.nodes.size() + 1);
-  tree_.nodes.push_back(n);
-}
-
-void Collector::push(const Node& n) {
-  open_.push_back(tree_.nodes.size());
-  tree_.nodes.push_back(n);
+void NodeReader::push(const Node& n, std::string_view data, std::string_view key) {
+  open_.push_back(n);
+  keys_.push_back(key);
   occurrences_.emplace_back();
+  View v;
+  v.node = n;
+  v.key = key;
+  v.data = data;
+  onOpen(v);
 }
 
-void Collector::pop() {
-  tree_.nodes[open_.back()].end = static_cast<std::uint32_t>(tree_.nodes.size());
+void NodeReader::pop() {
   open_.pop_back();
+  keys_.pop_back();
   occurrences_.pop_back();
+  onClose();
 }
 
-Tree Collect(const std::string& bytes) {
-  Tree tree;
-  Collector collector(tree);
-  (void)Walk(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), collector);
-  return tree;
+void NodeReader::note(const std::string& what, const View* last) {
+  if (!problem_.empty()) return;
+  std::string path;
+  for (std::size_t i = 1; i < open_.size(); ++i) {
+    View v;
+    v.node = open_[i];
+    v.key = keys_[i];
+    path += SegmentText(v, i == 1);
+  }
+  if (last != nullptr) path += SegmentText(*last, open_.size() <= 1);
+  problem_ = path.empty() ? what : path + ": " + what;
 }
 
-std::string SegmentText(const Tree& t, const Node& n, bool first) {
+void NodeReader::noteItem(const Item& item) {
+  if (!problem_.empty() || (item.problem == Problem::kNone && item.also == Problem::kNone)) return;
+  View v;
+  v.node = node(item);
+  v.key = item.key;
+  note(ProblemText(item), &v);
+}
+
+std::string SegmentText(const View& v, bool first, bool named) {
+  const Node& n = v.node;
   std::string text;
   switch (n.segment) {
     case Node::kRoot:
       break;
     case Node::kField:
-      AppendFieldLevel(text, n.name, n.seg, first);
+      AppendFieldLevel(text, named ? n.name : nullptr, n.seg, first);
       break;
     case Node::kIndex:
     case Node::kKeyInt:
       AppendIndexLevel(text, n.seg);
       break;
     case Node::kKeyText:
-      AppendKeyLevel(text, t.bytes(static_cast<std::uint64_t>(n.seg), n.seg_len), false);
+      AppendKeyLevel(text, v.key, false);
       break;
     case Node::kProto:
       AppendProtobufLevel(text, static_cast<std::uint64_t>(n.seg) >> 20,
@@ -228,7 +311,8 @@ std::string SegmentText(const Tree& t, const Node& n, bool first) {
   return text;
 }
 
-std::string Shown(const Tree& t, const Node& n) {
+std::string Shown(const View& v) {
+  const Node& n = v.node;
   switch (n.value) {
     case Node::kNone:
       return WireName(n.wire);
@@ -250,9 +334,9 @@ std::string Shown(const Tree& t, const Node& n) {
       return RealText(item, s);
     }
     case Node::kText:
-      return Quote(t.bytes(static_cast<std::uint64_t>(n.num), n.text_len));
+      return Quote(v.data);
     case Node::kBytes:
-      return BytesShown(t.bytes(static_cast<std::uint64_t>(n.num), n.text_len));
+      return BytesShown(v.data);
   }
   return {};
 }

@@ -240,10 +240,11 @@ TEST(InputFormsCli, DiffReadsItsInputsAsDumpDoes) {
   EXPECT_EQ(same.status, 0) << same.err;
   EXPECT_EQ(same.out, "");
   const auto broken = RunTool({"diff", dir.file("route.bin"), "-"}, "0c1");
-  EXPECT_EQ(broken.status, 65);
+  // An input that cannot be read is trouble for diff, named as A or B.
+  EXPECT_EQ(broken.status, 2);
   EXPECT_EQ(
       broken.err,
-      "navreq diff: standard input: hex text with an odd number of digits (3) ending at line 1, column 4; "
+      "navreq diff: B: standard input: hex text with an odd number of digits (3) ending at line 1, column 4; "
       "navreq dump --raw reads it as raw bytes\n");
 }
 

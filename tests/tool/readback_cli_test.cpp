@@ -258,8 +258,10 @@ TEST(EditAndDiff, RouteSearchBodySentPlain) {
             "sent plain, though this command's body is always gzip-compressed");
 
   const auto diff = RunTool({"diff", dir.file("route.bin"), dir.file("plain.bin")});
-  EXPECT_EQ(diff.status, 1) << diff.err;
+  EXPECT_EQ(diff.status, 2) << diff.err;
   EXPECT_EQ(diff.out, "body.<encoding>: only in B\n");
+  EXPECT_EQ(diff.err,
+            "navreq diff: B: body: sent plain, though this command's body is always gzip-compressed\n");
   // The refresh's body is sent plain by design, though its Package says gzip.
   WriteFile(dir.file("refresh.bin"), ExampleBytes("refresh"));
   EXPECT_EQ(RunTool({"dump", dir.file("refresh.bin")}).status, 0);
@@ -283,16 +285,19 @@ TEST(EditAndDiff, DiffExitStatuses) {
   ScratchDir dir;
   WriteFile(dir.file("a.bin"), ExampleBytes("plus"));
   WriteFile(dir.file("b.bin"), ExampleBytes("slice"));
+  // Two commands: trouble, the differences printed all the same.
   const auto diff = RunTool({"diff", dir.file("a.bin"), dir.file("b.bin"), "--json"});
-  EXPECT_EQ(diff.status, 1);
+  EXPECT_EQ(diff.status, 2);
   const nlohmann::json list = nlohmann::json::parse(diff.out);
   ASSERT_TRUE(list.is_array());
   EXPECT_EQ(list[0],
             nlohmann::json::parse(
                 R"({"path": "cmd_name", "a": "\"REQ_ROUTE_PLUS\"", "b": "\"REQ_GUIDANCE_SLICE\""})"));
+  EXPECT_EQ(diff.err.rfind("navreq diff: A is REQ_ROUTE_PLUS, B is REQ_GUIDANCE_SLICE", 0), 0u) << diff.err;
+  EXPECT_EQ(RunTool({"diff", "--force", dir.file("a.bin"), dir.file("b.bin")}).status, 1);
   EXPECT_EQ(RunTool({"diff", dir.file("a.bin")}).status, 64);
   EXPECT_EQ(RunTool({"diff", "-", "-"}).status, 64);
-  EXPECT_EQ(RunTool({"diff", dir.file("a.bin"), "/nonexistent/b.bin"}).status, 65);
+  EXPECT_EQ(RunTool({"diff", dir.file("a.bin"), "/nonexistent/b.bin"}).status, 2);
 }
 
 // ---- bounds ----

@@ -77,9 +77,9 @@ std::string SliceBody(int value1 = 300) {
 
 // A Package around `body` with a header that holds only tag 0 (the rest is
 // reported missing) and the "apikey" entry.
-std::string PackageWith(const std::string& body, int cmd = 84) {
-  return FromHex(Int(0, 0) + Int(1, cmd) + Str(2, "REQ_GUIDANCE_SLICE") + Int(3, 0) + Int(4, 3) + Str(5, "") +
-                 Str(6, "0") + Bytes(7, FromHex(Int(0, 5))) + Bytes(8, body) + List(9, 1) +
+std::string PackageWith(const std::string& body, int cmd = 84, int reserved3 = 0) {
+  return FromHex(Int(0, 0) + Int(1, cmd) + Str(2, "REQ_GUIDANCE_SLICE") + Int(3, reserved3) + Int(4, 3) +
+                 Str(5, "") + Str(6, "0") + Bytes(7, FromHex(Int(0, 5))) + Bytes(8, body) + List(9, 1) +
                  Struct(0, Str(0, "apikey") + Bytes(1, "key1")));
 }
 
@@ -305,9 +305,20 @@ TEST(Pack, MalformedTreesNameTheJsonPath) {
 // ---- diff ----
 
 TEST(Diff, OneChangedFieldIsOneLine) {
-  const auto diffs = navreq::DiffRequests(PackageWith(SliceBody(), 84), PackageWith(SliceBody(), 85), {});
+  const auto diffs =
+      navreq::DiffRequests(PackageWith(SliceBody(), 84, 0), PackageWith(SliceBody(), 84, 7), {});
   ASSERT_EQ(diffs.size(), 1u);
+  EXPECT_EQ(navreq::DifferenceLine(diffs[0]), "reserved3: 0 -> 7");
+}
+
+// Command 85 is not in the table: B's body is fields of no known record, and
+// is not read with the names of A's.
+TEST(Diff, ABodyIsNotReadWithTheNamesOfAnotherRecord) {
+  const auto diffs = navreq::DiffRequests(PackageWith(SliceBody(), 84), PackageWith(SliceBody(), 85), {});
+  ASSERT_EQ(diffs.size(), 2u);
   EXPECT_EQ(navreq::DifferenceLine(diffs[0]), "cmd: 84 -> 85");
+  EXPECT_EQ(navreq::DifferenceLine(diffs[1]),
+            "body: record ugs_guidance_slice_req_t -> fields of no known record");
 }
 
 TEST(Diff, BodiesAreComparedInflated) {
@@ -341,11 +352,11 @@ TEST(Diff, ElementsOnlyOnOneSideAndHeadChanges) {
 }
 
 TEST(Diff, IgnoredPathsAndTheirChildrenAreLeftOut) {
-  const std::string a = PackageWith(SliceBody(300), 84);
-  const std::string b = PackageWith(SliceBody(301), 85);
-  EXPECT_EQ(navreq::DiffRequests(a, b, {"cmd", "body"}).size(), 0u);
+  const std::string a = PackageWith(SliceBody(300), 84, 0);
+  const std::string b = PackageWith(SliceBody(301), 84, 1);
+  EXPECT_EQ(navreq::DiffRequests(a, b, {"reserved3", "body"}).size(), 0u);
   EXPECT_EQ(navreq::DiffRequests(a, b, {"**.slice_value*"}).size(), 1u);
-  EXPECT_EQ(navreq::DiffRequests(a, b, {"body.slices[*].*", "c*"}).size(), 0u);
+  EXPECT_EQ(navreq::DiffRequests(a, b, {"body.slices[*].*", "r*"}).size(), 0u);
   EXPECT_EQ(navreq::DiffRequests(a, b, {"body.*"}).size(), 1u);
 }
 

@@ -21,6 +21,9 @@ namespace tool {
 
 namespace {
 
+// diff: an input that cannot be read (as for an input with a problem).
+constexpr int kExitDiffTrouble = 2;
+
 // Flushes `out` and reports whether everything written reached it.
 bool Flushed(std::ostream& out) {
   out.flush();
@@ -124,22 +127,36 @@ int RunDiff(const DiffOptions& options, std::ostream& out, std::ostream& err) {
   std::string b;
   std::string error;
   const std::string raw_hint = "; navreq dump --raw reads it as raw bytes";
-  if (!ReadRequestBytes(options.a, InputMode::kDetect, a, error, raw_hint) ||
-      !ReadRequestBytes(options.b, InputMode::kDetect, b, error, raw_hint)) {
-    err << "navreq diff: " << error << "\n";
-    return kExitBadInput;
+  if (!ReadRequestBytes(options.a, InputMode::kDetect, a, error, raw_hint)) {
+    err << "navreq diff: A: " << error << "\n";
+    return kExitDiffTrouble;
   }
-  const std::vector<Difference> diffs = DiffRequests(a, b, options.ignore);
+  if (!ReadRequestBytes(options.b, InputMode::kDetect, b, error, raw_hint)) {
+    err << "navreq diff: B: " << error << "\n";
+    return kExitDiffTrouble;
+  }
+  navreq::DiffOptions compare;
+  compare.ignore = options.ignore;
+  compare.force = options.force;
+  // Each difference is written as it is found: memory does not grow with them.
+  DiffReport report;
   if (options.json) {
-    out << DifferencesJson(diffs, false) << "\n";
+    DifferencesJsonWriter writer(out, false);
+    report = DiffRequests(a, b, compare, [&writer](const Difference& d) { writer.add(d); });
+    writer.finish();
+    out << "\n";
   } else {
-    for (const Difference& d : diffs) out << DifferenceLine(d) << "\n";
+    report = DiffRequests(a, b, compare, [&out](const Difference& d) { out << DifferenceLine(d) << '\n'; });
   }
   if (!Flushed(out)) {
     err << "navreq diff: cannot write standard output\n";
     return kExitCannotWrite;
   }
-  return diffs.empty() ? 0 : 1;
+  for (const std::string& line : DiffTroubleLines(report)) err << "navreq diff: " << line << "\n";
+  for (const std::string& pattern : report.unmatched_ignores) {
+    err << "navreq diff: warning: --ignore " << pattern << " matches no path of A or B\n";
+  }
+  return report.status();
 }
 
 }  // namespace tool

@@ -28,6 +28,7 @@ struct DiffOptions {
   std::string a;
   std::string b;
   bool json = false;
+  bool force = false;  // compare requests of different commands all the same
   std::vector<std::string> ignore;
 };
 

@@ -43,17 +43,33 @@ void AddReadbackCommands(CLI::App& app, DumpOptions& dump, PackOptions& pack, Di
   f->add_option("B", diff.b, "The second request, raw or as text (read as dump reads it); - for stdin")
       ->required();
   f->add_flag("--json", diff.json, "Print the differences as a JSON array of {path, a, b}");
+  f->add_flag("--force", diff.force, "Compare requests of different commands all the same");
   f->add_option("--ignore", diff.ignore, "Leave out PATH and everything under it (repeatable)")
       ->type_name("PATH")
       ->allow_extra_args(false);
+  // The examples are run as written by a test (tests/tool/diff_cli_test.cpp):
+  // each ends with the exit status it gives on the example requests.
   f->footer(
       "One line per difference: PATH: A-VALUE -> B-VALUE, PATH: only in A, PATH: only in B.\n"
       "PATH names each level by field name (by tag where the record is not known), list elements by\n"
-      "position and map values by key in brackets: body.start[0].point.x, header.imei,\n"
-      "body.side_records[toGuidance].field. In --ignore, * matches one level (or any characters\n"
-      "within a level) and ** any number of levels: --ignore '**.timestamp' --ignore 'header.*'.\n"
-      "Compressed bodies are compared inflated.\n"
-      "Exit status: 0 no differences; 1 differences; 65 an input cannot be read; 64 bad command line.");
+      "position and map values by key in brackets: body.start.point.longitude, header.imei,\n"
+      "body.via_points[1].point.latitude, body.side_records[toGuidance]. In --ignore, * matches one\n"
+      "level (or any characters within a level) and ** any number of levels: '**.timeSeconds'. A\n"
+      "pattern that matches no path of A or B is reported on standard error. Compressed bodies are\n"
+      "compared inflated. Requests of different commands are trouble; with --force they are compared,\n"
+      "a field named only where both bodies' records name it alike (by its tag elsewhere).\n"
+      "Exit status: 0 no differences; 1 differences; 2 trouble: an input that cannot be read or in\n"
+      "which dump finds a problem, or requests of different commands without --force (the first line\n"
+      "on standard error names the input and the problem; the differences found are still printed);\n"
+      "64 bad command line; 73 standard output not written.\n"
+      "Examples, on requests written by navreq encode (examples/*.json):\n"
+      "  navreq diff route.hex route.hex                                # 0: no differences\n"
+      "  navreq diff plus.hex slice.hex                                 # 2: different commands\n"
+      "  navreq diff plus.hex slice.hex --force --ignore cmd_name       # 1: the slices differ\n"
+      "  navreq diff --json plus.hex slice.hex --force                  # 1: the same as JSON\n"
+      "  navreq diff route.hex route.hex --ignore body.start.point.longitude --ignore header.imei \\\n"
+      "      --ignore 'body.via_points[1].point.latitude' --ignore 'body.side_records[toGuidance]' \\\n"
+      "      --ignore '**.timeSeconds'                                  # 0");
 }
 
 int RunReadback(const CLI::App& app, const DumpOptions& dump, const PackOptions& pack,
