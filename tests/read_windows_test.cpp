@@ -221,6 +221,12 @@ TEST(ReadWindows, ListCutShortInsideAnItem) {
   EXPECT_EQ(items, Whole(bytes, c));
   ASSERT_EQ(items.size(), 300u);
   EXPECT_EQ(items[299]["incomplete"], true);
+  // The last window again: its mark is past the item decoding stopped in.
+  const navreq::JsonViewOptions last = Window(c, 256, 0, 64);
+  std::ostringstream again;
+  windows.write(again, last);
+  EXPECT_EQ(again.str(), Fresh(bytes, last));
+  EXPECT_EQ(nlohmann::json::parse(again.str())["items"].size(), 44u);
   const std::optional<navreq::ItemsMark> past = navreq::FindItems(Data(bytes), bytes.size(), c.node, 400);
   ASSERT_TRUE(past.has_value());
   EXPECT_TRUE(past->stopped);  // nothing follows: decoding stopped before item 400

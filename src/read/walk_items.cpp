@@ -118,7 +118,7 @@ void Walker::seekItems(WireCursor& c, ItemsMark::Frame& frame) {
   throw SeekDone{};
 }
 
-void Walker::resume(ItemsMark& mark, std::uint64_t until) {
+void Walker::resume(ItemsMark& mark, std::uint64_t until, const std::uint64_t& values) {
   ItemsMark::Frame& frame = mark.frame;
   frame.container.key = frame.container_key;
   const auto count = static_cast<std::uint64_t>(frame.container.count);
@@ -131,8 +131,10 @@ void Walker::resume(ItemsMark& mark, std::uint64_t until) {
   WireCursor c(frame.bytes, mark.offset);
   open_.push_back(frame.container);
   inner_stop_ = false;
+  std::uint64_t before = values;
   try {
     while (mark.index < count && mark.index < until && !sink_.full()) {
+      before = values;
       item(c, frame, static_cast<std::int64_t>(mark.index));
       ++mark.index;
       mark.offset = c.pos();
@@ -146,6 +148,8 @@ void Walker::resume(ItemsMark& mark, std::uint64_t until) {
       open.stopped = true;
       sink_.close(open);
     }
+    // The item was shown (in part) or never was: either way none follows.
+    if (values > before) ++mark.index;
     mark.stopped = true;
     ++summary_.undecoded;
     sink_.stopCause(stop.kind, stop.at != kNoOffset ? stop.at : stop.offset, stop.at != kNoOffset);
@@ -184,7 +188,7 @@ WalkSummary WalkItems(ItemsMark& mark, TreeSink& sink, std::uint64_t until) {
   walk_detail::Walker walker(counted, summary);
   walker.setFollow(mark.frame.follow);
   counted.begin("", mark.frame.bytes.size(), false, 0, {});
-  walker.resume(mark, until);
+  walker.resume(mark, until, counted.values());
   counted.end();
   mark.value += counted.values();
   return summary;

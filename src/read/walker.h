@@ -55,8 +55,9 @@ class Walker {
   void setFollow(bool follow) { follow_ = follow; }
   void setSeek(Seek* seek) { seek_ = seek; }
 
-  // Walks the items of `mark`'s container from the mark on (WalkItems).
-  void resume(ItemsMark& mark, std::uint64_t until);
+  // Walks the items of `mark`'s container from the mark on (WalkItems);
+  // `values` counts the values begun, as the sink sees them.
+  void resume(ItemsMark& mark, std::uint64_t until, const std::uint64_t& values);
 
   void record(std::string_view input, const RecordInfo& record);
 

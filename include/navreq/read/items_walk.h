@@ -37,10 +37,12 @@ struct ItemsMark {
   // Items the whole walk begins in the container: its count, or fewer when
   // decoding stops inside it (an item is begun once any of its values is).
   std::uint64_t total = 0;
-  // Decoding stopped inside the container before `index`: no item follows.
+  // Decoding stopped inside the container before `index` (in an item before
+  // it, or in the one before the mark when that was shown in part): no item
+  // follows, and a walk from the mark gives the container's close() alone.
   bool stopped = false;
 
-  // What the walk knew at the mark (the walk's own; kept as it found them).
+  // What the walk knew at the mark: the walk's own, kept as it found them.
   struct Frame {
     std::string_view bytes;                       // the buffer the items are in
     std::shared_ptr<const std::string> owned;     // ... when it is not the input (inflated, gathered)
@@ -52,7 +54,8 @@ struct ItemsMark {
     bool side_records = false;                    // the route search's map of side records
     bool follow = true;                           // carried bytes are walked
     std::set<std::pair<std::string, bool>> keys;  // a map: the keys of the items before the mark
-  } frame;
+  };
+  Frame frame;  // what the walk knew at the mark
 };
 
 // Walks the request at `data` (as Walk does) up to item `from` of container
