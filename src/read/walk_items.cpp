@@ -1,4 +1,5 @@
 // Marks among a container's items and walks resumed from them (items_walk.h).
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -89,8 +90,9 @@ void Walker::seekItems(WireCursor& c, ItemsMark::Frame& frame) {
     m.frame.container.key = {};
     m.frame.follow = follow_;
     const std::string_view bytes = c.bytes();
-    const bool in_input = !seek.input.empty() && bytes.data() >= seek.input.data() &&
-                          bytes.data() + bytes.size() <= seek.input.data() + seek.input.size();
+    const std::less_equal<const char*> before_or_at;  // a total order, whatever the pointers
+    const bool in_input = !seek.input.empty() && before_or_at(seek.input.data(), bytes.data()) &&
+                          before_or_at(bytes.data() + bytes.size(), seek.input.data() + seek.input.size());
     if (in_input) {
       m.frame.bytes = bytes;
     } else {
