@@ -5,19 +5,21 @@
 // left, nesting without end, truncated heads. Its JSON view must be one JSON
 // document, and whenever everything decoded (status 0 or 2), packing that
 // JSON must give back the input byte for byte. The browser inspector's small
-// windows of it are JSON too, and a container cut short gives its next window.
+// windows of it are JSON too, a container cut short gives its next window, and
+// windows resumed from where the last one stopped are those walked afresh.
 #include <cstddef>
 #include <cstdint>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
 
-#include "navreq/read/views.h"
 #include "fuzz_support.h"
-#include "navreq/records/all.h"
 #include "gzip_compress.h"
 #include "navreq/read/pack.h"
+#include "navreq/read/views.h"
 #include "navreq/read/walk.h"
+#include "navreq/read/windows.h"
+#include "navreq/records/all.h"
 
 namespace {
 
@@ -51,6 +53,15 @@ const nlohmann::json* FirstMore(const nlohmann::json& node, const std::string& p
     }
   }
   return nullptr;
+}
+
+std::string FreshWindow(const std::uint8_t* data, std::size_t size, const navreq::JsonViewOptions& options) {
+  std::ostringstream out;
+  {
+    const auto view = navreq::MakeJsonView(out, options);
+    (void)navreq::Walk(data, size, *view);
+  }
+  return out.str();
 }
 
 }  // namespace
@@ -90,16 +101,30 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   const nlohmann::json first = nlohmann::json::parse(windowed.str(), nullptr, false);
   NAVREQ_FUZZ_CHECK(!first.is_discarded() && first.is_object(), "a window is valid JSON");
-  if (const nlohmann::json* more = FirstMore(first, "", window)) {
-    std::ostringstream part_text;
-    {
-      const auto view = navreq::MakeJsonView(part_text, window);
-      (void)navreq::Walk(data, size, *view);
+  if (FirstMore(first, "", window) != nullptr) {
+    // That container's windows one after the other, each going on from the
+    // last one's mark, then the first of them again: every one as the walk
+    // of the whole request gives it.
+    navreq::JsonWindows windows(std::string(reinterpret_cast<const char*>(data), size));
+    const navreq::JsonViewOptions again = window;
+    for (int n = 0; n < 4; ++n) {
+      const std::string fresh = FreshWindow(data, size, window);
+      std::ostringstream resumed;
+      windows.write(resumed, window);
+      NAVREQ_FUZZ_CHECK(resumed.str() == fresh, "a window resumed from a mark is the window walked afresh");
+      const nlohmann::json part = nlohmann::json::parse(fresh, nullptr, false);
+      NAVREQ_FUZZ_CHECK(!part.is_discarded() && part.contains("items"), "a window is valid JSON");
+      if (n == 0)
+        NAVREQ_FUZZ_CHECK(!part["items"].empty(), "the next window of a container cut short has items");
+      if (!part.contains("more")) break;
+      const std::uint64_t next = part["more"]["from"].get<std::uint64_t>();
+      NAVREQ_FUZZ_CHECK(next > window.from, "a window goes on past the last one");
+      window.from = next;
     }
-    const nlohmann::json part = nlohmann::json::parse(part_text.str(), nullptr, false);
-    NAVREQ_FUZZ_CHECK(!part.is_discarded() && part.contains("items") && !part["items"].empty(),
-                      "the next window of a container cut short has items");
-    (void)more;
+    std::ostringstream back;
+    windows.write(back, again);
+    NAVREQ_FUZZ_CHECK(back.str() == FreshWindow(data, size, again),
+                      "a window before the mark is walked afresh");
   }
 
   // The known records directly, without an envelope around them.

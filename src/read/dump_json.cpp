@@ -29,12 +29,25 @@ class JsonView final : public TreeSink {
   // Values that are not written need no length (a window walks past most).
   bool wantsLengths() const override { return suppressed_ == 0 && !finished_; }
 
+  // A resumed fragment's next item would be left out (see admit()).
+  bool full() const override {
+    if (!options_.resumed) return false;
+    if (finished_) return true;
+    const Level& level = levels_.back();
+    return (options_.budget > 0 && written_ >= options_.budget) ||
+           (options_.items_cap > 0 && level.items >= options_.from + options_.items_cap);
+  }
+
   void begin(std::string_view record, std::size_t size, bool gzip, std::size_t inflated,
              std::string_view compressed) override {
     if (options_.fragment) {
       // Only the items of one container: the top itself, or one found on the way.
       levels_.push_back(Level::Object());
-      if (options_.node == 0) {
+      if (options_.resumed) {
+        enterFragment(options_.node, false);
+        levels_.back().items = options_.from;
+        next_node_ = options_.first_value;
+      } else if (options_.node == 0) {
         enterFragment(0, true);
       } else {
         suppressed_ = 1;
@@ -416,6 +429,12 @@ class JsonView final : public TreeSink {
     Level& level = levels_.back();
     level.tail.clear();  // shown with the container itself
     level.undecoded.clear();
+    if (options_.resumed) {
+      // The walk stopped where the window did: the items after it are the
+      // mark's to count.
+      if (level.more_from == kAll && level.items < options_.items_total) level.more_from = level.items;
+      if (level.items < options_.items_total) level.items = options_.items_total;
+    }
     closeLevel();
     buf_ += "}\n";
     finished_ = true;

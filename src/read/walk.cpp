@@ -314,6 +314,7 @@ namespace {
 
 class NullSink final : public TreeSink {
  public:
+  bool wantsLengths() const override { return false; }  // the summary does not depend on them
   void begin(std::string_view, std::size_t, bool, std::size_t, std::string_view) override {}
   void end() override {}
   void scalar(const Item&, const Scalar&) override {}

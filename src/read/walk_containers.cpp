@@ -1,6 +1,5 @@
 #include <cstddef>
 #include <cstdint>
-#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -111,14 +110,13 @@ void Walker::list(WireCursor& c, Item& item, const TypeInfo* declared, RecordSta
       return;
     }
   }
-  const TypeInfo* element = declared != nullptr ? declared->element : nullptr;
+  ItemsMark::Frame frame;
+  frame.container = item;
+  frame.element = declared != nullptr ? declared->element : nullptr;
+  frame.depth = depth + 1;
   sink_.open(item, count);
   open_.push_back(item);
-  for (std::int64_t i = 0; i < count; ++i) {
-    const Head eh = c.head();
-    Item e = containerItem(eh, Role::kElement, i, "a list element", 0);
-    value(c, eh, e, element, nullptr, nullptr, depth + 1);
-  }
+  items(c, frame);
   open_.pop_back();
   sink_.close(item);
 }
@@ -144,34 +142,50 @@ void Walker::map(WireCursor& c, Item& item, const TypeInfo* declared, int depth)
                                 : 2;
   const std::int64_t count = c.count(least, item.count_wire);
   item.count = count;
-  const bool side_records = item.problem == Problem::kNone && IsSideRecordMap(item.field);
+  ItemsMark::Frame frame;
+  frame.container = item;
+  frame.key = declared != nullptr ? declared->key : nullptr;
+  frame.element = declared != nullptr ? declared->element : nullptr;
+  frame.depth = depth + 1;
+  frame.side_records = item.problem == Problem::kNone && IsSideRecordMap(item.field);
   sink_.open(item, count);
   open_.push_back(item);
-  std::set<std::pair<std::string, bool>> keys;
-  for (std::int64_t i = 0; i < count; ++i) {
-    const Head kh = c.head();
-    Item k = containerItem(kh, Role::kKey, i, "a map key", 0);
-    std::string key = c.peekText(kh);
-    const bool repeated = !keys.emplace(key, IsIntegerWire(kh.type)).second;
-    if (repeated && k.problem == Problem::kNone) {
-      k.problem = Problem::kDuplicateKey;
-      ++summary_.unknown;
-    }
-    value(c, kh, k, declared != nullptr ? declared->key : nullptr, nullptr, nullptr, depth + 1);
-    const Head vh = c.head();
-    Item v = containerItem(vh, Role::kValue, i, "a map value", 1);
-    v.key = key;
-    v.key_is_integer = IsIntegerWire(kh.type);
-    CarriedRecord side;
-    if (side_records && !repeated) {  // only the first value under a key is read
-      side.record = SideRecordFor(key);
-      side.follow = side.record != nullptr;
-    }
-    value(c, vh, v, declared != nullptr ? declared->element : nullptr, nullptr,
-          side_records ? &side : nullptr, depth + 1);
-  }
+  items(c, frame);
   open_.pop_back();
   sink_.close(item);
+}
+
+void Walker::items(WireCursor& c, ItemsMark::Frame& frame) {
+  if (seek_ != nullptr && *seek_->values == seek_->node) seekItems(c, frame);
+  for (std::int64_t i = 0; i < frame.container.count; ++i) item(c, frame, i);
+}
+
+void Walker::item(WireCursor& c, ItemsMark::Frame& frame, std::int64_t i) {
+  if (frame.container.wire == kKseList) {
+    const Head eh = c.head();
+    Item e = containerItem(eh, Role::kElement, i, "a list element", 0);
+    value(c, eh, e, frame.element, nullptr, nullptr, frame.depth);
+    return;
+  }
+  const Head kh = c.head();
+  Item k = containerItem(kh, Role::kKey, i, "a map key", 0);
+  std::string key = c.peekText(kh);
+  const bool repeated = !frame.keys.emplace(key, IsIntegerWire(kh.type)).second;
+  if (repeated && k.problem == Problem::kNone) {
+    k.problem = Problem::kDuplicateKey;
+    ++summary_.unknown;
+  }
+  value(c, kh, k, frame.key, nullptr, nullptr, frame.depth);
+  const Head vh = c.head();
+  Item v = containerItem(vh, Role::kValue, i, "a map value", 1);
+  v.key = key;
+  v.key_is_integer = IsIntegerWire(kh.type);
+  CarriedRecord side;
+  if (frame.side_records && !repeated) {  // only the first value under a key is read
+    side.record = SideRecordFor(key);
+    side.follow = side.record != nullptr;
+  }
+  value(c, vh, v, frame.element, nullptr, frame.side_records ? &side : nullptr, frame.depth);
 }
 
 void Walker::message(std::string_view bytes) {

@@ -7,10 +7,12 @@
 #include <bitset>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "navreq/read/items_walk.h"
 #include "navreq/read/walk.h"
 #include "request_records.h"
 #include "wire_cursor.h"
@@ -33,11 +35,29 @@ struct RecordState {
   std::bitset<256> seen;
 };
 
+// A walk that looks for one container's items (FindItems): which, and what
+// was found. `values` counts the values begun, as the sink sees them.
+struct Seek {
+  std::uint64_t node = 0;
+  std::uint64_t from = 0;
+  std::string_view input;  // marks in other buffers keep a copy of theirs
+  const std::uint64_t* values = nullptr;
+  std::optional<ItemsMark> mark;
+};
+
+// Ends a seek's walk once the container is found (or is no list or map).
+struct SeekDone {};
+
 class Walker {
  public:
   Walker(TreeSink& sink, WalkSummary& summary) : sink_(sink), summary_(summary) {}
 
   void setFollow(bool follow) { follow_ = follow; }
+  void setSeek(Seek* seek) { seek_ = seek; }
+
+  // Walks the items of `mark`'s container from the mark on (WalkItems);
+  // `values` counts the values begun, as the sink sees them.
+  void resume(ItemsMark& mark, std::uint64_t until, const std::uint64_t& values);
 
   void record(std::string_view input, const RecordInfo& record);
 
@@ -86,6 +106,14 @@ class Walker {
 
   void map(WireCursor& c, Item& item, const TypeInfo* declared, int depth);
 
+  // The items of a list or map, the first one on; `frame.container` is open.
+  void items(WireCursor& c, ItemsMark::Frame& frame);
+  // Item `i`: a list element, or a map entry (key, then value).
+  void item(WireCursor& c, ItemsMark::Frame& frame, std::int64_t i);
+  // The items of the container a seek looks for: marks item `from`, counts
+  // the items begun, and ends the walk.
+  [[noreturn]] void seekItems(WireCursor& c, ItemsMark::Frame& frame);
+
   // The navigation stop event: a protocol-buffers message whose map field is
   // written the service's own way (the field's tag, a bare entry count, then
   // key and value as two more occurrences of the same field). Read without
@@ -97,6 +125,7 @@ class Walker {
   WalkSummary& summary_;
   std::vector<Item> open_;
   bool follow_ = true;
+  Seek* seek_ = nullptr;
   bool inner_stop_ = false;  // the stop being thrown already names the value that failed
 };
 

@@ -20,13 +20,14 @@
 #include "navreq/read/input.h"
 #include "navreq/read/views.h"
 #include "navreq/read/walk.h"
+#include "navreq/read/windows.h"
 
 namespace {
 
 std::string g_result;
 std::string g_form_name;
-// The requests shown, by number: a window asked later walks its input again.
-std::map<int, std::string> g_inputs;
+// The requests shown, by number, with where their windows stopped.
+std::map<int, navreq::JsonWindows> g_inputs;
 int g_next_input = 1;
 
 // The first window of a request: at most kWindowItems items of each
@@ -68,7 +69,9 @@ extern "C" {
 EMSCRIPTEN_KEEPALIVE const char* navreq_inspect(const unsigned char* data, std::size_t size) {
   try {
     const int input = g_next_input++;
-    const std::string& bytes = g_inputs[input] = std::string(reinterpret_cast<const char*>(data), size);
+    const std::string& bytes =
+        g_inputs.try_emplace(input, std::string(reinterpret_cast<const char*>(data), size))
+            .first->second.bytes();
     navreq::JsonViewOptions options = Window();
     options.budget = kWindowValues;
     std::ostringstream tree;
@@ -84,7 +87,8 @@ EMSCRIPTEN_KEEPALIVE const char* navreq_inspect(const unsigned char* data, std::
 // The next window of one container of input N: its items from item `from`
 // on, at most `budget` values, and kWindowItems items of each container
 // within: {"items": [...], "more": {...}}; `path` is the container's path
-// ("" for the top, node 0).
+// ("" for the top, node 0). A window that follows the last one of its
+// container walks only its own items (read/windows.h).
 EMSCRIPTEN_KEEPALIVE const char* navreq_items(int input, double node, double from, double budget,
                                               const char* path) {
   try {
@@ -100,7 +104,7 @@ EMSCRIPTEN_KEEPALIVE const char* navreq_items(int input, double node, double fro
     options.budget = static_cast<std::size_t>(budget);
     options.node_path = path;
     std::ostringstream part;
-    (void)WalkInto(found->second, options, part);
+    found->second.write(part, options);
     g_result = part.str();
     if (g_result.empty()) g_result = ErrorJson("no such container");
   } catch (const std::exception& e) {

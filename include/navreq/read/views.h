@@ -38,6 +38,12 @@ struct JsonViewOptions {
   std::uint64_t node = 0;  // the container's number in the walk
   std::uint64_t from = 0;  // its first item wanted
   std::string node_path;   // its path
+  // The fragment is walked from a mark (WalkItems, items_walk.h) rather than
+  // found in a walk of the whole request: the walk starts at item `from`.
+  // The view is full (TreeSink::full) once the window is.
+  bool resumed = false;
+  std::uint64_t first_value = 0;  // resumed: the number of the walk's first value
+  std::uint64_t items_total = 0;  // resumed: the items begun in the container (the mark's `total`)
 };
 // The JSON view with the inspector's options.
 [[nodiscard]] std::unique_ptr<TreeSink> MakeJsonView(std::ostream& out, const JsonViewOptions& options);

@@ -104,6 +104,9 @@ class TreeSink {
   // Whether Item::length and Item::incomplete are wanted (they cost a skip
   // over every value before it is read).
   virtual bool wantsLengths() const { return true; }
+  // Whether the sink wants no more items of a container walked from a mark
+  // (WalkItems asks before each item; the other walks never do).
+  virtual bool full() const { return false; }
   // The top of the input: `record` is the envelope recognised, or empty.
   virtual void begin(std::string_view record, std::size_t size, bool gzip, std::size_t inflated,
                      std::string_view compressed) = 0;
