@@ -19,6 +19,17 @@ constexpr int kProtoFixed64 = 1;
 constexpr int kProtoLengthDelimited = 2;
 constexpr int kProtoFixed32 = 5;
 
+// The bytes of a varint as the writer gives it (its shortest form).
+inline std::size_t VarintSize(std::uint64_t v) noexcept {
+  std::size_t n = 1;
+  for (; v >= 0x80; v >>= 7) ++n;
+  return n;
+}
+inline void AppendVarint(std::string& out, std::uint64_t v) {
+  for (; v >= 0x80; v >>= 7) out.push_back(static_cast<char>((v & 0x7F) | 0x80));
+  out.push_back(static_cast<char>(v));
+}
+
 // Reads a message's bytes; every read past their end, or of a malformed
 // varint, throws WireStop: at the byte that is missing, past a varint's
 // tenth byte, or at the field's key for a length past the end.
@@ -71,7 +82,9 @@ class ProtobufReader {
   // bytes. `at`: the offset of its field's key.
   std::string_view lengthDelimited(std::size_t at) {
     const std::uint64_t n = varint();
-    if (n > left()) throw WireStop{at, "length " + std::to_string(n) + " past the end of the message", ::navcore::ryn::ReadProblemKind::kBadEvent};
+    if (n > left())
+      throw WireStop{at, "length " + std::to_string(n) + " past the end of the message",
+                     ::navcore::ryn::ReadProblemKind::kBadEvent};
     const std::string_view data = bytes_.substr(pos_, static_cast<std::size_t>(n));
     pos_ += static_cast<std::size_t>(n);
     return data;
@@ -91,7 +104,8 @@ class ProtobufReader {
         (void)lengthDelimited(pos_);
         return;
       default:
-        throw WireStop{pos_, "protocol-buffers wire type " + std::to_string(wire) + " is not read", ::navcore::ryn::ReadProblemKind::kBadEvent};
+        throw WireStop{pos_, "protocol-buffers wire type " + std::to_string(wire) + " is not read",
+                       ::navcore::ryn::ReadProblemKind::kBadEvent};
     }
   }
 

@@ -194,8 +194,8 @@ void Walker::message(std::string_view bytes) {
         }
         case kProtoLengthDelimited: {
           if (c.mapCountFollows(k.raw)) {
-            const std::uint64_t n = c.varint();  // shown as a varint field; the entries follow as fields
-            sink_.protobufField(at, c.pos() - at, k.number, kProtoVarint, n, {});
+            const std::uint64_t n = c.varint();  // the entries follow as fields
+            sink_.protobufMapCount(at, c.pos() - at, k.number, n);
             break;
           }
           const std::string_view data = c.lengthDelimited(at);
