@@ -1,7 +1,6 @@
 #include "navreq/read/pack.h"
 
 #include <nlohmann/json.hpp>
-#include <sstream>
 #include <vector>
 
 #include "navreq/read/paths.h"
@@ -258,8 +257,12 @@ class Packer final : public nlohmann::json_sax<json> {
       }
       if (f.kind != Frame::kNode) continue;
       if (f.role == Note::kField) {
-        const std::int64_t tag = f.tag.kind == Value::kInt ? f.tag.i : -1;
-        AppendFieldLevel(p, f.name.kind == Value::kString ? f.name.s.c_str() : nullptr, tag, p.empty());
+        if (f.name.kind != Value::kString && f.tag.kind != Value::kInt) {
+          p += p.empty() ? "?" : ".?";  // neither name nor tag to name it by
+        } else {
+          AppendFieldLevel(p, f.name.kind == Value::kString ? f.name.s.c_str() : nullptr,
+                           f.tag.kind == Value::kInt ? f.tag.i : 0, p.empty());
+        }
       } else if (f.role == Note::kElement) {
         AppendIndexLevel(p, static_cast<std::int64_t>(f.index));
       } else if (f.role == Note::kValue) {
@@ -423,10 +426,13 @@ namespace pack_detail {
 void Fail(const std::string& path, const std::string& what) { throw TreeFault{path, what, {}}; }
 }  // namespace pack_detail
 
-std::string PackStream(std::istream& in, Compressor gzip) {
+namespace {
+
+template <class Input>
+std::string Pack(Input&& in, Compressor gzip) {
   Packer packer(std::move(gzip));
   try {
-    json::sax_parse(in, &packer);
+    json::sax_parse(std::forward<Input>(in), &packer);
   } catch (const json::exception& e) {
     throw PackError(std::string("not JSON: ") + e.what());
   } catch (const TreeFault& fault) {
@@ -438,9 +444,10 @@ std::string PackStream(std::istream& in, Compressor gzip) {
   return bytes;
 }
 
-std::string PackJson(std::string_view tree, Compressor gzip) {
-  std::istringstream in{std::string(tree)};
-  return PackStream(in, std::move(gzip));
-}
+}  // namespace
+
+std::string PackStream(std::istream& in, Compressor gzip) { return Pack(in, std::move(gzip)); }
+
+std::string PackJson(std::string_view tree, Compressor gzip) { return Pack(tree, std::move(gzip)); }
 
 }  // namespace navreq

@@ -83,11 +83,8 @@ bool Tiles(const std::vector<Span>& spans, std::int64_t start, const std::int64_
     }
     next = s->at + s->len;
   }
-  if (end != nullptr && next != *end) {
-    out = Break{nullptr, next};
-    return false;
-  }
-  return true;
+  out = Break{nullptr, next};
+  return end == nullptr || next == *end;
 }
 
 [[noreturn]] void Refuse(const Break& b, const Frame& owner, const std::string& end_key) {
@@ -119,7 +116,10 @@ void CheckBuffer(const Frame& f) {
     if (IsInt(total) && at + static_cast<std::int64_t>(f.undecoded.size()) != total.i)
       Fail(f.path + ".undecoded.at", "and its bytes do not end at the " + total_key + " " +
                                          std::to_string(total.i) + " (" + kLeave + ")");
-    CheckTiles(f, 0, &at, "undecoded.at");
+    // A value cut short spans the rest of its buffer, past where decoding stopped.
+    Break b;
+    if (!Tiles(f.spans, 0, nullptr, b)) Refuse(b, f, "undecoded.at");
+    if (b.expected != at && !(IsInt(total) && b.expected == total.i)) Refuse(b, f, "undecoded.at");
   } else if (IsInt(total)) {
     CheckTiles(f, 0, &total.i, total_key);
   }
