@@ -176,8 +176,10 @@ void Walker::map(WireCursor& c, Item& item, const TypeInfo* declared, int depth)
 
 void Walker::message(std::string_view bytes) {
   ProtobufReader c(bytes);
+  std::size_t field_at = 0;  // the bytes not shown start with the field that fails
   try {
     while (!c.atEnd()) {
+      field_at = c.pos();
       const ProtobufReader::Key k = c.key();
       const std::size_t at = k.offset;
       switch (k.wire) {
@@ -210,7 +212,7 @@ void Walker::message(std::string_view bytes) {
   } catch (const WireStop& stop) {
     ++summary_.undecoded;
     sink_.stopCause(Kind::kBadEvent, stop.offset, false);
-    sink_.undecoded(stop.offset, bytes.substr(stop.offset), stop.why);
+    sink_.undecoded(field_at, bytes.substr(field_at), stop.why);
   }
 }
 
