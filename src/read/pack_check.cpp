@@ -285,7 +285,13 @@ void CheckNotes(const std::string& bytes, const std::vector<Note>& tree) {
       const Note::Key* shown = Find(r, k.key);
       if (shown == nullptr && (k.key == "problem" || k.key == "encoding_problem")) continue;  // put right
       if (shown == nullptr || shown->value != k.value) {
-        throw PackError(Where(k.path, t) + ": \"" + k.value + "\", but dump shows " +
+        Note named = t;  // the field path names the field as dump does, not by the edited name
+        if (k.key == "name" && t.role == Note::kField && shown != nullptr &&
+            t.dpath.size() >= k.value.size() &&
+            t.dpath.compare(t.dpath.size() - k.value.size(), k.value.size(), k.value) == 0) {
+          named.dpath = t.dpath.substr(0, t.dpath.size() - k.value.size()) + shown->value;
+        }
+        throw PackError(Where(k.path, named) + ": \"" + k.value + "\", but dump shows " +
                         (shown == nullptr ? std::string("none") : "\"" + shown->value + "\"") +
                         " for the packed bytes (pack does not write it: leave it as it was)");
       }

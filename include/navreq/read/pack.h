@@ -1,8 +1,8 @@
 // `navreq pack`: the bytes that a dump's JSON tree describes.
 #pragma once
 
-#include <istream>
 #include <functional>
+#include <istream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
