@@ -42,23 +42,38 @@ using ::navcore::ryn::ReadMode;
 using ::navcore::ryn::ReadProblem;
 using ::navcore::ryn::ReadProblemKind;
 
-// The navigation stop event's message.
-struct StopEvent {
-  bool nav_stopped = false;                       // the navigation stopped
-  std::map<std::string, std::string> attributes;  // the attribute map
-  std::string value;                              // the event's value
-  std::int64_t timestamp = 0;                     // when, in whole seconds since the Unix epoch
-  std::int64_t duration = 0;                      // how long (the writer sends 0)
-};
+// The navigation stop event's message, declared once: X(NUMBER, MEMBER, TYPE,
+// DEFAULT), in field-number order (proto/normal_traj_server.proto). The
+// struct, the field numbers and the names the readers show all come from it.
+using StopEventAttributes = std::map<std::string, std::string>;
+#define NAVREQ_STOP_EVENT_FIELDS(X)                                             \
+  X(1, nav_stopped, bool, false)            /* the navigation stopped */        \
+  X(2, attributes, StopEventAttributes, {}) /* the attribute map */             \
+  X(3, value, std::string, {})              /* the event's value */             \
+  X(4, timestamp, std::int64_t, 0)          /* whole seconds since the epoch */ \
+  X(5, duration, std::int64_t, 0)           /* how long (the writer sends 0) */
 
-// The Event message's field numbers (proto/normal_traj_server.proto).
-enum StopEventField : std::uint64_t {
-  kStopEventNavStopped = 1,
-  kStopEventAttributes = 2,
-  kStopEventValue = 3,
-  kStopEventTimestamp = 4,
-  kStopEventDuration = 5,
+#define NAVREQ_STOP_EVENT_MEMBER_(NUMBER, MEMBER, TYPE, DEFAULT) TYPE MEMBER = DEFAULT;
+struct StopEvent {
+  NAVREQ_STOP_EVENT_FIELDS(NAVREQ_STOP_EVENT_MEMBER_)
 };
+#undef NAVREQ_STOP_EVENT_MEMBER_
+
+// The message's field numbers: StopEventField::timestamp is 4.
+#define NAVREQ_STOP_EVENT_NUMBER_(NUMBER, MEMBER, TYPE, DEFAULT) MEMBER = NUMBER,
+struct StopEventField {
+  enum : std::uint64_t { NAVREQ_STOP_EVENT_FIELDS(NAVREQ_STOP_EVENT_NUMBER_) };
+};
+#undef NAVREQ_STOP_EVENT_NUMBER_
+
+// The name of the message's field `number` (the StopEvent member), or null.
+[[nodiscard]] constexpr const char* StopEventFieldName(std::uint64_t number) noexcept {
+#define NAVREQ_STOP_EVENT_NAME_(NUMBER, MEMBER, TYPE, DEFAULT) \
+  if (number == (NUMBER)) return #MEMBER;
+  NAVREQ_STOP_EVENT_FIELDS(NAVREQ_STOP_EVENT_NAME_)
+#undef NAVREQ_STOP_EVENT_NAME_
+  return nullptr;
+}
 
 // Every body type of the command table; StopEvent stands for its
 // protocol-buffers payload.
@@ -93,12 +108,12 @@ using RequestEnvelope = std::variant<std::monostate, PackageEnvelope, navkse::Na
 
 // What DecodeRequest read.
 struct [[nodiscard]] DecodedRequest {
-  RequestEnvelope envelope;  // Package with Header, Packet, or none
+  RequestEnvelope envelope;                      // Package with Header, Packet, or none
   const navkse::CommandInfo* command = nullptr;  // the table's entry, null when unknown
   bool body_gzip = false;                        // the body bytes were a gzip stream
   std::size_t body_size = 0;                     // body bytes read (after inflating)
   RequestBody body;                              // the body record, monostate when not read
-  RouteSideRecords side_records;                                      // route search and refresh
+  RouteSideRecords side_records;                 // route search and refresh
   std::optional<navkse::locationReportDMQ::NavExtraData> extra_data;  // location upload only
   std::vector<ReadProblem> problems;                                  // what is wrong, in the order found
 

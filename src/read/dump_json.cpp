@@ -9,6 +9,9 @@
 #include "navreq/read/paths.h"
 #include "navreq/read/text.h"
 #include "navreq/read/views.h"
+#include "navreq/request_reader.h"
+#include "protobuf_reader.h"
+#include "tree_keys.h"
 #include "wire_cursor.h"
 
 namespace navreq {
@@ -123,9 +126,7 @@ class JsonView final : public TreeSink {
   void bytes(const Item& item, std::string_view data) override {
     if (admit(item.role, false) != Admission::kWrite) return;
     start(item);
-    buf_ += ", \"hex\": \"";
-    AppendHex(buf_, data.data(), data.size());
-    buf_ += "\"";
+    appendBytes(data);
     finish(item);
   }
 
@@ -162,7 +163,11 @@ class JsonView final : public TreeSink {
       return;
     }
     if (e.protobuf) {
-      buf_ += ", \"message\": {\"hex\": \"" + HexOf(data.data(), data.size()) + "\", \"fields\": [";
+      message_ = data;
+      buf_ += ", \"message\": {\"size\": " + std::to_string(data.size());
+      // The inspector's hex pane shows the message's bytes; pack writes its fields.
+      if (options_.paths) buf_ += ", \"hex\": \"" + HexOf(data.data(), data.size()) + "\"";
+      buf_ += ", \"fields\": [";
     } else {
       buf_ += ", \"kse\": {\"size\": " + std::to_string(data.size());
       if (!e.record.empty()) buf_ += ", \"record\": " + JsonString(e.record);
@@ -192,13 +197,47 @@ class JsonView final : public TreeSink {
     const std::uint64_t repetition =
         suppressed_ == 0 && !finished_ && options_.paths ? levels_.back().repetitions[number]++ : 0;
     if (admit(Role::kField, false) != Admission::kWrite) return;
-    newLine();
-    buf_ += "{\"at\": " + std::to_string(offset) + ", \"len\": " + std::to_string(length) +
-            ", \"number\": " + std::to_string(number) + ", \"wire\": " + std::to_string(wire);
-    if (wire == 2) {
-      buf_ += ", \"hex\": \"" + HexOf(data.data(), data.size()) + "\"";
+    protobufHead(offset, length, number, wire);
+    std::size_t canonical = VarintSize(number << 3 | static_cast<unsigned>(wire));
+    if (wire == kProtoLengthDelimited) {
+      appendBytes(data);
+      canonical += VarintSize(data.size()) + data.size();
     } else {
       buf_ += ", \"value\": " + std::to_string(value);
+      canonical += wire == kProtoVarint ? VarintSize(value) : wire == kProtoFixed64 ? 8 : 4;
+    }
+    protobufTail(offset, length, canonical, number, repetition);
+  }
+
+  void protobufMapCount(std::size_t offset, std::size_t length, std::uint64_t number,
+                        std::uint64_t count) override {
+    const std::uint64_t repetition =
+        suppressed_ == 0 && !finished_ && options_.paths ? levels_.back().repetitions[number]++ : 0;
+    if (admit(Role::kField, false) != Admission::kWrite) return;
+    protobufHead(offset, length, number, kProtoLengthDelimited);
+    buf_ += ", \"count\": " + std::to_string(count);
+    protobufTail(offset, length, VarintSize(number << 3 | kProtoLengthDelimited) + VarintSize(count), number,
+                 repetition);
+  }
+
+  void protobufHead(std::size_t offset, std::size_t length, std::uint64_t number, int wire) {
+    newLine();
+    buf_ += "{\"at\": " + std::to_string(offset) + ", \"len\": " + std::to_string(length) +
+            ", \"number\": " + std::to_string(number);
+    if (const char* name = StopEventFieldName(number)) {
+      buf_ += ", \"name\": ";
+      AppendJsonString(buf_, name);
+    }
+    buf_ += ", \"wire\": " + std::to_string(wire);
+  }
+
+  // A field not in its shortest form (a varint with more bytes than it
+  // needs) keeps its bytes as they were, in "raw".
+  void protobufTail(std::size_t offset, std::size_t length, std::size_t canonical, std::uint64_t number,
+                    std::uint64_t repetition) {
+    if (length != canonical && offset <= message_.size()) {
+      const std::string_view raw = message_.substr(offset, length);
+      buf_ += ", \"raw\": \"" + HexOf(raw.data(), raw.size()) + "\"";
     }
     if (options_.paths) {
       const Level& level = levels_.back();
@@ -258,6 +297,17 @@ class JsonView final : public TreeSink {
     }
   };
 
+  // Bytes as "hex", and as "value" too when they are text (docs/tree-format.md).
+  void appendBytes(std::string_view data) {
+    if (ShowsAsText(data)) {
+      buf_ += ", \"value\": ";
+      AppendJsonString(buf_, data);
+    }
+    buf_ += ", \"hex\": \"";
+    AppendHex(buf_, data.data(), data.size());
+    buf_ += '"';
+  }
+
   void newLine() {
     Level& level = levels_.back();
     if (!level.first) buf_ += ",";
@@ -307,26 +357,9 @@ class JsonView final : public TreeSink {
       }
       appendPath(item_path_);
     }
-    switch (item.problem) {
-      case Problem::kNone:
-        break;
-      case Problem::kUnknownTag:
-        buf_ += ", \"problem\": \"unknown tag\"";
-        break;
-      case Problem::kDuplicateTag:
-      case Problem::kOutOfOrder:
-        buf_ += ", \"problem\": \"repeated tag\"";
-        break;
-      case Problem::kUnexpectedTag:
-        buf_ += ", \"problem\": \"unexpected tag\"";
-        break;
-      case Problem::kDuplicateKey:
-        buf_ += ", \"problem\": \"repeated key\"";
-        break;
-      case Problem::kTypeMismatch:
-      case Problem::kOutOfRange:
-        buf_ += ", \"problem\": \"type mismatch\"";
-        break;
+    if (const char* problem = ProblemKeyText(item.problem)) {
+      buf_ += ", \"problem\": ";
+      AppendJsonString(buf_, problem);
     }
   }
 
@@ -478,6 +511,7 @@ class JsonView final : public TreeSink {
   int saved_suppressed_ = 0;  // ... outside the fragment's container
   bool finished_ = false;     // the fragment is written
   std::string item_path_;     // with paths: the path of the value being written
+  std::string_view message_;  // the bytes of the protocol-buffers message being walked
   std::string buf_;
   std::vector<Level> levels_;
 };

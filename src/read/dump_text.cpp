@@ -5,6 +5,7 @@
 
 #include "navreq/read/text.h"
 #include "navreq/read/views.h"
+#include "navreq/request_reader.h"
 #include "wire_cursor.h"
 
 namespace navreq {
@@ -161,15 +162,20 @@ class TextView final : public TreeSink {
 
   void protobufField(std::size_t offset, std::size_t length, std::uint64_t number, int wire,
                      std::uint64_t value, std::string_view data) override {
-    startLine();
-    At(offset, length);
-    buf_ += "#" + std::to_string(number) + " ";
+    protobufHead(offset, length, number);
     if (wire == 2) {
       buf_ += "bytes[" + std::to_string(data.size()) + "]: ";
       Inline(data);
     } else {
       buf_ += (wire == 0 ? "varint: " : wire == 1 ? "fixed64: " : "fixed32: ") + std::to_string(value);
     }
+    newline();
+  }
+
+  void protobufMapCount(std::size_t offset, std::size_t length, std::uint64_t number,
+                        std::uint64_t count) override {
+    protobufHead(offset, length, number);
+    buf_ += "entries: " + std::to_string(count);
     newline();
   }
 
@@ -194,6 +200,18 @@ class TextView final : public TreeSink {
       if (b < 0x20 || b >= 0x7F || b == '"' || b == '\\') return false;
     }
     return true;
+  }
+
+  // The stop event's message is the only one a request carries: its fields
+  // are named as StopEvent names them.
+  void protobufHead(std::size_t offset, std::size_t length, std::uint64_t number) {
+    startLine();
+    At(offset, length);
+    buf_ += "#" + std::to_string(number) + " ";
+    if (const char* name = StopEventFieldName(number)) {
+      buf_ += name;
+      buf_ += ' ';
+    }
   }
 
   void At(std::size_t offset, std::size_t length) {

@@ -13,6 +13,7 @@
 #include "navreq/kse/wire_format.h"
 #include "navreq/read/inflate.h"
 #include "pack_tree.h"
+#include "protobuf_reader.h"
 #include "wire_cursor.h"
 
 namespace navreq {
@@ -51,8 +52,6 @@ using ::navcore::ryn::kseIntegerFits;
 using ::navcore::ryn::kseIntegerMax;
 using ::navcore::ryn::kseIntegerMin;
 using ::navcore::ryn::kseStringType;
-
-void Fail(const std::string& path, const std::string& what) { throw PackError(path + ": " + what); }
 
 namespace {
 
@@ -129,22 +128,53 @@ std::string TreeBytes::hexOf(const Frame& f, const Value& v, const char* k) {
   return FromHex(v.s, f.path + "." + k);
 }
 
-// The bytes a byte array or unsigned-byte list holds: its decoded tree
-// packed again, or its hex; a gzip stream keeps its original bytes while
-// what they inflate to is unchanged, and is compressed again otherwise.
-std::string TreeBytes::content(const Frame& f) const {
-  std::string bytes = f.has_content ? f.content : hexOf(f, f.hex, "hex");
-  if (!f.has_content || f.gzip.kind == Value::kAbsent) return bytes;
-  return Recompressed(hexOf(f, f.gzip, "gzip"), bytes, f.path);
+std::string TreeBytes::textOrHex(const Frame& f) {
+  if (f.value.kind == Value::kAbsent) return hexOf(f, f.hex, "hex");
+  if (f.value.kind != Value::kString) Fail(f.path + ".value", "expected a string");
+  if (f.hex.kind != Value::kAbsent && hexOf(f, f.hex, "hex") != f.value.s)
+    Fail(f.path + ".hex", "does not hold the bytes of \"value\": edit one of them and remove the other");
+  return f.value.s;
 }
 
-std::string TreeBytes::Recompressed(const std::string& original, const std::string& bytes,
-                                    const std::string& path) const {
+// The bytes a byte array or unsigned-byte list holds: its decoded tree
+// packed again, or its bytes; a gzip stream keeps its original bytes while
+// what they inflate to is unchanged, and is compressed again otherwise.
+std::string TreeBytes::content(const Frame& f) const {
+  if (!f.has_content) {
+    if (f.gzip.kind == Value::kAbsent) return textOrHex(f);
+    // A gzip stream that did not inflate: its bytes, of which "hex" shows
+    // the part from where inflating failed.
+    std::string stream = hexOf(f, f.gzip, "gzip");
+    if (f.hex.kind != Value::kAbsent) {
+      const std::string rest = hexOf(f, f.hex, "hex");
+      if (rest.size() > stream.size() || stream.compare(stream.size() - rest.size(), rest.size(), rest) != 0)
+        Fail(f.path + ".hex", "is not the end of the \"gzip\" bytes: edit \"gzip\" instead");
+    }
+    return stream;
+  }
+  if (f.gzip.kind == Value::kAbsent) return f.content;
+  return Recompressed(f, f.content);
+}
+
+// `bytes` compressed: the tree's own gzip bytes when they inflate to them.
+// An edited tree is compressed again; edited gzip bytes are refused, as
+// pack writes the tree beside them.
+std::string TreeBytes::Recompressed(const Frame& f, const std::string& bytes) const {
+  const std::string original = hexOf(f, f.gzip, "gzip");
   std::string inflated;
-  if (Gunzip(original, kKseMaxInflatedSize, inflated).ok() && inflated == bytes) return original;
+  const GunzipResult g = Gunzip(original, kKseMaxInflatedSize, inflated);
+  if (!g.ok())
+    Fail(f.path + ".gzip",
+         "does not inflate (" + g.error + "): pack compresses the tree, so leave it as it was");
+  if (inflated == bytes) return original;
+  const Value& size = f.kind == Frame::kRoot ? f.inflated : f.content_size;
+  if (size.kind == Value::kInt && static_cast<std::uint64_t>(size.i) != inflated.size())
+    Fail(f.path + ".gzip", "inflates to " + std::to_string(inflated.size()) + " bytes, not the " +
+                               std::to_string(size.i) +
+                               " the tree holds: pack compresses the tree, so leave it as it was");
   std::string packed;
-  if (!gzip_) Fail(path, "an edited gzip body needs a compressor to be packed");
-  if (!gzip_(bytes, packed)) Fail(path, "GZipCompress failed");
+  if (!gzip_) Fail(f.path, "an edited gzip body needs a compressor to be packed");
+  if (!gzip_(bytes, packed)) Fail(f.path, "GZipCompress failed");
   return packed;
 }
 
@@ -233,13 +263,7 @@ void TreeBytes::node(const Frame& f, std::string& out) const {
       return;
     case kKseString1:
     case kKseString4: {
-      std::string text;
-      if (f.value.kind != Value::kAbsent) {
-        if (f.value.kind != Value::kString) Fail(f.path + ".value", "expected a string");
-        text = f.value.s;
-      } else {
-        text = hexOf(f, f.hex, "hex");
-      }
+      const std::string text = textOrHex(f);
       if (text.size() > kKseMaxStringLength)
         Fail(f.path, "a string holds at most " + std::to_string(kKseMaxStringLength) + " bytes");
       // The long form is kept; the short one cannot carry 256 bytes or more.
@@ -298,11 +322,92 @@ void TreeBytes::node(const Frame& f, std::string& out) const {
   }
 }
 
+// A protocol-buffers field: its key (number and wire type), then its value;
+// the attribute map's entry count ("count") bare after the key, as the stop
+// event's writer puts it. "raw" keeps a field written in a longer form than
+// the shortest, as long as it holds the same number, wire type and value.
+void TreeBytes::protoField(const Frame& f, std::string& out) {
+  const auto number =
+      static_cast<std::uint64_t>(integer(f, f.number, "number", 1, (std::int64_t{1} << 61) - 1));
+  const int wire = static_cast<int>(integer(f, f.wire, "wire", 0, 5));
+  std::string field;
+  AppendVarint(field, number << 3 | static_cast<unsigned>(wire));
+  std::uint64_t value = 0;
+  std::string data;
+  switch (wire) {
+    case kProtoVarint:
+    case kProtoFixed64:
+    case kProtoFixed32: {
+      const Value& v = f.value;
+      if (v.kind == Value::kAbsent) Fail(f.path, "missing \"value\"");
+      if (v.kind == Value::kInt) {
+        value = static_cast<std::uint64_t>(v.i);  // a negative int64 as protocol buffers write it
+      } else if (v.kind == Value::kUInt) {
+        value = v.u;
+      } else {
+        Fail(f.path + ".value", "expected an integer");
+      }
+      if (wire == kProtoFixed32 && value > 0xFFFFFFFFu)
+        Fail(f.path + ".value", "expected an integer that fits 32 bits");
+      if (wire == kProtoVarint) {
+        AppendVarint(field, value);
+      } else {
+        for (int i = 0; i < (wire == kProtoFixed64 ? 8 : 4); ++i)
+          field.push_back(static_cast<char>(value >> (8 * i)));
+      }
+      break;
+    }
+    case kProtoLengthDelimited:
+      if (f.count.kind != Value::kAbsent) {
+        value = static_cast<std::uint64_t>(integer(f, f.count, "count", 0, INT64_MAX));
+        AppendVarint(field, value);
+      } else {
+        data = textOrHex(f);
+        AppendVarint(field, data.size());
+        field += data;
+      }
+      break;
+    default:
+      Fail(f.path + ".wire", "expected 0, 1, 2 or 5 (varint, fixed64, length-delimited, fixed32)");
+  }
+  if (f.raw.kind == Value::kAbsent) {
+    out += field;
+    return;
+  }
+  const std::string raw = hexOf(f, f.raw, "raw");
+  bool same = raw == field;
+  if (!same) {
+    try {
+      ProtobufReader r(raw);
+      const ProtobufReader::Key k = r.key();
+      if (k.number == number && k.wire == wire) {
+        if (wire == kProtoVarint || (wire == kProtoLengthDelimited && f.count.kind != Value::kAbsent)) {
+          same = r.varint() == value;
+        } else if (wire == kProtoLengthDelimited) {
+          same = r.lengthDelimited(0) == data;
+        } else {
+          same = r.fixed(wire == kProtoFixed64 ? 8 : 4) == value;
+        }
+        same = same && r.atEnd();
+      }
+    } catch (const WireStop&) {
+      same = false;
+    }
+  }
+  if (!same)
+    Fail(f.path + ".raw",
+         "does not hold this field's number, wire and value: remove it to write them in the shortest form");
+  out += raw;
+}
+
 // Fields one after another, then the bytes that did not decode.
 std::string TreeBytes::fields(const Frame& f) const {
   if (!f.has_children) return hexOf(f, f.hex, "hex");
   std::string out = f.children;
   if (f.has_undecoded) out += f.undecoded;
+  // The inspector's trees show the bytes too: both must say the same.
+  if (f.hex.kind != Value::kAbsent && f.kind == Frame::kMessage && hexOf(f, f.hex, "hex") != out)
+    Fail(f.path + ".hex", "does not hold the bytes of \"fields\": edit the fields and remove \"hex\"");
   return out;
 }
 
@@ -310,11 +415,15 @@ std::string TreeBytes::root(const Frame& f) const {
   if (f.version.kind == Value::kAbsent)
     Fail(f.path, "missing \"navreq_tree\" (not a tree from navreq dump --json)");
   (void)integer(f, f.version, "navreq_tree", 1, 1);
-  if (!f.has_children)
-    return f.hex.kind != Value::kAbsent ? hexOf(f, f.hex, "hex") : hexOf(f, f.gzip, "gzip");
+  if (!f.has_children) {
+    if (f.gzip.kind == Value::kAbsent) return hexOf(f, f.hex, "hex");
+    Frame stream = f;  // a gzip stream that did not inflate: as a byte array holds one
+    stream.has_content = false;
+    return content(stream);
+  }
   const std::string bytes = fields(f);
   if (f.gzip.kind == Value::kAbsent) return bytes;
-  return Recompressed(hexOf(f, f.gzip, "gzip"), bytes, f.path);
+  return Recompressed(f, bytes);
 }
 
 }  // namespace pack_detail

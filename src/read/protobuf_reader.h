@@ -19,6 +19,17 @@ constexpr int kProtoFixed64 = 1;
 constexpr int kProtoLengthDelimited = 2;
 constexpr int kProtoFixed32 = 5;
 
+// The bytes of a varint as the writer gives it (its shortest form).
+inline std::size_t VarintSize(std::uint64_t v) noexcept {
+  std::size_t n = 1;
+  for (; v >= 0x80; v >>= 7) ++n;
+  return n;
+}
+inline void AppendVarint(std::string& out, std::uint64_t v) {
+  for (; v >= 0x80; v >>= 7) out.push_back(static_cast<char>((v & 0x7F) | 0x80));
+  out.push_back(static_cast<char>(v));
+}
+
 // Reads a message's bytes; every read past their end, or of a malformed
 // varint, throws WireStop: at the byte that is missing, past a varint's
 // tenth byte, or at the field's key for a length past the end.

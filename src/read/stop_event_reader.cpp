@@ -32,24 +32,24 @@ class EventReader {
     while (!in_.atEnd()) {
       const ProtobufReader::Key k = in_.key();
       switch (k.number) {
-        case kStopEventNavStopped: {
+        case StopEventField::nav_stopped: {
           const std::uint64_t v = varint(k, "nav_stopped is not a bool");
           if (v > 1) throw WireStop{k.offset, "nav_stopped is " + std::to_string(v) + ", expected 0 or 1"};
           out.nav_stopped = v != 0;
           break;
         }
-        case kStopEventAttributes:
+        case StopEventField::attributes:
           attributes(k, out.attributes);
           break;
-        case kStopEventValue:
+        case StopEventField::value:
           if (k.wire != kProtoLengthDelimited)
             throw WireStop{k.offset, "value is not a string: " + WireOf(k)};
           out.value = std::string(in_.lengthDelimited(k.offset));
           break;
-        case kStopEventTimestamp:
+        case StopEventField::timestamp:
           out.timestamp = Int64(varint(k, "timestamp is not an int64"));
           break;
-        case kStopEventDuration:
+        case StopEventField::duration:
           out.duration = Int64(varint(k, "duration is not an int64"));
           break;
         default:

@@ -1,10 +1,10 @@
-#include "navreq/read/text.h"
-
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <vector>
+
+#include "navreq/read/text.h"
 
 namespace navreq {
 
@@ -68,6 +68,8 @@ bool IsPrintableText(std::string_view bytes) noexcept {
   }
   return ValidUtf8(bytes);
 }
+
+bool ShowsAsText(std::string_view bytes) noexcept { return !bytes.empty() && IsPrintableText(bytes); }
 
 std::string Quote(std::string_view bytes) {
   static const char digits[] = "0123456789abcdef";

@@ -190,8 +190,10 @@ void Walker::item(WireCursor& c, ItemsMark::Frame& frame, std::int64_t i) {
 
 void Walker::message(std::string_view bytes) {
   ProtobufReader c(bytes);
+  std::size_t field_at = 0;  // the bytes not shown start with the field that fails
   try {
     while (!c.atEnd()) {
+      field_at = c.pos();
       const ProtobufReader::Key k = c.key();
       const std::size_t at = k.offset;
       switch (k.wire) {
@@ -208,8 +210,8 @@ void Walker::message(std::string_view bytes) {
         }
         case kProtoLengthDelimited: {
           if (c.mapCountFollows(k.raw)) {
-            const std::uint64_t n = c.varint();  // shown as a varint field; the entries follow as fields
-            sink_.protobufField(at, c.pos() - at, k.number, kProtoVarint, n, {});
+            const std::uint64_t n = c.varint();  // the entries follow as fields
+            sink_.protobufMapCount(at, c.pos() - at, k.number, n);
             break;
           }
           const std::string_view data = c.lengthDelimited(at);
@@ -224,7 +226,7 @@ void Walker::message(std::string_view bytes) {
   } catch (const WireStop& stop) {
     ++summary_.undecoded;
     sink_.stopCause(Kind::kBadEvent, stop.offset, false);
-    sink_.undecoded(stop.offset, bytes.substr(stop.offset), stop.why);
+    sink_.undecoded(field_at, bytes.substr(field_at), stop.why);
   }
 }
 

@@ -186,11 +186,11 @@ TEST(PackCli, MalformedTreesAndBadOutputs) {
   const auto bad_tag =
       RunTool({"pack"}, R"({"navreq_tree": 1, "fields": [{"tag": 256, "type": 12, "value": 0}]})");
   EXPECT_EQ(bad_tag.status, 65);
-  EXPECT_EQ(bad_tag.err, "navreq pack: $.fields[0].tag: expected an integer from 0 to 255\n");
+  EXPECT_EQ(bad_tag.err, "navreq pack: $.fields[0].tag (256): expected an integer from 0 to 255\n");
   const auto wrong_kind =
       RunTool({"pack"}, R"({"navreq_tree": 1, "fields": [{"tag": 1, "type": 6, "value": 5}]})");
   EXPECT_EQ(wrong_kind.status, 65);
-  EXPECT_EQ(wrong_kind.err, "navreq pack: $.fields[0].value: expected a string\n");
+  EXPECT_EQ(wrong_kind.err, "navreq pack: $.fields[0].value (1): expected a string\n");
   const auto no_dir =
       RunTool({"pack", "-o", "/nonexistent/dir/x.bin"}, R"({"navreq_tree": 1, "fields": []})");
   EXPECT_EQ(no_dir.status, 73);

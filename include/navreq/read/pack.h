@@ -1,8 +1,8 @@
 // `navreq pack`: the bytes that a dump's JSON tree describes.
 #pragma once
 
-#include <istream>
 #include <functional>
+#include <istream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -17,8 +17,10 @@ class PackError : public std::runtime_error {
 
 // The bytes of a tree as `navreq dump --json` prints it (format in
 // docs/tree-format.md), read as it streams in: memory holds the bytes being
-// made, not the tree. Throws PackError for a malformed tree or text that is
-// not JSON ("not JSON: ...").
+// made and, per value, its paths and the keys that pack does not write (to
+// check them against the bytes read back), not the tree. Throws PackError for
+// a malformed tree, a key edited that pack cannot write ("PATH (FIELD PATH):
+// what"), or text that is not JSON ("not JSON: ...").
 //
 // A gzip body whose tree was edited is compressed again with `gzip` (the
 // reading library has no compressor of its own; the tool passes the engine's

@@ -18,6 +18,10 @@ namespace navreq {
 // Well-formed UTF-8 without control characters.
 [[nodiscard]] bool IsPrintableText(std::string_view bytes) noexcept;
 
+// Whether bytes show as text as well as hex (the JSON tree's "value" beside
+// "hex"): not empty, and printable text as above.
+[[nodiscard]] bool ShowsAsText(std::string_view bytes) noexcept;
+
 // The bytes in double quotes, readable on a terminal: well-formed UTF-8 stays
 // as it is, quotes and backslashes are escaped, \n \r \t by name, every other
 // control byte and every byte outside well-formed UTF-8 as \xNN.

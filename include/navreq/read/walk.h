@@ -64,7 +64,7 @@ struct Item {
   const FieldInfo* field = nullptr;    // the declaration, for a field of a known record
   const TypeInfo* declared = nullptr;  // the declared type, when known (see `problem`)
   const RecordInfo* record = nullptr;  // a nested record's declaration, when known
-  Problem problem = Problem::kNone;  // what is wrong with it
+  Problem problem = Problem::kNone;    // what is wrong with it
   // A value read in spite of `problem` (out of order, unexpected tag, repeated
   // key): its own type mismatch or value out of range.
   Problem also = Problem::kNone;
@@ -127,6 +127,14 @@ class TreeSink {
   // A field of a protocol-buffers message (read without its schema).
   virtual void protobufField(std::size_t offset, std::size_t length, std::uint64_t number, int wire,
                              std::uint64_t value, std::string_view data) = 0;
+  // The bare entry count that follows the key of the stop event's attribute
+  // map (its writer's own layout, protobuf_reader.h); the entries follow as
+  // length-delimited fields of the same number. Shown as a varint field
+  // unless the sink tells them apart (it needs to, to write the bytes again).
+  virtual void protobufMapCount(std::size_t offset, std::size_t length, std::uint64_t number,
+                                std::uint64_t count) {
+    protobufField(offset, length, number, 0, count, {});
+  }
   // A declared field that the record does not hold (reported before close()).
   virtual void missing(const FieldInfo& field) = 0;
   // Decoding of the current buffer stopped at `offset`; `rest` is every byte
