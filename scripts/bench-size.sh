@@ -44,7 +44,7 @@ command -v "${SIZE_TOOL}" >/dev/null || { echo "bench-size: ${SIZE_TOOL} not fou
 
 # text data bss of a probe, from binutils' Berkeley format.
 sections_of() {
-  "${SIZE_TOOL}" -B "${BDIR}/bench/size/navreq_size_$1" | awk 'NR == 2 { print $1, $2, $3 }'
+  "${SIZE_TOOL}" -B "${BDIR}/bench/size/navreq_size_$1.stripped" | awk 'NR == 2 { print $1, $2, $3 }'
 }
 
 read -r base_text base_data base_bss <<<"$(sections_of baseline)"

@@ -59,8 +59,8 @@ using KeyLevelSpeller = void (*)(std::string& path, std::string_view key, bool i
 // How a record is read.
 struct ReadOptions {
   ReadMode mode = ReadMode::kStrict;  // stop at the first problem, or read on
-  std::string root;              // prefix of every path ("body"), may be empty
-  std::size_t memory_limit = 0;  // bytes of containers; 0: 64 x the input + 1 MiB
+  std::string root;                   // prefix of every path ("body"), may be empty
+  std::size_t memory_limit = 0;       // bytes of containers; 0: 64 x the input + 1 MiB
   // Null: a map value is named by its entry number and its key as `[i].key`.
   // Set: a map value is named by its key, spelt by this function, and a
   // problem of the key itself by the map's path (a key names its value, it
@@ -159,29 +159,18 @@ class KseRecordReader {
   template <class T>
   NAVKSE_NOINLINE void field(const KseHead& h, T& member, const char* name, FieldSet& seen, int& last,
                              int& count) {
-    field_ = name;
-    if (NAVKSE_UNLIKELY(static_cast<int>(h.tag) <= last)) {
-      if (seen.has(h.tag)) {
-        report(ReadProblemKind::kDuplicateField, h.offset, "tag " + std::to_string(h.tag));
-        in_.skipValue(h);
-        return;
-      }
-      report(ReadProblemKind::kOutOfOrder, h.offset, "tag " + std::to_string(h.tag));
-    } else {
-      last = h.tag;
-    }
-    seen.set(h.tag);
-    ++count;
-    value(h, member);
+    if (takeField(h, name, seen, last, count)) value(h, member);
   }
+  // The bookkeeping of `field`, the same for every type: notes the tag; false
+  // when it was seen before (reported, its value skipped).
+  bool takeField(const KseHead& h, const char* name, FieldSet& seen, int& last, int& count);
 
   // A tag the record does not declare: a problem; its value is skipped.
   void unknownField(const KseHead& h);
-  // The declared fields (`count` of them, tags ascending) that `seen` lacks.
-  // Those below `last`, the highest tag read, are missing one by one; those
-  // above it are where the record was cut short, reported once at the first.
-  void missingFields(const std::uint8_t* tags, const char* const* names, int count, const FieldSet& seen,
-                     int last);
+  // The declared fields of `record` that `seen` lacks. Those below `last`,
+  // the highest tag read, are missing one by one; those above it are where the
+  // record was cut short, reported once at the first.
+  void missingFields(const RecordInfo& record, const FieldSet& seen, int last);
 
   // --- Values by declared type. ---
 
