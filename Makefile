@@ -5,7 +5,7 @@
 #               UBSan, under TSan, cross-built for aarch64 and s390x, and the
 #               browser inspector in headless Chromium
 .PHONY: all deps demo docs test test-dev test-libdeflate test-asan test-tsan test-inspector inspector open-inspector \
-	bench bench-callgrind fuzz cross-test format clean
+	bench bench-callgrind bench-size fuzz cross-test format clean
 
 all: test
 
@@ -101,6 +101,13 @@ bench-callgrind:
 	$(BENCH_CONFIGURE)
 	cmake --build build/bench -j2 --target navreq_bench
 	scripts/bench-callgrind.py --bench build/bench/bench/navreq_bench
+
+# What navreq adds to a stripped aarch64 program at -Os in the size
+# configuration (preset size-aarch64), each figure beside an empty program
+# built the same way; ends with a summary. scripts/bench-size.sh --plain
+# measures MinSizeRel without the size configuration.
+bench-size:
+	scripts/bench-size.sh
 
 # libFuzzer targets, each for FUZZ_SECONDS (default 60); FUZZ_TARGETS picks some.
 fuzz: deps

@@ -101,12 +101,30 @@ void KseRecordReader::unknownField(const KseHead& h) {
   unknown_tag_ = -1;
 }
 
-void KseRecordReader::missingFields(const std::uint8_t* tags, const char* const* names, int count,
-                                    const FieldSet& seen, int last) {
+bool KseRecordReader::takeField(const KseHead& h, const char* name, FieldSet& seen, int& last, int& count) {
+  field_ = name;
+  if (NAVKSE_UNLIKELY(static_cast<int>(h.tag) <= last)) {
+    if (seen.has(h.tag)) {
+      report(ReadProblemKind::kDuplicateField, h.offset, "tag " + std::to_string(h.tag));
+      in_.skipValue(h);
+      return false;
+    }
+    report(ReadProblemKind::kOutOfOrder, h.offset, "tag " + std::to_string(h.tag));
+  } else {
+    last = h.tag;
+  }
+  seen.set(h.tag);
+  ++count;
+  return true;
+}
+
+void KseRecordReader::missingFields(const RecordInfo& record, const FieldSet& seen, int last) {
+  const int count = static_cast<int>(record.count);
   for (int i = 0; i < count; ++i) {
-    if (seen.has(tags[i])) continue;
-    field_ = names[i];
-    if (static_cast<int>(tags[i]) < last) {
+    const FieldInfo& f = record.fields[i];
+    if (seen.has(f.tag)) continue;
+    field_ = f.name;
+    if (static_cast<int>(f.tag) < last) {
       report(ReadProblemKind::kMissingField, end_offset_, "");
       continue;
     }

@@ -22,11 +22,14 @@ namespace {
 // the command name alone tells them apart.
 struct SliceRequestKind {
   const char* log_prefix;
-  navkse::RequestKind command;
+  std::int32_t command_number;
+  const char* command_name;
 };
 
-constexpr SliceRequestKind kRoutePlus{"RoutePlus::RequestPlus", navkse::RequestKind::kRoutePlus};
-constexpr SliceRequestKind kRouteSlice{"RoutePlus::RequestSlice", navkse::RequestKind::kGuidanceSlice};
+using PlusCommand = navkse::PackageCommand<navkse::RequestKind::kRoutePlus>;
+using SliceCommand = navkse::PackageCommand<navkse::RequestKind::kGuidanceSlice>;
+constexpr SliceRequestKind kRoutePlus{"RoutePlus::RequestPlus", PlusCommand::number, PlusCommand::name};
+constexpr SliceRequestKind kRouteSlice{"RoutePlus::RequestSlice", SliceCommand::number, SliceCommand::name};
 
 // The one implementation of both requests. PlusReq and SliceReq are distinct
 // engine types of the same shape.
@@ -59,10 +62,9 @@ int GetSliceRequestData(const Request& param, const ReqExtraParam& extra, const 
   std::vector<char> compressed_body;
   if (!GZipCompress(plain_body, compressed_body)) return 1;
 
-  const navkse::CommandInfo& command = navkse::commandOf(kind.command);
   navkse::duromap::Package package;
-  if (route_req_serializer::GetPackage(package, extra, navkse::duromap::CMD{command.number}, command.name,
-                                       plain_body, true) != 0) {
+  if (route_req_serializer::GetPackage(package, extra, navkse::duromap::CMD{kind.command_number},
+                                       kind.command_name, plain_body, true) != 0) {
     return 1;
   }
   if (!SerializeKSE(package, out)) return 1;

@@ -142,10 +142,10 @@ int GetRouteRefreshReqData(const RouteRefreshReqParam& param, const ReqExtraPara
   std::vector<char> body;
   if (!SerializeKSE(batch, body)) return 1;
 
-  const navkse::CommandInfo& command = navkse::commandOf(navkse::RequestKind::kTrafficRefresh);
+  using Command = navkse::PackageCommand<navkse::RequestKind::kTrafficRefresh>;
   navkse::duromap::Package package;
   // Flagged as compressed although the body goes out plain: the server expects it.
-  if (route_req_serializer::GetPackage(package, extra, navkse::duromap::CMD{command.number}, command.name,
+  if (route_req_serializer::GetPackage(package, extra, navkse::duromap::CMD{Command::number}, Command::name,
                                        body, true) != 0) {
     return 1;
   }

@@ -31,9 +31,9 @@ unsigned GetRouteReqData(const DriveRouteReqParam& param, const ReqExtraParam& e
     return 1;
   }
 
-  const navkse::CommandInfo& command = navkse::commandOf(navkse::RequestKind::kRouteSearch);
+  using Command = navkse::PackageCommand<navkse::RequestKind::kRouteSearch>;
   navkse::duromap::Package package;
-  if (route_req_serializer::GetPackage(package, extra, navkse::duromap::CMD{command.number}, command.name,
+  if (route_req_serializer::GetPackage(package, extra, navkse::duromap::CMD{Command::number}, Command::name,
                                        compressed, true) != 0) {
     platform::PutLine("ret_pkg_fail");
     return 1;

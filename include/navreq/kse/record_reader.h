@@ -167,29 +167,18 @@ class KseRecordReader {
   template <class T>
   NAVKSE_NOINLINE void field(const KseHead& h, T& member, const char* name, FieldSet& seen, int& last,
                              int& count) {
-    field_ = name;
-    if (NAVKSE_UNLIKELY(static_cast<int>(h.tag) <= last)) {
-      if (seen.has(h.tag)) {
-        report(ReadProblemKind::kDuplicateField, h.offset, "tag " + std::to_string(h.tag));
-        in_.skipValue(h);
-        return;
-      }
-      report(ReadProblemKind::kOutOfOrder, h.offset, "tag " + std::to_string(h.tag));
-    } else {
-      last = h.tag;
-    }
-    seen.set(h.tag);
-    ++count;
-    value(h, member);
+    if (takeField(h, name, seen, last, count)) value(h, member);
   }
+  // The bookkeeping of `field`, the same for every type: notes the tag; false
+  // when it was seen before (reported, its value skipped).
+  bool takeField(const KseHead& h, const char* name, FieldSet& seen, int& last, int& count);
 
   // A tag the record does not declare: a problem; its value is skipped.
   void unknownField(const KseHead& h);
-  // The declared fields (`count` of them, tags ascending) that `seen` lacks.
-  // Those below `last`, the highest tag read, are missing one by one; those
-  // above it are where the record was cut short, reported once at the first.
-  void missingFields(const std::uint8_t* tags, const char* const* names, int count, const FieldSet& seen,
-                     int last);
+  // The declared fields of `record` that `seen` lacks. Those below `last`,
+  // the highest tag read, are missing one by one; those above it are where the
+  // record was cut short, reported once at the first.
+  void missingFields(const RecordInfo& record, const FieldSet& seen, int last);
 
   // --- Values by declared type. ---
 

@@ -33,14 +33,20 @@
 #include <cstddef>
 #include <cstdint>
 
-// Hot-path hints of the writer and the reader.
-#if defined(__GNUC__)
+// Hot-path hints of the writer and the reader. The size configuration
+// (NAVREQ_SIZE_OPTIMIZED, defined for every user of the libraries) leaves
+// inlining to the compiler's -Os judgement: forced inlining copies every
+// field's write and read into each record's code.
+#if defined(__GNUC__) && !defined(NAVREQ_SIZE_OPTIMIZED)
 #define NAVKSE_INLINE inline __attribute__((always_inline))
+#else
+#define NAVKSE_INLINE inline
+#endif
+#if defined(__GNUC__)
 #define NAVKSE_NOINLINE __attribute__((noinline))
 #define NAVKSE_LIKELY(x) __builtin_expect(!!(x), 1)
 #define NAVKSE_UNLIKELY(x) __builtin_expect(!!(x), 0)
 #else
-#define NAVKSE_INLINE inline
 #define NAVKSE_NOINLINE
 #define NAVKSE_LIKELY(x) (x)
 #define NAVKSE_UNLIKELY(x) (x)

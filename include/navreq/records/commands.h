@@ -95,6 +95,16 @@ constexpr const CommandInfo& commandOf(RequestKind kind) noexcept {
 }
 
 // The body type of a request kind: CommandBody<RequestKind::kRouteSearch>::type.
+// A Package command's number and name as constants. Writers take these rather
+// than the table entry: an entry in a program brings the table, and through its
+// body pointers every body record's reflection, into the program.
+template <RequestKind Kind>
+struct PackageCommand {
+  static_assert(commandOf(Kind).envelope == Envelope::kPackage, "not a Package command");
+  static constexpr std::int32_t number = commandOf(Kind).number;  // CMD
+  static constexpr const char* name = commandOf(Kind).name;       // command name
+};
+
 template <RequestKind Kind>
 struct CommandBody;
 #define NAVKSE_REQUEST_BODY_(KIND, ENVELOPE, NUMBER, NAME, BODY, GZIP, ENTRY) \
