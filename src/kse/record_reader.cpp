@@ -73,7 +73,7 @@ std::string KseRecordReader::path() const {
   for (int i = 0; i < segments_; ++i) {
     add_name(segs_[i].name);
     if (segs_[i].index != kNoIndex) out += "[" + std::to_string(segs_[i].index) + "]";
-    if (segs_[i].keyed) key_level_(out, segs_[i].key, segs_[i].key_integer);
+    if (segs_[i].keyed) key_level_(out, keys_[i], segs_[i].key_integer);
   }
   if (field_ == nullptr && unknown_tag_ >= 0) {
     const std::string tag = std::to_string(unknown_tag_);

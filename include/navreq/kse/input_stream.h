@@ -27,6 +27,11 @@ constexpr int kKseMaxDepth = 64;
 // one is over the limit, not read. A settable default where callers choose.
 constexpr std::size_t kKseMaxInflatedSize = std::size_t{256} << 20;
 
+// The fast paths of the reader (takeInteger, takeFixed) work up to this many
+// bytes before the end of the input, so that one compare bounds a two-byte
+// head and an eight-byte payload; the last bytes take the general path.
+constexpr std::size_t kKseFastTail = 16;
+
 // What can be wrong with bytes being read.
 enum class ReadProblemKind : std::uint8_t {
   kTruncated,        // the input ends inside a value
@@ -144,7 +149,10 @@ class KseInputStream {
  public:
   // Reads the `size` bytes at `data`, which must outlive the stream.
   KseInputStream(const void* data, std::size_t size) noexcept
-      : begin_(static_cast<const unsigned char*>(data)), p_(begin_), end_(begin_ + size) {}
+      : begin_(static_cast<const unsigned char*>(data)),
+        p_(begin_),
+        end_(begin_ + size),
+        fast_end_(size > kKseFastTail ? end_ - kKseFastTail : begin_) {}
   KseInputStream(const KseInputStream&) = delete;
   KseInputStream& operator=(const KseInputStream&) = delete;
 
@@ -199,6 +207,92 @@ class KseInputStream {
     h.size = size;
     h.offset = position();
     p_ += size;
+    return true;
+  }
+
+  // The fast path of an integer field at `tag` (and of a list element, tag 0)
+  // whose declared range is [Lo, Hi]. Before the last kKseFastTail bytes of
+  // the input, one compare bounds the head and any payload. Consumes the
+  // field and sets `v` when the head is the one the writer gives this tag,
+  // its type an integer form and the value in range; otherwise (a different
+  // head, a value out of range, the last bytes of the input) consumes
+  // nothing, and the general path reads the field and reports what is wrong.
+  template <std::int64_t Lo, std::int64_t Hi>
+  NAVKSE_INLINE bool takeInteger(std::uint8_t tag, std::int64_t& v) noexcept {
+    if (NAVKSE_UNLIKELY(p_ >= fast_end_)) return false;
+    const std::size_t head = kseHeadSize(tag);
+    // The head's byte less the tag's high nibble: the type code when the
+    // tag matches, 16 or more (unsigned) when it does not.
+    unsigned type;
+    if (head == 1) {
+      type = p_[0] - (static_cast<unsigned>(tag) << 4);
+    } else {
+      if (p_[1] != tag) return false;
+      type = p_[0] - 0xF0u;
+    }
+    const unsigned char* payload = p_ + head;
+    std::int64_t x;
+    if (NAVKSE_LIKELY(type == kKseInt8)) {
+      x = static_cast<std::int8_t>(payload[0]);
+      if constexpr (Lo > INT8_MIN || Hi < INT8_MAX) {
+        if (NAVKSE_UNLIKELY(x < Lo || x > Hi)) return false;
+      }
+      v = x;
+      p_ = payload + 1;
+      return true;
+    }
+    if (type == kKseZero) {  // every declared range holds 0
+      v = 0;
+      p_ = payload;
+      return true;
+    }
+    if (NAVKSE_UNLIKELY(type > kKseInt64)) return false;
+    // Forms 1-3 carry 2, 4 or 8 bytes: one big-endian load of 8 and an
+    // arithmetic shift give any of them (two's complement on every host).
+    const std::size_t n = std::size_t{1} << type;
+    x = static_cast<std::int64_t>(kse_detail::loadBigEndian<std::uint64_t>(payload)) >> (64 - 8 * n);
+    if (NAVKSE_UNLIKELY(x < Lo || x > Hi)) return false;
+    v = x;
+    p_ = payload + n;
+    return true;
+  }
+
+  // The fast path of a float (U = uint32_t, type kKseFloat) or double (U =
+  // uint64_t, kKseDouble) field at `tag`: consumes it and sets `bits` when
+  // the head is exactly the one the writer gives, before the input's last
+  // kKseFastTail bytes; otherwise consumes nothing.
+  template <class U>
+  NAVKSE_INLINE bool takeFixed(std::uint8_t tag, std::uint8_t type, U& bits) noexcept {
+    if (NAVKSE_UNLIKELY(p_ >= fast_end_)) return false;
+    const std::size_t head = kseHeadSize(tag);
+    if (head == 1) {
+      if (p_[0] != ((tag << 4) | type)) return false;
+    } else if (p_[0] != (0xF0 | type) || p_[1] != tag) {
+      return false;
+    }
+    bits = kse_detail::loadBigEndian<U>(p_ + head);
+    p_ += head + sizeof(U);
+    return true;
+  }
+
+  // The fast path of a string field at `tag` in the short form (at most 255
+  // bytes, as the writer gives them): consumes it and points `data` and
+  // `size` at its bytes when the head is exactly that one and the bytes are
+  // in the input; otherwise consumes nothing.
+  NAVKSE_INLINE bool takeShortString(std::uint8_t tag, const char*& data, std::size_t& size) noexcept {
+    if (NAVKSE_UNLIKELY(p_ >= fast_end_)) return false;
+    const std::size_t head = kseHeadSize(tag);
+    if (head == 1) {
+      if (p_[0] != ((tag << 4) | kKseString1)) return false;
+    } else if (p_[0] != (0xF0 | kKseString1) || p_[1] != tag) {
+      return false;
+    }
+    const std::size_t n = p_[head];
+    // Before fast_end_, the head and the length byte are in the input.
+    if (NAVKSE_UNLIKELY(n > static_cast<std::size_t>(end_ - p_) - head - 1)) return false;
+    data = reinterpret_cast<const char*>(p_ + head + 1);
+    size = n;
+    p_ += head + 1 + n;
     return true;
   }
 
@@ -340,6 +434,7 @@ class KseInputStream {
   const unsigned char* begin_;
   const unsigned char* p_;
   const unsigned char* end_;
+  const unsigned char* fast_end_;  // the fast paths stop here, kKseFastTail before the end
   int depth_ = 0;
 };
 

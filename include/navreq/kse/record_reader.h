@@ -20,6 +20,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <iterator>
 #include <limits>
 #include <map>
@@ -107,6 +108,13 @@ struct MinWire {
   static constexpr std::size_t value = minWireSize(FieldType<T>::kind);
 };
 
+// The values an integer member of type T holds, as constants: the range check
+// of every integer read is two compares, never a call.
+template <class T>
+constexpr std::int64_t kMinOf = integerKindMin(FieldType<T>::kind);
+template <class T>
+constexpr std::int64_t kMaxOf = integerKindMax(FieldType<T>::kind);
+
 }  // namespace kse_detail
 
 // Reads records field by field from a KseInputStream, recording problems with their paths.
@@ -127,16 +135,45 @@ class KseRecordReader {
   // Fast path for fields in declared order: reads the next field into
   // `member` when it has this tag and a wire type its declared type accepts;
   // false (nothing consumed) otherwise.
+  //
+  // Integers, floats, doubles and strings first try the stream's one-check
+  // path and leave everything unusual to the general path (out of line, one
+  // copy per member type). Only a string's copy can fail there, so only it
+  // names the field for the problem path.
   template <class T>
   NAVKSE_INLINE bool expect(std::uint8_t tag, T& member, const char* name) {
-    field_ = nullptr;  // a head cut short belongs to the record, not the field before it
-    KseHead h;
-    if (!in_.takeHeadIf(tag, h, [](std::uint8_t type) { return wireTypeFits(FieldType<T>::kind, type); })) {
-      return false;
+    if constexpr (std::is_integral<T>::value) {
+      std::int64_t v;
+      if (NAVKSE_LIKELY((in_.takeInteger<kse_detail::kMinOf<T>, kse_detail::kMaxOf<T>>(tag, v)))) {
+        member = static_cast<T>(v);
+        return true;
+      }
+      return expectAnyHead(tag, member, name);
+    } else if constexpr (std::is_same<T, float>::value || std::is_same<T, double>::value) {
+      using Bits = typename std::conditional<sizeof(T) == 4, std::uint32_t, std::uint64_t>::type;
+      Bits bits;
+      if (NAVKSE_LIKELY(
+              in_.takeFixed(tag, FieldType<T>::kind == WireKind::kFloat ? kKseFloat : kKseDouble, bits))) {
+        std::memcpy(&member, &bits, sizeof member);
+        return true;
+      }
+      return expectAnyHead(tag, member, name);
+    } else if constexpr (std::is_same<T, std::string>::value) {
+      const char* data;
+      std::size_t size;
+      if (NAVKSE_LIKELY(in_.takeShortString(tag, data, size))) {
+        if (size == 0) {
+          member.clear();  // most strings of a request are empty: no call for them
+        } else {
+          field_ = name;  // an allocation that fails names the field
+          member.assign(data, size);
+        }
+        return true;
+      }
+      return expectAnyHead(tag, member, name);
+    } else {
+      return expectHead(tag, member, name);
     }
-    field_ = name;
-    value(h, member);
-    return true;
   }
 
   // Consumes the end of the record being read, if it is next: the end head of
@@ -173,6 +210,24 @@ class KseRecordReader {
   // when it was seen before (reported, its value skipped).
   bool takeField(const KseHead& h, const char* name, FieldSet& seen, int& last, int& count);
 
+  // The general path of `expect`: the head at the position, if it has this
+  // tag and a fitting type, then the value whatever its form.
+  template <class T>
+  NAVKSE_INLINE bool expectHead(std::uint8_t tag, T& member, const char* name) {
+    field_ = nullptr;  // a head cut short belongs to the record, not the field before it
+    KseHead h;
+    if (!in_.takeHeadIf(tag, h, [](std::uint8_t type) { return wireTypeFits(FieldType<T>::kind, type); })) {
+      return false;
+    }
+    field_ = name;
+    value(h, member);
+    return true;
+  }
+  template <class T>
+  NAVKSE_NOINLINE bool expectAnyHead(std::uint8_t tag, T& member, const char* name) {
+    return expectHead(tag, member, name);
+  }
+
   // A tag the record does not declare: a problem; its value is skipped.
   void unknownField(const KseHead& h);
   // The declared fields of `record` that `seen` lacks. Those below `last`,
@@ -187,7 +242,7 @@ class KseRecordReader {
   NAVKSE_INLINE void value(const KseHead& h, T& out) {
     if (NAVKSE_UNLIKELY(!isIntegerWire(h.type))) return mismatch(h, FieldType<T>::typeName());
     const std::int64_t v = in_.readInteger(h.type);
-    if (NAVKSE_UNLIKELY(!integerKindHolds(FieldType<T>::kind, v))) {
+    if (NAVKSE_UNLIKELY(v < kse_detail::kMinOf<T> || v > kse_detail::kMaxOf<T>)) {
       return outOfRange(h, v, FieldType<T>::kind);
     }
     out = static_cast<T>(v);
@@ -232,6 +287,13 @@ class KseRecordReader {
     out.resize(n);
     const int seg = push();
     for (std::size_t i = 0; i < n; ++i) {
+      if constexpr (std::is_integral<T>::value) {
+        std::int64_t v;
+        if (NAVKSE_LIKELY((in_.takeInteger<kse_detail::kMinOf<T>, kse_detail::kMaxOf<T>>(0, v)))) {
+          out[i] = static_cast<T>(v);
+          continue;
+        }
+      }
       segs_[seg].index = i;
       field_ = nullptr;
       const KseHead e = in_.readHead();
@@ -264,7 +326,8 @@ class KseRecordReader {
       if (keyed) {
         // Kept by the reader: a problem that ends reading names the path
         // after this frame is gone.
-        segs_[seg].key = keyText(key);
+        if (keys_.size() <= static_cast<std::size_t>(seg)) keys_.resize(seg + 1);
+        keys_[seg] = keyText(key);
         segs_[seg].keyed = true;
         segs_[seg].key_integer = std::is_integral<K>::value;
       }
@@ -307,7 +370,6 @@ class KseRecordReader {
     std::size_t index;   // npos: no index
     bool keyed = false;  // a map value named by its key
     bool key_integer = false;
-    std::string key;
   };
   static constexpr std::size_t kNoIndex = static_cast<std::size_t>(-1);
 
@@ -367,6 +429,9 @@ class KseRecordReader {
   const KeyLevelSpeller key_level_;
   int segments_ = 0;
   Segment segs_[kKseMaxDepth + 1];
+  // The key of each keyed segment, by slot: only keyed reading (key_level)
+  // grows it, so a reader without one constructs no string per level.
+  std::vector<std::string> keys_;
 };
 
 // Reads `out` from bytes holding it written alone (its fields, no frame).
