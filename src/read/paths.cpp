@@ -3,6 +3,7 @@
 #include <charconv>
 
 #include "navreq/read/text.h"
+#include "navreq/request_reader.h"
 
 namespace navreq {
 
@@ -80,8 +81,13 @@ void AppendKeyLevel(std::string& path, std::string_view key, bool integer) {
 }
 
 void AppendProtobufLevel(std::string& path, std::uint64_t number, std::uint64_t repetition, bool first) {
-  path += first ? "#" : ".#";
-  path += std::to_string(number);
+  if (!first) path += '.';
+  if (const char* name = StopEventFieldName(number)) {
+    path += name;
+  } else {
+    path += '#';
+    path += std::to_string(number);
+  }
   if (repetition > 0) path += "[" + std::to_string(repetition) + "]";
 }
 

@@ -19,7 +19,7 @@ const TRIOS = {
   location: ['auth.imei', 'payload.session.request_time_s', 'payload.report.points[0]'],
   plus: ['cmd_name', 'header.identity_f', 'body.slices[0].slice_text'],
   slice: ['cmd_name', 'header.device_id', 'body.slices[0].slice_value2'],
-  navstop: ['auth.imei', 'payload.#3', 'payload_encoding'],
+  navstop: ['auth.imei', 'payload.value', 'payload_encoding'],
 };
 
 // Route's trio worked out by hand from route.dump.txt: cmd_name is @4+19 in

@@ -107,7 +107,7 @@ TEST(PackMessage, FieldsAreNamedAndWritten) {
   t["fields"][2]["message"]["fields"][1]["count"] = 2;  // two entries announced, one there
   EXPECT_EQ(
       ErrorOf(t),
-      "$.fields[2].message.fields[2] (payload.#2[1]): dump reads the packed bytes differently from here "
+      "$.fields[2].message.fields[2] (payload.attributes[1]): dump reads the packed bytes differently from here "
       "(field 12, type 1)");
   t = tree;
   t["fields"][2]["message"]["fields"][0]["value"] = -1;  // as an int64: ten bytes
@@ -125,19 +125,19 @@ TEST(PackMessage, EditsItCannotWriteAreRefused) {
   t["fields"][2]["message"]["fields"][4]["value"] = "hey";  // "hex" still says "hi"
   EXPECT_EQ(
       ErrorOf(t),
-      "$.fields[2].message.fields[4].hex (payload.#3): does not hold the bytes of \"value\": edit one of "
+      "$.fields[2].message.fields[4].hex (payload.value): does not hold the bytes of \"value\": edit one of "
       "them and remove the other");
   t = tree;
   t["fields"][2]["message"]["fields"][5]["name"] = "duration";
   EXPECT_EQ(
       ErrorOf(t),
-      "$.fields[2].message.fields[5].name (payload.#4): \"duration\", but dump shows \"timestamp\" for the "
+      "$.fields[2].message.fields[5].name (payload.timestamp): \"duration\", but dump shows \"timestamp\" for the "
       "packed bytes (pack does not write it: leave it as it was)");
   t = tree;
   t["fields"][2]["message"]["fields"][3]["at"] = 8;
   EXPECT_EQ(
       ErrorOf(t),
-      "$.fields[2].message.fields[3].at (payload.#2[2]): is 8, but the value before it ends at 7 (dump's "
+      "$.fields[2].message.fields[3].at (payload.attributes[2]): is 8, but the value before it ends at 7 (dump's "
       "offsets are computed again by pack: leave them as they were)");
   t = tree;
   t["fields"][2]["message"]["size"] = 18;
@@ -148,7 +148,7 @@ TEST(PackMessage, EditsItCannotWriteAreRefused) {
   t = tree;
   t["fields"][2]["message"]["fields"][0]["wire"] = 3;
   EXPECT_EQ(ErrorOf(t),
-            "$.fields[2].message.fields[0].wire (payload.#1): expected 0, 1, 2 or 5 (varint, fixed64, "
+            "$.fields[2].message.fields[0].wire (payload.nav_stopped): expected 0, 1, 2 or 5 (varint, fixed64, "
             "length-delimited, fixed32)");
   t = tree;
   t["fields"][2]["message"]["hex"] = "00";  // the inspector's key, given and not the fields' bytes
@@ -169,7 +169,7 @@ TEST(PackMessage, AFieldInALongerFormKeepsItsBytes) {
   t["fields"][2]["message"]["fields"][0]["value"] = 0;
   EXPECT_EQ(
       ErrorOf(t),
-      "$.fields[2].message.fields[0].raw (payload.#1): does not hold this field's number, wire and value: "
+      "$.fields[2].message.fields[0].raw (payload.nav_stopped): does not hold this field's number, wire and value: "
       "remove it to write them in the shortest form");
   t["fields"][2]["message"]["fields"][0].erase("raw");
   EXPECT_EQ(Hex(Pack(t)), Hex(StopPacket("0800")));

@@ -28,7 +28,8 @@ void AppendIndexLevel(std::string& path, std::int64_t index);
 // A map value's key: the key's text (string bytes, or the decimal of an
 // integer key when `integer`), quoted where it is not a plain word.
 void AppendKeyLevel(std::string& path, std::string_view key, bool integer);
-// A protocol-buffers field: #number, and [repetition] from its second occurrence on.
+// A field of the stop event's message: its name (#number for a number the
+// message does not declare), and [repetition] from its second occurrence on.
 void AppendProtobufLevel(std::string& path, std::uint64_t number, std::uint64_t repetition, bool first);
 // The bytes where decoding stopped: <undecoded>.
 void AppendUndecodedLevel(std::string& path, bool first);
