@@ -14,24 +14,13 @@
 
 namespace {
 
-using navreq::testing::FromHex;
-using navreq::testing::ReadFile;
 using navreq::testing::RunTool;
 using navreq::testing::ScratchDir;
-using navreq::testing::SourcePath;
 using navreq::testing::WriteFile;
 
-const char* const kKinds[] = {"route", "refresh", "location", "navstop", "plus", "slice"};
-
-std::string GoldenHex(const std::string& kind) {
-  return ReadFile(SourcePath("tests/tool/golden/" + kind + ".hex"));
-}
-
-std::string GoldenBytes(const std::string& kind) {
-  std::string hex = GoldenHex(kind);
-  while (!hex.empty() && hex.back() == '\n') hex.pop_back();
-  return FromHex(hex);
-}
+using navreq::testing::ExampleBytes;
+using navreq::testing::ExampleHex;
+using navreq::testing::kExampleKinds;
 
 // The words of a command line as a POSIX shell splits them: blanks separate,
 // single quotes keep what they enclose.
@@ -105,7 +94,7 @@ TEST(DiffHelp, EveryExampleRunsAsWritten) {
   const std::vector<Example> examples = HelpExamples(help.out);
   ASSERT_GE(examples.size(), 5u) << help.out;
   ScratchDir dir;
-  for (const char* kind : kKinds) WriteFile(dir.file(std::string(kind) + ".hex"), GoldenHex(kind));
+  for (const char* kind : kExampleKinds) WriteFile(dir.file(std::string(kind) + ".hex"), ExampleHex(kind));
   bool json_seen = false;
   for (Example e : examples) {
     for (std::string& word : e.args) {
@@ -152,8 +141,8 @@ std::string Edited(std::string bytes) {
 TEST(DiffStatus, EveryPairOfExamplesEditsAndTruncations) {
   ScratchDir dir;
   std::vector<Input> inputs;
-  for (const char* kind : kKinds) {
-    const std::string bytes = GoldenBytes(kind);
+  for (const char* kind : kExampleKinds) {
+    const std::string bytes = ExampleBytes(kind);
     ASSERT_GT(bytes.size(), 40u);
     const std::string k = kind;
     const std::vector<std::pair<std::string, std::string>> forms = {
@@ -207,7 +196,7 @@ TEST(DiffStatus, EveryPairOfExamplesEditsAndTruncations) {
 
 TEST(DiffStatus, AnInputThatCannotBeReadIsTrouble) {
   ScratchDir dir;
-  WriteFile(dir.file("a.bin"), GoldenBytes("slice"));
+  WriteFile(dir.file("a.bin"), ExampleBytes("slice"));
   const auto b = RunTool({"diff", dir.file("a.bin"), dir.file("missing.bin")});
   EXPECT_EQ(b.status, 2);
   EXPECT_EQ(b.err.rfind("navreq diff: B: ", 0), 0u) << b.err;
@@ -222,8 +211,8 @@ TEST(DiffStatus, AnInputThatCannotBeReadIsTrouble) {
 
 TEST(DiffWarnings, AnIgnorePatternThatMatchesNothingIsNamed) {
   ScratchDir dir;
-  WriteFile(dir.file("a.bin"), GoldenBytes("route"));
-  WriteFile(dir.file("b.bin"), Edited(GoldenBytes("route")));
+  WriteFile(dir.file("a.bin"), ExampleBytes("route"));
+  WriteFile(dir.file("b.bin"), Edited(ExampleBytes("route")));
   const auto typo = RunTool({"diff", dir.file("a.bin"), dir.file("b.bin"), "--ignore", "header.imie",
                              "--ignore", "**.timeSeconds"});
   EXPECT_EQ(typo.status, 1);
@@ -245,8 +234,8 @@ TEST(DiffWarnings, AnIgnorePatternThatMatchesNothingIsNamed) {
 // not read with each other's record names.
 TEST(DiffKinds, DifferentCommandsAreTroubleWithTheBodiesNotMixed) {
   ScratchDir dir;
-  WriteFile(dir.file("route.bin"), GoldenBytes("route"));
-  WriteFile(dir.file("plus.bin"), GoldenBytes("plus"));
+  WriteFile(dir.file("route.bin"), ExampleBytes("route"));
+  WriteFile(dir.file("plus.bin"), ExampleBytes("plus"));
   const auto run = RunTool({"diff", dir.file("route.bin"), dir.file("plus.bin")});
   EXPECT_EQ(run.status, 2);
   EXPECT_EQ(run.out,

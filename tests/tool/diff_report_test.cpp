@@ -21,14 +21,8 @@ using navreq::CollectDifferences;
 using navreq::DiffOptions;
 using navreq::DiffReport;
 using navreq::testing::FromHex;
-using navreq::testing::ReadFile;
-using navreq::testing::SourcePath;
 
-std::string Golden(const std::string& kind) {
-  std::string hex = ReadFile(SourcePath("tests/tool/golden/" + kind + ".hex"));
-  while (!hex.empty() && hex.back() == '\n') hex.pop_back();
-  return FromHex(hex);
-}
+std::string Golden(const std::string& kind) { return navreq::testing::ExampleBytes(kind); }
 
 // The slice example with its body replaced by `body` (the Package's tag 8).
 std::string SliceWithBody(const std::string& body) {

@@ -19,13 +19,8 @@ using navreq::testing::ScratchDir;
 using navreq::testing::SourcePath;
 using navreq::testing::WriteFile;
 
-const char* const kKinds[] = {"route", "refresh", "location", "navstop", "plus", "slice"};
-
-std::string GoldenHex(const std::string& kind) {
-  std::string hex = ReadFile(SourcePath("tests/tool/golden/" + kind + ".hex"));
-  while (!hex.empty() && hex.back() == '\n') hex.pop_back();
-  return hex;
-}
+using navreq::testing::ExampleHex;
+using navreq::testing::kExampleKinds;
 
 std::string Printable(unsigned char b) {
   return std::string(1, b >= 0x20 && b < 0x7f ? static_cast<char>(b) : '.');
@@ -124,15 +119,15 @@ std::string Base64Of(const std::string& bytes, bool url, bool pad) {
 TEST(InputFormsCli, EveryFormOfEveryExampleDumpsAsItsBytes) {
   ScratchDir dir;
   std::vector<std::pair<std::string, std::string>> requests;
-  for (const char* kind : kKinds) requests.emplace_back(kind, FromHex(GoldenHex(kind)));
+  for (const char* kind : kExampleKinds) requests.emplace_back(kind, FromHex(ExampleHex(kind)));
   // Rows of zeros for hexdump's `*`.
-  requests.emplace_back("route with zeros", FromHex(GoldenHex("route")) + std::string(100, '\0'));
+  requests.emplace_back("route with zeros", FromHex(ExampleHex("route")) + std::string(100, '\0'));
   for (const auto& [name, bytes] : requests) {
     WriteFile(dir.file("request.bin"), bytes);
     const auto raw = RunTool({"dump", dir.file("request.bin")});
     ASSERT_NE(raw.out, "") << name;
     const std::vector<std::pair<std::string, std::string>> forms = {
-        {"hex", GoldenHex(name.substr(0, name.find(' '))) +
+        {"hex", ExampleHex(name.substr(0, name.find(' '))) +
                     (name == "route with zeros" ? std::string(200, '0') : "")},
         {"0x list", PrefixedListOf(bytes)},
         {"xxd", XxdOf(bytes)},
@@ -158,7 +153,7 @@ struct Broken {
 };
 
 std::vector<Broken> BrokenPastes() {
-  const std::string route = FromHex(GoldenHex("route"));
+  const std::string route = FromHex(ExampleHex("route"));
   std::string xxd = XxdOf(route);
   xxd.erase(xxd.find("00000020:"), xxd.find("00000030:") - xxd.find("00000020:"));
   std::string hexdump = HexdumpOf(route + std::string(67, '\0'));  // zero rows to the end
@@ -167,10 +162,10 @@ std::vector<Broken> BrokenPastes() {
   c_array.erase(c_array.find('}'));
   std::string base64 = Base64Of(route, false, false);
   base64.insert(base64.size() - 1, "A");
-  std::string stray = GoldenHex("route");
+  std::string stray = ExampleHex("route");
   stray[1000] = 'g';
   return {
-      {"hex missing a digit", GoldenHex("route").substr(1) + "\n",
+      {"hex missing a digit", ExampleHex("route").substr(1) + "\n",
        "hex text with an odd number of digits (2969) ending at line 1, column 2970"},
       {"hex with a stray letter", stray, "hex text with a stray character 'g' at line 1, column 1001"},
       {"hex with one digit between colons", "0c:1:00",
@@ -215,7 +210,7 @@ TEST(InputFormsCli, ForcedReadings) {
             "to read "
             "the input as raw bytes\n");
   // Bytes that are not text are raw without being told.
-  const auto binary = RunTool({"dump"}, FromHex(GoldenHex("navstop")));
+  const auto binary = RunTool({"dump"}, FromHex(ExampleHex("navstop")));
   EXPECT_EQ(binary.status, 0) << binary.err;
   EXPECT_EQ(binary.out, ReadFile(SourcePath("tests/tool/golden/navstop.dump.txt")));
 }
@@ -233,7 +228,7 @@ TEST(InputFormsCli, AFileIsNamedInTheMessage) {
 
 TEST(InputFormsCli, DiffReadsItsInputsAsDumpDoes) {
   ScratchDir dir;
-  const std::string route = FromHex(GoldenHex("route"));
+  const std::string route = FromHex(ExampleHex("route"));
   WriteFile(dir.file("route.bin"), route);
   WriteFile(dir.file("route.b64"), Base64Of(route, true, false));
   const auto same = RunTool({"diff", dir.file("route.bin"), dir.file("route.b64")});

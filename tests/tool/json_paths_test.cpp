@@ -13,9 +13,9 @@
 
 #include "navreq/read/diff.h"
 #include "navreq/read/views.h"
+#include "navreq/read/walk.h"
 #include "support/wire.h"
 #include "tool_run.h"
-#include "navreq/read/walk.h"
 
 namespace {
 

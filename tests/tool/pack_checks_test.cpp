@@ -105,10 +105,10 @@ TEST(PackMessage, FieldsAreNamedAndWritten) {
                                          "20ac02")));
   t = tree;
   t["fields"][2]["message"]["fields"][1]["count"] = 2;  // two entries announced, one there
-  EXPECT_EQ(
-      ErrorOf(t),
-      "$.fields[2].message.fields[2] (payload.attributes[1]): dump reads the packed bytes differently from here "
-      "(field 12, type 1)");
+  EXPECT_EQ(ErrorOf(t),
+            "$.fields[2].message.fields[2] (payload.attributes[1]): dump reads the packed bytes differently "
+            "from here "
+            "(field 12, type 1)");
   t = tree;
   t["fields"][2]["message"]["fields"][0]["value"] = -1;  // as an int64: ten bytes
   EXPECT_EQ(Hex(Pack(t)), Hex(StopPacket("08ffffffffffffffffff01"
@@ -129,16 +129,16 @@ TEST(PackMessage, EditsItCannotWriteAreRefused) {
       "them and remove the other");
   t = tree;
   t["fields"][2]["message"]["fields"][5]["name"] = "duration";
-  EXPECT_EQ(
-      ErrorOf(t),
-      "$.fields[2].message.fields[5].name (payload.timestamp): \"duration\", but dump shows \"timestamp\" for the "
-      "packed bytes (pack does not write it: leave it as it was)");
+  EXPECT_EQ(ErrorOf(t),
+            "$.fields[2].message.fields[5].name (payload.timestamp): \"duration\", but dump shows "
+            "\"timestamp\" for the "
+            "packed bytes (pack does not write it: leave it as it was)");
   t = tree;
   t["fields"][2]["message"]["fields"][3]["at"] = 8;
-  EXPECT_EQ(
-      ErrorOf(t),
-      "$.fields[2].message.fields[3].at (payload.attributes[2]): is 8, but the value before it ends at 7 (dump's "
-      "offsets are computed again by pack: leave them as they were)");
+  EXPECT_EQ(ErrorOf(t),
+            "$.fields[2].message.fields[3].at (payload.attributes[2]): is 8, but the value before it ends at "
+            "7 (dump's "
+            "offsets are computed again by pack: leave them as they were)");
   t = tree;
   t["fields"][2]["message"]["size"] = 18;
   EXPECT_EQ(
@@ -147,9 +147,10 @@ TEST(PackMessage, EditsItCannotWriteAreRefused) {
       "are computed again by pack: leave them as they were)");
   t = tree;
   t["fields"][2]["message"]["fields"][0]["wire"] = 3;
-  EXPECT_EQ(ErrorOf(t),
-            "$.fields[2].message.fields[0].wire (payload.nav_stopped): expected 0, 1, 2 or 5 (varint, fixed64, "
-            "length-delimited, fixed32)");
+  EXPECT_EQ(
+      ErrorOf(t),
+      "$.fields[2].message.fields[0].wire (payload.nav_stopped): expected 0, 1, 2 or 5 (varint, fixed64, "
+      "length-delimited, fixed32)");
   t = tree;
   t["fields"][2]["message"]["hex"] = "00";  // the inspector's key, given and not the fields' bytes
   EXPECT_EQ(
@@ -167,10 +168,10 @@ TEST(PackMessage, AFieldInALongerFormKeepsItsBytes) {
   EXPECT_EQ(Pack(tree), bytes);
   json t = tree;
   t["fields"][2]["message"]["fields"][0]["value"] = 0;
-  EXPECT_EQ(
-      ErrorOf(t),
-      "$.fields[2].message.fields[0].raw (payload.nav_stopped): does not hold this field's number, wire and value: "
-      "remove it to write them in the shortest form");
+  EXPECT_EQ(ErrorOf(t),
+            "$.fields[2].message.fields[0].raw (payload.nav_stopped): does not hold this field's number, "
+            "wire and value: "
+            "remove it to write them in the shortest form");
   t["fields"][2]["message"]["fields"][0].erase("raw");
   EXPECT_EQ(Hex(Pack(t)), Hex(StopPacket("0800")));
 }

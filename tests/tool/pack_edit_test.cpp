@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <filesystem>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -25,10 +24,7 @@
 namespace {
 
 using json = nlohmann::json;
-using navreq::testing::FromHex;
-using navreq::testing::ReadFile;
 using navreq::testing::RunTool;
-using navreq::testing::SourcePath;
 
 std::string TreeText(const std::string& bytes) {
   std::ostringstream out;
@@ -37,14 +33,6 @@ std::string TreeText(const std::string& bytes) {
     (void)navreq::Walk(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), *view);
   }
   return out.str();
-}
-
-std::string Compact(const std::string& hex) {
-  std::string out;
-  for (char c : hex) {
-    if (std::isxdigit(static_cast<unsigned char>(c))) out += c;
-  }
-  return out;
 }
 
 // The tree as compact text, and where each leaf's value is in it, so that
@@ -139,12 +127,7 @@ Outcome PackInProcess(const std::string& tree) {
 }
 
 std::vector<std::string> Examples() {
-  std::vector<std::string> names;
-  for (const auto& e : std::filesystem::directory_iterator(SourcePath("tests/tool/golden"))) {
-    if (e.path().extension() == ".hex") names.push_back(e.path().stem().string());
-  }
-  std::sort(names.begin(), names.end());
-  return names;
+  return {std::begin(navreq::testing::kExampleKinds), std::end(navreq::testing::kExampleKinds)};
 }
 
 // Every leaf when NAVREQ_TEST_EVERY_LEAF is set (the dev test preset sets
@@ -161,7 +144,7 @@ class PackEdits : public ::testing::TestWithParam<std::string> {};
 TEST_P(PackEdits, NoEditOfAnyLeafIsLost) {
   const std::string& name = GetParam();
   std::size_t written = 0, refused = 0;
-  const std::string bytes = FromHex(Compact(ReadFile(SourcePath("tests/tool/golden/" + name + ".hex"))));
+  const std::string bytes = navreq::testing::ExampleBytes(name);
   const json tree = json::parse(TreeText(bytes));
   std::string text;
   std::vector<Leaf> leaves;
@@ -208,7 +191,7 @@ TEST(PackEditsBinary, TheBinaryWritesOrRefusesEachKindOfKey) {
   navreq::testing::ScratchDir dir;
   ASSERT_EQ(Examples().size(), 6u);
   for (const std::string& name : Examples()) {
-    const std::string bytes = FromHex(Compact(ReadFile(SourcePath("tests/tool/golden/" + name + ".hex"))));
+    const std::string bytes = navreq::testing::ExampleBytes(name);
     const json tree = json::parse(TreeText(bytes));
     std::string text;
     std::vector<Leaf> leaves;

@@ -27,7 +27,7 @@ using navreq::testing::ScratchDir;
 using navreq::testing::SourcePath;
 using navreq::testing::WriteFile;
 
-const char* const kKinds[] = {"route", "refresh", "location", "navstop", "plus", "slice"};
+using navreq::testing::kExampleKinds;
 
 std::string Golden(const std::string& name) { return ReadFile(SourcePath("tests/tool/golden/" + name)); }
 
@@ -163,7 +163,7 @@ TEST(DumpCli, StandardOutputThatCannotBeWrittenIs73) {
 
 TEST(PackCli, EveryExampleComesBackByteForByte) {
   ScratchDir dir;
-  for (const char* kind : kKinds) {
+  for (const char* kind : kExampleKinds) {
     const std::string bytes = ExampleBytes(kind);
     WriteFile(dir.file("in.bin"), bytes);
     const auto tree = RunTool({"dump", "--json", dir.file("in.bin")});

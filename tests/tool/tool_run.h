@@ -101,5 +101,19 @@ namespace testing {
 inline std::string HexOf(const std::string& bytes) { return wire::Hex(bytes); }
 inline std::string FromHex(const std::string& hex) { return wire::Unhex(hex); }
 
+// The six example requests (tests/tool/golden/KIND.hex), in the tool's order.
+inline const char* const kExampleKinds[] = {"route", "refresh", "location", "navstop", "plus", "slice"};
+
+// An example request as the one line of hex that `encode` prints, without
+// its final newline.
+inline std::string ExampleHex(const std::string& kind) {
+  std::string hex = ReadFile(SourcePath("tests/tool/golden/" + kind + ".hex"));
+  while (!hex.empty() && hex.back() == '\n') hex.pop_back();
+  return hex;
+}
+
+// An example request's bytes.
+inline std::string ExampleBytes(const std::string& kind) { return FromHex(ExampleHex(kind)); }
+
 }  // namespace testing
 }  // namespace navreq
