@@ -42,10 +42,12 @@ using ::navcore::ryn::ReadMode;
 using ::navcore::ryn::ReadProblem;
 using ::navcore::ryn::ReadProblemKind;
 
+// The stop event's attribute map, key to value.
+using StopEventAttributes = std::map<std::string, std::string>;
+
 // The navigation stop event's message, declared once: X(NUMBER, MEMBER, TYPE,
 // DEFAULT), in field-number order (proto/normal_traj_server.proto). The
 // struct, the field numbers and the names the readers show all come from it.
-using StopEventAttributes = std::map<std::string, std::string>;
 #define NAVREQ_STOP_EVENT_FIELDS(X)                                             \
   X(1, nav_stopped, bool, false)            /* the navigation stopped */        \
   X(2, attributes, StopEventAttributes, {}) /* the attribute map */             \
@@ -59,8 +61,8 @@ struct StopEvent {
 };
 #undef NAVREQ_STOP_EVENT_MEMBER_
 
-// The message's field numbers: StopEventField::timestamp is 4.
 #define NAVREQ_STOP_EVENT_NUMBER_(NUMBER, MEMBER, TYPE, DEFAULT) MEMBER = NUMBER,
+// The message's field numbers: StopEventField::timestamp is 4.
 struct StopEventField {
   enum : std::uint64_t { NAVREQ_STOP_EVENT_FIELDS(NAVREQ_STOP_EVENT_NUMBER_) };
 };
