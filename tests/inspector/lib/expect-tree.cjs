@@ -124,6 +124,10 @@ function keySegment(keyNode) {
 
 // The text the page shows as a node's value.
 function valueText(node) {
+  // A message map's entry count (the stop event's attributes).
+  if ('number' in node && 'count' in node && !('value' in node)) {
+    return node.count instanceof RawNumber ? node.count.text : String(node.count);
+  }
   if ('value' in node && node.value !== null && typeof node.value !== 'object') return String(node.value);
   if (node.value instanceof RawNumber) return node.value.text;
   if ('hex' in node && !node.kse && !node.message) return node.hex;
@@ -208,8 +212,9 @@ function expectedTree(doc, side = 'a') {
           const number = num(p.number);
           const k = seen.get(number) || 0;
           seen.set(number, k + 1);
-          const seg = `#${number}` + (k > 0 ? `[${k}]` : '');
-          push(p, join(path, seg), `#${number}`, p.wire instanceof RawNumber && p.wire.text === '2' ? 'bytes' : 'varint', cbuf, cbase);
+          const name = p.name !== undefined ? p.name : `#${number}`;
+          const seg = name + (k > 0 ? `[${k}]` : '');
+          push(p, join(path, seg), name, p.wire instanceof RawNumber && p.wire.text === '2' ? 'bytes' : 'varint', cbuf, cbase);
         });
       }
     }

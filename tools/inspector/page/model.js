@@ -64,10 +64,15 @@
       const j = this.j;
       if (this.kind === 'root' || this.kind === 'missing' || this.kind === 'more') return null;
       if (this.kind === 'undecoded') return j.hex;
-      if (this.kind === 'pb') return j.hex !== undefined ? j.hex : String(j.value);
+      // Bytes that hold text carry it as `value` beside `hex`: shown as dump shows them.
+      if (this.kind === 'pb') {
+        if (j.value !== undefined) return String(j.value);
+        if (j.count !== undefined) return String(j.count); // a map's entry count
+        return j.hex !== undefined ? j.hex : '';
+      }
       if (j.kse || j.message || j.fields || j.items || j.entries) return null;
       if (j.error !== undefined) return j.hex !== undefined ? j.hex : null;
-      if (j.hex !== undefined) return j.hex;
+      if (j.hex !== undefined) return j.value !== undefined ? String(j.value) : j.hex;
       if (j.value === undefined) return null;
       return String(j.value); // the module's own text (see NR.parseJson)
     }
@@ -157,7 +162,7 @@
         } else if (arrayName === 'items') {
           out.push(new Node(this.doc, this, f, 'elem', '[' + i + ']', buf, base));
         } else {
-          const name = pb ? '#' + f.number : (f.name !== undefined ? f.name : '#' + f.tag);
+          const name = f.name !== undefined ? f.name : '#' + (pb ? f.number : f.tag);
           out.push(new Node(this.doc, this, f, pb ? 'pb' : 'field', name, buf, base));
         }
       });
