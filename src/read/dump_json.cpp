@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "json_values.h"
 #include "navreq/read/paths.h"
 #include "navreq/read/text.h"
 #include "navreq/read/views.h"
@@ -88,45 +89,14 @@ class JsonView final : public TreeSink {
   void scalar(const Item& item, const Scalar& v) override {
     if (admit(item.role, false) != Admission::kWrite) return;
     start(item);
-    switch (item.wire) {
-      case kKseFloat:
-      case kKseDouble: {
-        const std::string real = RealText(item, v);
-        if (real == "NaN" || real == "Infinity" || real == "-Infinity") {
-          buf_ += ", \"value\": \"" + real + "\"";
-          if (real == "NaN") {
-            char bits[20];
-            std::snprintf(bits, sizeof bits, item.wire == kKseFloat ? "%08llx" : "%016llx",
-                          static_cast<unsigned long long>(v.bits));
-            buf_ += ", \"bits\": \"" + std::string(bits) + "\"";
-          }
-        } else {
-          buf_ += ", \"value\": " + real;
-        }
-        break;
-      }
-      case kKseString1:
-      case kKseString4:
-        if (ValidUtf8(v.text)) {
-          buf_ += ", \"value\": ";
-          AppendJsonString(buf_, v.text);
-        } else {
-          buf_ += ", \"hex\": \"";
-          AppendHex(buf_, v.text.data(), v.text.size());
-          buf_ += '"';
-        }
-        break;
-      default:
-        buf_ += ", \"value\": ";
-        AppendInt(buf_, v.integer);
-    }
+    AppendJsonValue(buf_, item, v);
     finish(item);
   }
 
   void bytes(const Item& item, std::string_view data) override {
     if (admit(item.role, false) != Admission::kWrite) return;
     start(item);
-    appendBytes(data);
+    AppendJsonBytes(buf_, data);
     finish(item);
   }
 
@@ -193,14 +163,12 @@ class JsonView final : public TreeSink {
 
   void protobufField(std::size_t offset, std::size_t length, std::uint64_t number, int wire,
                      std::uint64_t value, std::string_view data) override {
-    // Repetitions count every field of the message, written or not.
-    const std::uint64_t repetition =
-        suppressed_ == 0 && !finished_ && options_.paths ? levels_.back().repetitions[number]++ : 0;
+    const std::uint64_t repetition = nextRepetition(number);
     if (admit(Role::kField, false) != Admission::kWrite) return;
     protobufHead(offset, length, number, wire);
     std::size_t canonical = VarintSize(number << 3 | static_cast<unsigned>(wire));
     if (wire == kProtoLengthDelimited) {
-      appendBytes(data);
+      AppendJsonBytes(buf_, data);
       canonical += VarintSize(data.size()) + data.size();
     } else {
       buf_ += ", \"value\": " + std::to_string(value);
@@ -211,13 +179,18 @@ class JsonView final : public TreeSink {
 
   void protobufMapCount(std::size_t offset, std::size_t length, std::uint64_t number,
                         std::uint64_t count) override {
-    const std::uint64_t repetition =
-        suppressed_ == 0 && !finished_ && options_.paths ? levels_.back().repetitions[number]++ : 0;
+    const std::uint64_t repetition = nextRepetition(number);
     if (admit(Role::kField, false) != Admission::kWrite) return;
     protobufHead(offset, length, number, kProtoLengthDelimited);
     buf_ += ", \"count\": " + std::to_string(count);
     protobufTail(offset, length, VarintSize(number << 3 | kProtoLengthDelimited) + VarintSize(count), number,
                  repetition);
+  }
+
+  // How often field `number` of the message came before this one: its path's
+  // [repetition]. Counts every field, written or not.
+  std::uint64_t nextRepetition(std::uint64_t number) {
+    return suppressed_ == 0 && !finished_ && options_.paths ? levels_.back().repetitions[number]++ : 0;
   }
 
   void protobufHead(std::size_t offset, std::size_t length, std::uint64_t number, int wire) {
@@ -296,17 +269,6 @@ class JsonView final : public TreeSink {
       return level;
     }
   };
-
-  // Bytes as "hex", and as "value" too when they are text (docs/tree-format.md).
-  void appendBytes(std::string_view data) {
-    if (ShowsAsText(data)) {
-      buf_ += ", \"value\": ";
-      AppendJsonString(buf_, data);
-    }
-    buf_ += ", \"hex\": \"";
-    AppendHex(buf_, data.data(), data.size());
-    buf_ += '"';
-  }
 
   void newLine() {
     Level& level = levels_.back();
