@@ -6,6 +6,7 @@
 //   MakeTextView, MakeJsonView   the two trees of `navreq dump` (read/views.h)
 //   DiffRequests            two requests compared field by field (read/diff.h)
 //   PackJson, PackStream    `navreq dump --json` back into bytes (read/pack.h)
+//   ReadHar                 the requests in a HAR file's entries (read/har.h)
 //   Gunzip, LooksGzip       bounded gzip inflation (read/inflate.h)
 //   AppendFieldLevel, ...   the paths that name values (read/paths.h)
 //   ==, ToText, ToJson, FromJson, Diff   for any wire record (read/records.h)
@@ -18,6 +19,7 @@
 
 #include "navreq/read/diff.h"
 #include "navreq/read/envelope.h"
+#include "navreq/read/har.h"
 #include "navreq/read/inflate.h"
 #include "navreq/read/json_error.h"
 #include "navreq/read/pack.h"

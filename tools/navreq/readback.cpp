@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "gzip_compress.h"
+#include "har_input.h"
 #include "navreq/read/diff.h"
 #include "navreq/read/pack.h"
 #include "navreq/read/text.h"
@@ -30,40 +31,42 @@ bool Flushed(std::ostream& out) {
   return static_cast<bool>(out);
 }
 
-}  // namespace
-
-bool ReadRequestBytes(const std::string& path, InputMode mode, std::string& bytes, std::string& error,
-                      const std::string& raw_hint) {
-  std::string data;
-  if (!ReadAll(path, data, error)) return false;
-  InputReading reading = ReadInput(std::move(data), mode);
-  if (!reading.ok()) {
-    error = InputName(path) + ": " + reading.error->message + raw_hint;
+// A request of diff: as dump reads it; a HAR file only when it holds exactly
+// one request (else its entry must be named, FILE#N).
+bool ReadDiffInput(const std::string& path, std::string& bytes, std::string& error) {
+  RequestInput input;
+  if (!ReadRequestInput(path, InputMode::kDetect, input, error,
+                        "; navreq dump --raw reads it as raw bytes")) {
     return false;
   }
-  bytes = std::move(reading.bytes);
+  if (!input.har) {
+    bytes = std::move(input.bytes);
+    return true;
+  }
+  std::vector<HarEntry*> requests;
+  for (HarEntry& entry : input.har->entries) {
+    if (entry.request()) requests.push_back(&entry);
+  }
+  if (requests.size() != 1) {
+    error = InputName(path) + ": a HAR file with " + std::to_string(requests.size()) +
+            " requests; name one entry as " + path + "#N";
+    return false;
+  }
+  bytes = std::move(requests.front()->bytes);
   return true;
 }
 
-int RunReadbackDump(const DumpOptions& options, std::ostream& out, std::ostream& err) {
-  std::string bytes;
-  std::string error;
-  if (!ReadRequestBytes(options.input, options.mode, bytes, error,
-                        "; use --raw to read the input as raw bytes")) {
-    err << "navreq dump: " << error << "\n";
-    return kExitBadInput;
-  }
+}  // namespace
+
+int DumpWalk(const std::string& bytes, bool json, bool full, std::ostream& out, std::ostream& err,
+             const std::string& who) {
   WalkSummary summary;
   {
-    const std::unique_ptr<TreeSink> view = options.json ? MakeJsonView(out) : MakeTextView(out, options.full);
+    const std::unique_ptr<TreeSink> view = json ? MakeJsonView(out) : MakeTextView(out, full);
     summary = Walk(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), *view);
   }
-  if (!Flushed(out)) {
-    err << "navreq dump: cannot write standard output\n";
-    return kExitCannotWrite;
-  }
   if (summary.status() != 0) {
-    err << "navreq dump: " << summary.undecoded << " undecoded, " << summary.missing << " missing, "
+    err << "navreq dump: " << who << summary.undecoded << " undecoded, " << summary.missing << " missing, "
         << summary.mismatches << " type mismatches, " << summary.unknown << " unknown or repeated tags"
         << (summary.encoding > 0
                 ? ", " + std::to_string(summary.encoding) + " bodies not encoded as their command says"
@@ -71,6 +74,23 @@ int RunReadbackDump(const DumpOptions& options, std::ostream& out, std::ostream&
         << (summary.unnamed ? ", no envelope recognised" : "") << "\n";
   }
   return summary.status();
+}
+
+int RunReadbackDump(const DumpOptions& options, std::ostream& out, std::ostream& err) {
+  RequestInput input;
+  std::string error;
+  if (!ReadRequestInput(options.input, options.mode, input, error,
+                        "; use --raw to read the input as raw bytes")) {
+    err << "navreq dump: " << error << "\n";
+    return kExitBadInput;
+  }
+  const int status = input.har ? DumpHar(*input.har, options.input, options.json, options.full, out, err)
+                               : DumpWalk(input.bytes, options.json, options.full, out, err, "");
+  if (!Flushed(out)) {
+    err << "navreq dump: cannot write standard output\n";
+    return kExitCannotWrite;
+  }
+  return status;
 }
 
 int RunPack(const PackOptions& options, std::ostream& out, std::ostream& err) {
@@ -126,12 +146,11 @@ int RunDiff(const DiffOptions& options, std::ostream& out, std::ostream& err) {
   std::string a;
   std::string b;
   std::string error;
-  const std::string raw_hint = "; navreq dump --raw reads it as raw bytes";
-  if (!ReadRequestBytes(options.a, InputMode::kDetect, a, error, raw_hint)) {
+  if (!ReadDiffInput(options.a, a, error)) {
     err << "navreq diff: A: " << error << "\n";
     return kExitDiffTrouble;
   }
-  if (!ReadRequestBytes(options.b, InputMode::kDetect, b, error, raw_hint)) {
+  if (!ReadDiffInput(options.b, b, error)) {
     err << "navreq diff: B: " << error << "\n";
     return kExitDiffTrouble;
   }

@@ -32,13 +32,11 @@ struct DiffOptions {
   std::vector<std::string> ignore;
 };
 
-// Reads a file (or standard input for "-") and the request in it, raw or
-// written as text (navreq/read/input.h), as `mode` allows. False with a
-// one-line `error` naming the input when it cannot be read or its text is
-// broken; `raw_hint` ends that line for a text error (how to read the input
-// as raw bytes instead).
-[[nodiscard]] bool ReadRequestBytes(const std::string& path, InputMode mode, std::string& bytes,
-                                    std::string& error, const std::string& raw_hint);
+// Walks one request into the text or JSON view on `out` and returns dump's
+// exit status for it; when that is not 0, one line on `err` counts the
+// findings, after `who` (empty, or "entry N: " in a HAR file).
+[[nodiscard]] int DumpWalk(const std::string& bytes, bool json, bool full, std::ostream& out,
+                           std::ostream& err, const std::string& who);
 
 [[nodiscard]] int RunReadbackDump(const DumpOptions& options, std::ostream& out, std::ostream& err);
 [[nodiscard]] int RunPack(const PackOptions& options, std::ostream& out, std::ostream& err);
