@@ -16,6 +16,7 @@ after(async () => {
 require('./tree.cjs');
 require('./edits.cjs');
 require('./forms.cjs');
+require('./har.cjs');
 require('./size.cjs');
 require('./responsive.cjs');
 require('./hostile.cjs');

@@ -16,6 +16,7 @@
 
 #include "navreq/kse/input_stream.h"
 #include "navreq/read/diff.h"
+#include "navreq/read/har.h"
 #include "navreq/read/inflate.h"
 #include "navreq/read/input.h"
 #include "navreq/read/views.h"
@@ -26,6 +27,8 @@ namespace {
 
 std::string g_result;
 std::string g_form_name;
+// The HAR file last read, whose entries the page picks from.
+navreq::HarReading g_har;
 // The requests shown, by number, with where their windows stopped.
 std::map<int, navreq::JsonWindows> g_inputs;
 int g_next_input = 1;
@@ -176,6 +179,58 @@ EMSCRIPTEN_KEEPALIVE int navreq_read_input(const char* data, std::size_t size, i
     g_result += ", \"form\": \"text\", \"offset\": 0, \"line\": 1, \"column\": 1}";
   }
   return -1;
+}
+
+// Reads a HAR file with the library's reader (navreq/read/har.h) and keeps
+// it: 0 when the input is not HAR text (the page reads it as a request), else
+// 1 with {"entries": [{"index", "method", "url", "request": true|false,
+// "form", "gzip", "inflated_by_writer"} or {..., "skipped", "reason"}]} or
+// {"error": "..."} as the result.
+EMSCRIPTEN_KEEPALIVE int navreq_har(const char* data, std::size_t size) {
+  const std::string_view text(data, size);
+  if (!navreq::LooksLikeHar(text)) return 0;
+  try {
+    g_har = navreq::ReadHar(text);
+    if (!g_har.ok()) {
+      g_result = ErrorJson(g_har.error->c_str());
+      return 1;
+    }
+    g_result = "{\"entries\": [";
+    for (const navreq::HarEntry& e : g_har.entries) {
+      g_result += e.index == 0 ? "\n{\"index\": " : ",\n{\"index\": ";
+      g_result += std::to_string(e.index) + ", \"method\": ";
+      navreq::AppendJsonString(g_result, e.method);
+      g_result += ", \"url\": ";
+      navreq::AppendJsonString(g_result, e.url);
+      if (e.request()) {
+        g_result += ", \"request\": true, \"form\": ";
+        navreq::AppendJsonString(g_result, navreq::HarBodyFormName(e.form));
+        g_result += std::string(", \"gzip\": ") + (e.gzip ? "true" : "false") +
+                    ", \"inflated_by_writer\": " + (e.inflated_by_writer ? "true" : "false") + "}";
+      } else {
+        g_result += ", \"request\": false, \"skipped\": ";
+        navreq::AppendJsonString(g_result, navreq::HarSkipName(e.skip));
+        g_result += ", \"reason\": ";
+        navreq::AppendJsonString(g_result, e.reason);
+        g_result += "}";
+      }
+    }
+    g_result += "\n]}";
+  } catch (const std::exception& e) {
+    g_har = navreq::HarReading{};
+    g_result = ErrorJson(e.what());
+  }
+  return 1;
+}
+
+// The request of entry `index` of the HAR file last read: 1 with its bytes
+// as the result, 0 when there is no such entry or it holds no request.
+EMSCRIPTEN_KEEPALIVE int navreq_har_entry(double index) {
+  if (!(index >= 0) || index >= static_cast<double>(g_har.entries.size())) return 0;
+  const navreq::HarEntry& e = g_har.entries[static_cast<std::size_t>(index)];
+  if (!e.request()) return 0;
+  g_result = e.bytes;
+  return 1;
 }
 
 // The name of form number `form` ("hex", "xxd output", "base64", ...).

@@ -20,11 +20,16 @@ void AddReadbackCommands(CLI::App& app, DumpOptions& dump, PackOptions& pack, Di
       "hexdump -C output, a C array literal, base64 (standard or URL-safe). Input that is not text\n"
       "(a NUL, a control character, a byte from 0x80) is raw; text is never read as raw bytes unless\n"
       "--raw says so: broken text is an error naming the form, the line and the column.\n"
+      "A HAR file (JSON with log.entries) shows every entry whose body is a request, headed by\n"
+      "'entry N: METHOD URL (FORM)', then the entries skipped with their reasons (no body, not a\n"
+      "request, damaged by a text conversion). FILE.har#N (from 0; -- -#N for stdin) is entry N alone.\n"
       "Every line starts with @OFFSET+LENGTH: where the value's head and bytes are, counted from the\n"
       "start of the input or of the inflated body that holds it.\n"
       "Exit status: 0 every byte decoded and every known record complete and well-typed; 1 some bytes\n"
       "did not decode or a body did not inflate; 2 a known record has a missing field, a type mismatch\n"
-      "or an unknown tag; 65 unreadable input; 64 bad command line; 73 standard output not written.");
+      "or an unknown tag; 65 unreadable input (also a HAR with no request, a #N out of range or not a\n"
+      "request); 64 bad command line; 73 standard output not written. In a HAR the worst request's\n"
+      "status, a damaged body counting as bytes not decoded.");
 
   CLI::App* p = app.add_subcommand("pack", "Turn a tree from `navreq dump --json` back into bytes");
   p->add_option("FILE", pack.input, "The JSON tree; - for stdin")->capture_default_str();
@@ -38,9 +43,11 @@ void AddReadbackCommands(CLI::App& app, DumpOptions& dump, PackOptions& pack, Di
       "line; 73 OUT not written.");
 
   CLI::App* f = app.add_subcommand("diff", "Compare two requests field by field");
-  f->add_option("A", diff.a, "The first request, raw or as text (read as dump reads it); - for stdin")
+  f->add_option("A", diff.a,
+                "The first request, raw or as text (read as dump reads it), or FILE.har#N; - for stdin")
       ->required();
-  f->add_option("B", diff.b, "The second request, raw or as text (read as dump reads it); - for stdin")
+  f->add_option("B", diff.b,
+                "The second request, raw or as text (read as dump reads it), or FILE.har#N; - for stdin")
       ->required();
   f->add_flag("--json", diff.json, "Print the differences as a JSON array of {path, a, b}");
   f->add_flag("--force", diff.force, "Compare requests of different commands all the same");
@@ -60,7 +67,8 @@ void AddReadbackCommands(CLI::App& app, DumpOptions& dump, PackOptions& pack, Di
       "a field named only where both bodies' records name it alike (by its tag elsewhere).\n"
       "Exit status: 0 no differences; 1 differences; 2 trouble: an input that cannot be read or in\n"
       "which dump finds a problem, or requests of different commands without --force (the first line\n"
-      "on standard error names the input and the problem; the differences found are still printed);\n"
+      "on standard error names the input and the problem; the differences found are still printed;\n"
+      "a HAR file must hold one request, or its entry be named as FILE.har#N);\n"
       "64 bad command line; 73 standard output not written.\n"
       "Examples, on requests written by navreq encode (examples/*.json):\n"
       "  navreq diff route.hex route.hex                                # 0: no differences\n"

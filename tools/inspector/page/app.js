@@ -6,6 +6,7 @@
   const INPUT_SHOWN = 262144; // bytes shown as hex in the text box after a load
   const FRAGMENT_MAX = 2000000; // longest #hex= the page writes into the URL
   let engine = null;
+  let lastHar = null; // the side whose HAR file the module holds
   const textEncoder = new TextEncoder();
   // The module starts at once (its text stands before this script), while
   // the rest of the page is still being read.
@@ -25,6 +26,8 @@
       this.tabs = $('tabs-' + letter);
       this.panesEl = $('panes-' + letter);
       this.panel = $('panel-' + letter);
+      this.harEl = $('har-' + letter);
+      this.har = null; // {input, name, entries}: the HAR file this side lists
       this.doc = null;
       this.panes = new Map();
       this.active = null;
@@ -108,20 +111,102 @@
       ++this.generation;
       const load = this.letter + ':' + this.generation;
       const stale = () => load !== this.letter + ':' + this.generation;
-      const done = engine.readInput(input, mode, { load, stale }).then((r) => {
+      // A HAR file is read by the library's HAR reader in the module; any
+      // other input by its reader of inputs.
+      const har = mode === 'hex' ? Promise.resolve(null) : engine.har(input, { load, stale });
+      const done = har.then((h) => {
         if (stale()) return false;
-        if (r.error) {
-          this.error((how.what || '') + r.error.message + '.');
-          return false;
-        }
-        if (how.show) this.showInput(r.bytes, how.fileName);
-        return this.load(r.bytes, how.updateUrl, how.fileName);
-      }, (e) => {
+        if (h) return this.showHar(h, input, how);
+        this.hideHar();
+        return engine.readInput(input, mode, { load, stale }).then((r) => {
+          if (stale()) return false;
+          if (r.error) {
+            this.error((how.what || '') + r.error.message + '.');
+            return false;
+          }
+          if (how.show) this.showInput(r.bytes, how.fileName);
+          return this.load(r.bytes, how.updateUrl, how.fileName);
+        });
+      }).catch((e) => {
         if (!NR.isStale(e) && !stale()) this.error('The input could not be read: ' + (e && e.message ? e.message : e));
         return false;
       });
       this.loading = done;
       return done;
+    }
+
+    hideHar() {
+      this.har = null;
+      this.harEl.hidden = true;
+      this.harEl.textContent = '';
+    }
+
+    // Lists a HAR file's entries: each request a button that shows it, each
+    // skipped entry with its reason. The first request is shown at once.
+    showHar(h, input, how) {
+      this.hideHar();
+      if (h.error) {
+        this.error((how.what || '') + h.error + '.');
+        return false;
+      }
+      const name = how.fileName || 'HAR';
+      this.har = { input, name, entries: h.entries };
+      lastHar = this;
+      const requests = h.entries.filter((e) => e.request);
+      const title = document.createElement('div');
+      title.className = 'har-title';
+      title.textContent = name + ': ' + requests.length + ' request' + (requests.length === 1 ? '' : 's') +
+        ' in ' + h.entries.length + ' entr' + (h.entries.length === 1 ? 'y' : 'ies');
+      const list = document.createElement('ol');
+      list.setAttribute('aria-label', 'Entries of ' + name);
+      for (const e of h.entries) {
+        const item = document.createElement('li');
+        item.dataset.entry = String(e.index);
+        const line = 'entry ' + e.index + ': ' + (e.method || '-') + ' ' + (e.url || '-');
+        if (e.request) {
+          const button = document.createElement('button');
+          button.type = 'button';
+          button.className = 'har-entry';
+          button.setAttribute('aria-pressed', 'false');
+          button.textContent = line + ' (' + e.form + (e.gzip ? ', gzip' : '') +
+            (e.inflated_by_writer ? ', inflated by the writer' : '') + ')';
+          button.addEventListener('click', () => this.pickHar(e.index));
+          item.appendChild(button);
+        } else {
+          item.className = 'har-skipped';
+          item.textContent = line + ': skipped, ' + e.reason;
+        }
+        list.appendChild(item);
+      }
+      this.harEl.append(title, list);
+      this.harEl.hidden = false;
+      if (requests.length === 0) {
+        this.error((how.what || '') + 'no entry of the HAR file holds a request.');
+        return false;
+      }
+      return this.pickHar(requests[0].index);
+    }
+
+    // Shows entry `index` of the listed HAR file as any request.
+    async pickHar(index) {
+      const har = this.har;
+      if (!har) return false;
+      // The module keeps the HAR file read last: the other side's may have replaced this one.
+      if (lastHar !== this) {
+        await engine.har(har.input);
+        lastHar = this;
+      }
+      const bytes = await engine.harEntry(index);
+      if (this.har !== har) return false;
+      if (!bytes) {
+        this.error(har.name + ': entry ' + index + ' holds no request.');
+        return false;
+      }
+      for (const b of this.harEl.querySelectorAll('button.har-entry')) {
+        b.setAttribute('aria-pressed', String(b.closest('li').dataset.entry === String(index)));
+      }
+      this.showInput(bytes, har.name + '#' + index);
+      return this.load(bytes, true, har.name + '#' + index);
     }
 
     // Decodes bytes with the module and shows them. Resolves to true once

@@ -62,6 +62,18 @@
         const at = M._navreq_result_data();
         return { ok, bytes: M.HEAPU8.slice(at, at + M._navreq_result_size()) };
       }),
+      // The library's HAR reader: null when the input is not a HAR file, else
+      // its entries (or its error) as JSON text.
+      har: ([bytes]) => withBytes([bytes], ([p]) => {
+        if (M._navreq_har(p, bytes.length) !== 1) return null;
+        const at = M._navreq_result_data();
+        return M.HEAPU8.slice(at, at + M._navreq_result_size());
+      }),
+      harEntry: ([index]) => {
+        const ok = M._navreq_har_entry(index) === 1;
+        const at = M._navreq_result_data();
+        return { ok, bytes: ok ? M.HEAPU8.slice(at, at + M._navreq_result_size()) : new Uint8Array(0) };
+      },
       readInput: ([bytes, mode]) => withBytes([bytes], ([p]) => {
         const form = M._navreq_read_input(p, bytes.length, mode);
         const at = M._navreq_result_data();
@@ -305,6 +317,21 @@
     readInput(bytes, mode, opts) {
       const [c, transfer] = Engine.copy(bytes);
       return this.request('readInput', [c, INPUT_MODES[mode]], transfer, opts).then((msg) => msg.value);
+    }
+
+    // A HAR file's entries as the library reads them: null when the bytes
+    // are not a HAR file, else {entries: [{index, method, url, request, form,
+    // gzip, inflated_by_writer | skipped, reason}]} or {error}. The module
+    // keeps the file for harEntry.
+    har(bytes, opts) {
+      const [c, transfer] = Engine.copy(bytes);
+      return this.request('har', [c], transfer, opts).then((msg) =>
+        msg.value ? JSON.parse(this.decoder.decode(msg.value)) : null);
+    }
+
+    // The request bytes of entry `index` of the HAR file last read, or null.
+    harEntry(index, opts) {
+      return this.request('harEntry', [index], [], opts).then((msg) => (msg.value.ok ? msg.value.bytes : null));
     }
 
     // {bytes} or {error}
