@@ -147,7 +147,7 @@ bool Recover(const BodyText& body, HarEntry& entry) {
     return false;
   }
   if (scan.stray != 0) {
-    char escape[8];
+    char escape[16];
     std::snprintf(escape, sizeof escape, "%04x", static_cast<unsigned>(scan.stray));
     Damaged(entry, std::string("a lone surrogate \\u") + escape + " that stands for no byte");
     return false;

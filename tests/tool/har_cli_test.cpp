@@ -1,7 +1,11 @@
 // `navreq dump` and `diff` on HAR files: every example request carried in a
 // HAR in each body form dumps as its raw bytes do; the listing of a whole
 // file, its JSON, `FILE.har#N`, and the input errors with their statuses.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <nlohmann/json.hpp>
 #include <string>
@@ -304,6 +308,46 @@ TEST(HarCli, DiffTakesEntries) {
   WriteFile(one, Har({Entry{"POST", "u", Base64(ExampleBytes("plus")), true, false}}));
   r = RunTool({"diff", one, SourcePath("tests/tool/golden/plus.hex")});
   EXPECT_EQ(r.status, 0) << r.err;
+}
+
+// Peak resident size in KiB of `navreq dump PATH` (output discarded), from
+// wait4's rusage of that one child; -1 when it did not exit with `status`.
+long PeakKib(const std::string& path, int status) {
+  const pid_t pid = fork();
+  if (pid == 0) {
+    const int null = open("/dev/null", O_WRONLY);
+    if (null < 0 || dup2(null, 1) < 0 || dup2(null, 2) < 0) _exit(126);
+    execl(NAVREQ_TOOL_BINARY, NAVREQ_TOOL_BINARY, "dump", path.c_str(), static_cast<char*>(nullptr));
+    _exit(127);
+  }
+  int raw = 0;
+  struct rusage usage {};
+  if (pid <= 0 || wait4(pid, &raw, 0, &usage) != pid || !WIFEXITED(raw) || WEXITSTATUS(raw) != status)
+    return -1;
+  return usage.ru_maxrss;
+}
+
+TEST(HarCli, MemoryStaysWithinAFewTimesTheFile) {
+  if (!std::string(NAVREQ_TOOL_LAUNCHER).empty())
+    GTEST_SKIP() << "the emulator's own memory would be measured";
+  // 8 MiB of bytes after a request, every byte one Latin-1 code point
+  // (printable ASCII as itself, the rest as \u00XX): about 34 MB of HAR.
+  std::string body = ExampleBytes("plus");
+  unsigned state = 1;
+  for (int i = 0; i < (8 << 20); ++i) {
+    state = state * 1103515245u + 12345u;
+    body += static_cast<char>(state >> 24);
+  }
+  Entry entry{"POST", "https://nav.example/big", Latin1(body), false, false};
+  ScratchDir dir;
+  const std::string path = dir.file("big.har");
+  const std::string har = Har({entry});
+  WriteFile(path, har);
+  const long har_kib = static_cast<long>(har.size() / 1024);
+  // The bytes after the request do not decode: status 1.
+  const long peak = PeakKib(path, 1);
+  ASSERT_GT(peak, 0);
+  EXPECT_LT(peak, 2 * har_kib + 64 * 1024) << "peak " << peak << " KiB for " << har_kib << " KiB of HAR";
 }
 
 }  // namespace
