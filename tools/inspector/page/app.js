@@ -176,6 +176,7 @@
           item.className = 'har-skipped';
           item.textContent = line + ': skipped, ' + e.reason;
         }
+        item.title = item.textContent; // the whole line, where the panel cuts it
         list.appendChild(item);
       }
       this.harEl.append(title, list);
