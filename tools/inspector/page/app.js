@@ -26,8 +26,7 @@
       this.tabs = $('tabs-' + letter);
       this.panesEl = $('panes-' + letter);
       this.panel = $('panel-' + letter);
-      this.harEl = $('har-' + letter);
-      this.har = null; // {input, name, entries}: the HAR file this side lists
+      this.harList = new NR.HarList($('har-' + letter), (index) => this.pickHar(index));
       this.doc = null;
       this.panes = new Map();
       this.active = null;
@@ -117,7 +116,7 @@
       const done = har.then((h) => {
         if (stale()) return false;
         if (h) return this.showHar(h, input, how);
-        this.hideHar();
+        this.harList.hide();
         return engine.readInput(input, mode, { load, stale }).then((r) => {
           if (stale()) return false;
           if (r.error) {
@@ -135,79 +134,40 @@
       return done;
     }
 
-    hideHar() {
-      this.har = null;
-      this.harEl.hidden = true;
-      this.harEl.textContent = '';
-    }
-
-    // Lists a HAR file's entries: each request a button that shows it, each
-    // skipped entry with its reason. The first request is shown at once.
+    // Lists a HAR file's entries and shows its first request.
     showHar(h, input, how) {
-      this.hideHar();
+      this.harList.hide();
       if (h.error) {
         this.error((how.what || '') + h.error + '.');
         return false;
       }
-      const name = how.fileName || 'HAR';
-      this.har = { input, name, entries: h.entries };
+      const first = this.harList.show(h.entries, how.fileName || 'HAR', input);
       lastHar = this;
-      const requests = h.entries.filter((e) => e.request);
-      const title = document.createElement('div');
-      title.className = 'har-title';
-      title.textContent = name + ': ' + requests.length + ' request' + (requests.length === 1 ? '' : 's') +
-        ' in ' + h.entries.length + ' entr' + (h.entries.length === 1 ? 'y' : 'ies');
-      const list = document.createElement('ol');
-      list.setAttribute('aria-label', 'Entries of ' + name);
-      for (const e of h.entries) {
-        const item = document.createElement('li');
-        item.dataset.entry = String(e.index);
-        const line = 'entry ' + e.index + ': ' + (e.method || '-') + ' ' + (e.url || '-');
-        if (e.request) {
-          const button = document.createElement('button');
-          button.type = 'button';
-          button.className = 'har-entry';
-          button.setAttribute('aria-pressed', 'false');
-          button.textContent = line + ' (' + e.form + (e.gzip ? ', gzip' : '') +
-            (e.inflated_by_writer ? ', inflated by the writer' : '') + ')';
-          button.addEventListener('click', () => this.pickHar(e.index));
-          item.appendChild(button);
-        } else {
-          item.className = 'har-skipped';
-          item.textContent = line + ': skipped, ' + e.reason;
-        }
-        item.title = item.textContent; // the whole line, where the panel cuts it
-        list.appendChild(item);
-      }
-      this.harEl.append(title, list);
-      this.harEl.hidden = false;
-      if (requests.length === 0) {
+      if (first === null) {
         this.error((how.what || '') + 'no entry of the HAR file holds a request.');
         return false;
       }
-      return this.pickHar(requests[0].index);
+      return this.pickHar(first);
     }
 
     // Shows entry `index` of the listed HAR file as any request.
     async pickHar(index) {
-      const har = this.har;
-      if (!har) return false;
+      const file = this.harList.file;
+      if (!file) return false;
       // The module keeps the HAR file read last: the other side's may have replaced this one.
       if (lastHar !== this) {
-        await engine.har(har.input);
+        await engine.har(file.input);
         lastHar = this;
       }
       const bytes = await engine.harEntry(index);
-      if (this.har !== har) return false;
+      if (this.harList.file !== file) return false;
       if (!bytes) {
-        this.error(har.name + ': entry ' + index + ' holds no request.');
+        this.error(file.name + ': entry ' + index + ' holds no request.');
         return false;
       }
-      for (const b of this.harEl.querySelectorAll('button.har-entry')) {
-        b.setAttribute('aria-pressed', String(b.closest('li').dataset.entry === String(index)));
-      }
-      this.showInput(bytes, har.name + '#' + index);
-      return this.load(bytes, true, har.name + '#' + index);
+      this.harList.mark(index);
+      this.showInput(bytes, file.name + '#' + index);
+      return this.load(bytes, true, file.name + '#' + index);
     }
 
     // Decodes bytes with the module and shows them. Resolves to true once

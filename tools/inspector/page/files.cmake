@@ -10,4 +10,5 @@ set(NAVREQ_INSPECTOR_PAGE_FILES
     tree.js
     hexpane.js
     compare.js
+    har.js
     app.js)
