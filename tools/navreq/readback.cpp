@@ -55,7 +55,10 @@ int RunReadbackDump(const DumpOptions& options, std::ostream& out, std::ostream&
   }
   WalkSummary summary;
   {
-    const std::unique_ptr<TreeSink> view = options.json ? MakeJsonView(out) : MakeTextView(out, options.full);
+    JsonViewOptions json_options;
+    json_options.paths = options.paths;
+    const std::unique_ptr<TreeSink> view =
+        options.json ? MakeJsonView(out, json_options) : MakeTextView(out, options.full);
     summary = Walk(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), *view);
   }
   if (!Flushed(out)) {

@@ -16,6 +16,7 @@ struct DumpOptions {
   std::string input = "-";
   bool json = false;
   bool full = false;                    // show undecoded runs whole
+  bool paths = false;                   // --json: the inspector's extra keys (path, node, carried bytes)
   InputMode mode = InputMode::kDetect;  // --hex, --raw
 };
 
