@@ -26,7 +26,8 @@ inspector_pkgs=(
 )
 capture_pkgs=(
   tshark wireshark-common     # the packet dissector, headless (text2pcap builds the test captures)
-  lua-dkjson                  # the dissector's JSON reader (pure Lua, loads in tshark's Lua 5.2)
+  lua-cjson                   # the dissector's JSON reader (C, for tshark's Lua 5.2)
+  lua-dkjson                  # its fallback (pure Lua), tested too
   python3-pytest              # the dissector's tests
 )
 # npm installs the tests' pinned puppeteer-core; a Node.js that came with its

@@ -55,10 +55,10 @@ def capture(tmp, packets):
     return pcap
 
 
-def tshark(pcap, *args):
+def tshark(pcap, *args, env=None):
     run = subprocess.run(["tshark", "-r", str(pcap), "-X", "lua_script:" + str(LUA),
                           "-o", "tcp.desegment_tcp_streams:TRUE", *args],
-                         capture_output=True, text=True, env=dict(os.environ, NAVREQ_TOOL=str(TOOL)))
+                         capture_output=True, text=True, env={**os.environ, "NAVREQ_TOOL": str(TOOL), **(env or {})})
     output = run.stdout + run.stderr
     assert "Lua Error" not in output, output[output.find("Lua Error"):][:500]
     assert run.returncode == 0, output[-2000:]
@@ -224,6 +224,23 @@ def test_generic_binary_content_type(examples_pdml):
     body_at = ETH_IP_TCP + len(http_post(body, content_type=b"application/octet-stream")) - len(body)
     expect_nodes(tree["fields"], tree["record"], body_at, expected)
     compare(expected, shown(pdml, len(EXAMPLES) + 2))
+
+
+def test_the_pure_lua_json_reader_gives_the_same_tree(examples_pdml, tmp_path):
+    """Without lua-cjson (no C modules found), lua-dkjson reads the tool's answers."""
+    bodies, pdml = examples_pdml
+    pcap = capture(tmp_path, [http_post(b) for b in bodies])
+    slow = tshark(pcap, "-T", "pdml", env={"LUA_CPATH_5_2": "/nonexistent/?.so"})
+    for i in range(len(bodies)):
+        assert shown(slow, i + 1) == shown(pdml, i + 1)
+
+
+def test_a_tool_that_cannot_run_is_said_once(tmp_path):
+    bodies = [example(name) for name in EXAMPLES]
+    pcap = capture(tmp_path, [http_post(b) for b in bodies])
+    verbose = tshark(pcap, "-V", env={"NAVREQ_TOOL": str(tmp_path / "no-such-navreq")})
+    assert verbose.count("[Expert Info (Error/Undecoded): navreq dump exited with 127") == 1
+    assert "navreq request, Package" not in verbose
 
 
 def test_fields_filter_and_values(tmp_path):
