@@ -216,6 +216,18 @@ def test_content_encoded_body_is_read_once_inflated(examples_pdml):
     compare(expected, shown(pdml, len(EXAMPLES) + 1))
 
 
+def test_a_body_that_is_a_gzip_stream_is_inflated_into_its_own_tab(tmp_path):
+    """No Content-Encoding: the body itself is gzip, as the tool reads any input."""
+    body = gzip.compress(example("slice"))
+    pcap = capture(tmp_path, [http_post(body)])
+    tree = dump(body)
+    assert "gzip" in tree
+    expected = []
+    expect_nodes(tree["fields"], tree["record"], None, expected)
+    compare(expected, shown(tshark(pcap, "-T", "pdml"), 1))
+    assert "Inflated request" in tshark(pcap, "-x")
+
+
 def test_generic_binary_content_type(examples_pdml):
     bodies, pdml = examples_pdml
     body = bodies[EXAMPLES.index("navstop")]
