@@ -274,11 +274,16 @@ def test_damaged_request_shows_its_problems_as_expert_info(tmp_path):
     body = bytearray(example("slice"))
     body[47] ^= 0x5A  # a head inside the Header: repeated tags, missing fields, a type mismatch
     cut = example("route")[:300]  # the body's length runs past the end
-    pcap = capture(tmp_path, [http_post(bytes(body)), http_post(cut)])
+    nested = bytearray(example("navstop"))
+    nested[3] ^= 0x10  # the auth record's first head: its api_key is missing
+    pcap = capture(tmp_path, [http_post(bytes(body)), http_post(cut), http_post(bytes(nested))])
     verbose = tshark(pcap, "-V")
     frames = verbose.split("\nFrame ")
-    assert len(frames) == 2
+    assert len(frames) == 3
     damaged, short = dump(bytes(body)), dump(cut)
+    in_auth = dump(bytes(nested))["fields"][1]["missing"]
+    assert [m["name"] for m in in_auth] == ["api_key"]
+    assert frames[2].count("[Expert Info (Warning/Malformed): missing: 0 api_key (string)]") == 1
 
     def count(tree, key):
         return json.dumps(tree).count(key)
