@@ -5,7 +5,8 @@
 #               UBSan, under TSan, cross-built for aarch64 and s390x, and the
 #               browser inspector in headless Chromium
 .PHONY: all deps demo docs test test-dev test-libdeflate test-asan test-tsan test-inspector inspector open-inspector \
-	bench bench-callgrind bench-size fuzz cross-test format clean
+	bench bench-callgrind bench-size fuzz cross-test format clean \
+	wireshark test-wireshark
 
 all: test
 
@@ -79,6 +80,24 @@ test-inspector: inspector
 	cmake --preset dev
 	cmake --build --preset dev --target navreq_cli
 	ctest --preset inspector
+
+# The packet dissector for Wireshark / tshark: build/wireshark/navreq.lua, its
+# fields written from the record declarations, reading every body through the
+# release navreq tool (whose path it keeps).
+WIRESHARK_LUA := build/wireshark/navreq.lua
+wireshark:
+	@scripts/install-deps.sh build capture
+	cmake --preset release
+	cmake --build --preset release --target navreq_wireshark
+	@mkdir -p build/wireshark
+	cp build/release/wireshark/navreq.lua $(WIRESHARK_LUA)
+	@echo "wireshark: wireshark -X lua_script:$(WIRESHARK_LUA)"
+
+# The dissector under tshark: captures of HTTP POSTs of the example requests,
+# every field compared with navreq dump --json of the same bytes.
+test-wireshark: wireshark
+	NAVREQ_LUA=$(CURDIR)/$(WIRESHARK_LUA) NAVREQ_TOOL=$(CURDIR)/$(NAVREQ) \
+	  /usr/bin/python3 -m pytest -q tests/capture/test_wireshark.py
 
 # Benchmarks: time, allocations and size of every request, the route body
 # beside libprotobuf and nanopb, the compressors, scaling; ends with a summary.

@@ -2,7 +2,7 @@
 # Installs the Debian packages navreq needs, only those missing. Silent when
 # everything is there; runs `apt-get update` only when something must be installed.
 #
-#   scripts/install-deps.sh [GROUP...]   groups: build (default), bench, cross, inspector
+#   scripts/install-deps.sh [GROUP...]   groups: build (default), bench, cross, inspector, capture
 set -euo pipefail
 
 build_pkgs=(
@@ -24,6 +24,12 @@ inspector_pkgs=(
   chromium                    # the inspector's browser tests, headless
   bzip2                       # unpacking zlib's Debian source (scripts/fetch-zlib-source.sh)
 )
+capture_pkgs=(
+  tshark wireshark-common     # the packet dissector, headless (text2pcap builds the test captures)
+  lua-cjson                   # the dissector's JSON reader (C, for tshark's Lua 5.2)
+  lua-dkjson                  # its fallback (pure Lua), tested too
+  python3-pytest              # the dissector's tests
+)
 # npm installs the tests' pinned puppeteer-core; a Node.js that came with its
 # own npm (the machine's) is kept.
 command -v npm >/dev/null 2>&1 || inspector_pkgs+=(nodejs npm)
@@ -38,7 +44,8 @@ for g in "${groups[@]}"; do
     bench) wanted+=("${bench_pkgs[@]}") ;;
     cross) wanted+=("${cross_pkgs[@]}") ;;
     inspector) wanted+=("${inspector_pkgs[@]}") ;;
-    *) echo "install-deps: unknown group '$g' (build, bench, cross, inspector)" >&2; exit 64 ;;
+    capture) wanted+=("${capture_pkgs[@]}") ;;
+    *) echo "install-deps: unknown group '$g' (build, bench, cross, inspector, capture)" >&2; exit 64 ;;
   esac
 done
 

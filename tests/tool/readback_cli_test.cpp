@@ -351,3 +351,22 @@ TEST(DumpBounds, TenMegabytesOfZeroHeadsStayUnderOneHundredMegabytes) {
 }
 
 }  // namespace
+
+// --paths adds the inspector's keys, among them the bytes that the Packet's
+// unsigned-byte payload carries (spread over one head each on the wire); it
+// only makes sense with --json.
+TEST(ReadbackCli, DumpPathsGathersThePayloadBytes) {
+  const auto run = RunTool({"dump", "--json", "--paths", "--raw", "-"}, ExampleBytes("navstop"));
+  ASSERT_EQ(run.status, 0) << run.err;
+  const nlohmann::json tree = nlohmann::json::parse(run.out);
+  const nlohmann::json& payload = tree["fields"][2];
+  EXPECT_EQ(payload["path"], "payload");
+  // The stop event's message: nav_stopped = 1 (08 01), then the attribute map's count (12 01).
+  EXPECT_EQ(payload["message"]["hex"].get<std::string>().substr(0, 8), "08011201");
+  EXPECT_EQ(payload["message"]["hex"].get<std::string>().size(),
+            2 * payload["message"]["size"].get<std::size_t>());
+
+  const auto plain = RunTool({"dump", "--json", "--raw", "-"}, ExampleBytes("navstop"));
+  EXPECT_EQ(plain.out.find("\"path\""), std::string::npos);
+  EXPECT_EQ(RunTool({"dump", "--paths", "--raw", "-"}, ExampleBytes("navstop")).status, 64);
+}

@@ -97,8 +97,8 @@ bool ReadRequestInput(const std::string& path, InputMode mode, RequestInput& inp
   return true;
 }
 
-int DumpHar(const HarReading& har, const std::string& path, bool json, bool full, std::ostream& out,
-            std::ostream& err) {
+int DumpHar(const HarReading& har, const DumpOptions& options, std::ostream& out, std::ostream& err) {
+  const bool json = options.json;
   std::size_t requests = 0;
   int status = 0;
   bool first = true;
@@ -135,7 +135,7 @@ int DumpHar(const HarReading& har, const std::string& path, bool json, bool full
     ++requests;
     if (!json) out << (requests > 1 ? "\n" : "") << HarEntryLine(entry) << "\n";
     const int entry_status =
-        DumpWalk(entry.bytes, json, full, out, err, "entry " + std::to_string(entry.index) + ": ");
+        DumpWalk(entry.bytes, options, out, err, "entry " + std::to_string(entry.index) + ": ");
     if (json) out << ", \"status\": " << entry_status << "}";
     status = Worse(status, entry_status);
   }
@@ -152,7 +152,7 @@ int DumpHar(const HarReading& har, const std::string& path, bool json, bool full
     }
   }
   if (requests == 0) {
-    err << "navreq dump: " << InputName(path) << ": no entry of the HAR file holds a request ("
+    err << "navreq dump: " << InputName(options.input) << ": no entry of the HAR file holds a request ("
         << har.entries.size() << " entries)\n";
     return kExitBadInput;
   }

@@ -12,6 +12,8 @@
 namespace navreq {
 namespace tool {
 
+struct DumpOptions;
+
 // What a request file held: one request's bytes, or a whole HAR file.
 struct RequestInput {
   std::string bytes;              // the request (when `har` is empty)
@@ -35,8 +37,8 @@ struct RequestInput {
 // {"entries": [...]}. The exit status of dump: the worst of the requests' (a
 // damaged body or one that does not inflate counts as bytes not decoded);
 // 65 when no entry holds a request.
-[[nodiscard]] int DumpHar(const HarReading& har, const std::string& path, bool json, bool full,
-                          std::ostream& out, std::ostream& err);
+[[nodiscard]] int DumpHar(const HarReading& har, const DumpOptions& options, std::ostream& out,
+                          std::ostream& err);
 
 }  // namespace tool
 }  // namespace navreq

@@ -58,11 +58,14 @@ bool ReadDiffInput(const std::string& path, std::string& bytes, std::string& err
 
 }  // namespace
 
-int DumpWalk(const std::string& bytes, bool json, bool full, std::ostream& out, std::ostream& err,
+int DumpWalk(const std::string& bytes, const DumpOptions& options, std::ostream& out, std::ostream& err,
              const std::string& who) {
   WalkSummary summary;
   {
-    const std::unique_ptr<TreeSink> view = json ? MakeJsonView(out) : MakeTextView(out, full);
+    JsonViewOptions json_options;
+    json_options.paths = options.paths;
+    const std::unique_ptr<TreeSink> view =
+        options.json ? MakeJsonView(out, json_options) : MakeTextView(out, options.full);
     summary = Walk(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), *view);
   }
   if (summary.status() != 0) {
@@ -84,8 +87,8 @@ int RunReadbackDump(const DumpOptions& options, std::ostream& out, std::ostream&
     err << "navreq dump: " << error << "\n";
     return kExitBadInput;
   }
-  const int status = input.har ? DumpHar(*input.har, options.input, options.json, options.full, out, err)
-                               : DumpWalk(input.bytes, options.json, options.full, out, err, "");
+  const int status =
+      input.har ? DumpHar(*input.har, options, out, err) : DumpWalk(input.bytes, options, out, err, "");
   if (!Flushed(out)) {
     err << "navreq dump: cannot write standard output\n";
     return kExitCannotWrite;

@@ -16,6 +16,7 @@ struct DumpOptions {
   std::string input = "-";
   bool json = false;
   bool full = false;                    // show undecoded runs whole
+  bool paths = false;                   // --json: the inspector's extra keys (path, node, carried bytes)
   InputMode mode = InputMode::kDetect;  // --hex, --raw
 };
 
@@ -35,7 +36,7 @@ struct DiffOptions {
 // Walks one request into the text or JSON view on `out` and returns dump's
 // exit status for it; when that is not 0, one line on `err` counts the
 // findings, after `who` (empty, or "entry N: " in a HAR file).
-[[nodiscard]] int DumpWalk(const std::string& bytes, bool json, bool full, std::ostream& out,
+[[nodiscard]] int DumpWalk(const std::string& bytes, const DumpOptions& options, std::ostream& out,
                            std::ostream& err, const std::string& who);
 
 [[nodiscard]] int RunReadbackDump(const DumpOptions& options, std::ostream& out, std::ostream& err);

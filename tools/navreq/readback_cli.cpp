@@ -7,7 +7,13 @@ void AddReadbackCommands(CLI::App& app, DumpOptions& dump, PackOptions& pack, Di
   CLI::App* d = app.add_subcommand("dump", "Show Kse bytes as a tree: envelopes, header and body by name");
   d->add_option("FILE", dump.input, "The request, raw or written as text (see below); - for stdin")
       ->capture_default_str();
-  d->add_flag("--json", dump.json, "Print the tree as JSON (the input of navreq pack)");
+  auto* json = d->add_flag("--json", dump.json, "Print the tree as JSON (the input of navreq pack)");
+  // The packet dissector highlights what an unsigned-byte list carries, whose
+  // bytes are spread over one head each: it needs them gathered.
+  d->add_flag("--paths", dump.paths,
+              "With --json: every value also carries its path as navreq diff names it, and the bytes an "
+              "unsigned-byte list or a message carries their hex (the browser inspector's keys)")
+      ->needs(json);
   auto* hex = d->add_flag_callback(
       "--hex", [&dump] { dump.mode = InputMode::kHex; },
       "Read the input as hex text: plain hex, xxd or hexdump -C output, or a C array");
