@@ -40,7 +40,7 @@ python:
 
 # Hypothesis runs derandomized (its "ci" profile, python/tests/conftest.py).
 test-python: python
-	cd python && NAVREQ_REPO=$(CURDIR) HYPOTHESIS_PROFILE=ci ../$(VENV)/bin/python -m pytest -q tests
+	HYPOTHESIS_PROFILE=ci $(VENV)/bin/python -m pytest -q -p no:cacheprovider python/tests
 	scripts/readme-python-examples.sh build/python-examples
 	$(VENV)/bin/python -m mypy --strict --no-incremental python/tests build/python-examples
 

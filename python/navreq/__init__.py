@@ -17,11 +17,11 @@ from navreq._request import Command, Request
 from navreq.errors import DecodeError, EncodeError, FieldError, InputError, Problem
 
 PackError = _native.PackError
-ParamError = _native.ParamError
+JsonError = _native.JsonError
 
 __all__ = [
     "Command", "DecodeError", "Detected", "Difference", "DiffResult", "EncodeError", "FieldError",
-    "InputError", "PackError", "ParamError", "Problem", "Record", "Request", "decode", "detect", "diff",
+    "InputError", "JsonError", "PackError", "Problem", "Record", "Request", "decode", "detect", "diff",
     "dump", "encode", "envelope", "kinds", "pack", "tree",
 ]
 
@@ -140,43 +140,38 @@ def kinds() -> List[str]:
     return [name for name, _fn, _param in _native.kinds()]
 
 
-def _record_plain(record: str, value: Any, root: str) -> Any:
-    """The plain values of a navreq.params record given as itself or a dict."""
-    cls = _resolve("navreq.params", record)
-    try:
-        if isinstance(value, dict):
-            value = cls.from_dict(value)
-        if not isinstance(value, cls):
-            raise FieldError("", f"expected navreq.params.{record} or a dict, got {type(value).__name__}")
-        return value._to_plain()
-    except FieldError as e:
-        raise FieldError(f"{root}.{e.path}" if e.path else root, e.what) from None
+def _param_given(record: str, value: Any, root: str) -> Any:
+    """A parameter object for the extension: JSON text (the tool's parameter
+    JSON, from a dict) or (record name, plain values) of a navreq.params record."""
+    if isinstance(value, dict):
+        return _json.dumps(value)
+    if record:
+        cls = _resolve("navreq.params", record)
+        if isinstance(value, cls):
+            return (record, value._to_plain(root))
+        raise FieldError(root, f"expected navreq.params.{record} or a dict, got {type(value).__name__}")
+    raise FieldError(root, f"expected a dict, got {type(value).__name__}")
 
 
 def encode(kind: str, params: Any = None, *, extra: Any = None, now_ms: Optional[int] = None,
            seed: Optional[int] = None, new_session: bool = False) -> bytes:
     """The bytes `navreq encode KIND` writes for the same parameters: ``params``
-    and ``extra`` as navreq.params records or dicts (the tool's "param" and
-    "extra"). ``now_ms`` pins the clock, ``seed`` the location session's
-    digits; ``new_session`` starts a fresh location session first. Invalid
-    parameters raise FieldError or ParamError with the path; an entry function
-    that fails raises EncodeError."""
+    and ``extra`` as navreq.params records, or as dicts of the tool's parameter
+    JSON (the "param" and "extra" of examples/*.json). ``now_ms`` pins the
+    clock, ``seed`` the location session's digits; ``new_session`` starts a
+    fresh location session first (as a new process of the tool has). Invalid
+    parameters raise FieldError (records) or JsonError (dicts) naming the
+    path; an entry function that fails raises EncodeError."""
     records = {name: param for name, _fn, param in _native.kinds()}
     if kind not in records:
-        raise ParamError(f"unknown kind \"{kind}\" (one of {', '.join(records)})")
-    param_plain = params
-    # The stop event's parameters are three strings, not a record (the tool
-    # reads them, and refuses any extra).
-    if params is not None and records[kind].isidentifier():
-        param_plain = _record_plain(records[kind], params, "param")
-    extra_plain = extra
-    if extra is not None and kind != "navstop":
-        extra_plain = _record_plain("ReqExtraParam", extra, "extra")
-    elif extra is not None:
-        raise ParamError("extra: unknown key (the stop event takes no client identity)")
+        raise JsonError(f"unknown kind \"{kind}\" (one of {', '.join(records)})")
+    # The stop event's parameters are three strings, not a record.
+    record = records[kind] if records[kind].isidentifier() else ""
+    param_given = None if params is None else _param_given(record, params, "param")
+    extra_given = None if extra is None else _param_given("ReqExtraParam", extra, "extra")
     try:
         rc, data, printed, logged, threw, function = _native.encode(
-            kind, param_plain, extra_plain, now_ms, seed, new_session)
+            kind, param_given, extra_given, now_ms, seed, new_session)
     except _native.FieldError as e:
         raise FieldError.from_native(str(e)) from None
     if threw or rc != 0:

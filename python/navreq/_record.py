@@ -20,12 +20,13 @@ themselves.
 from __future__ import annotations
 
 import base64
+import json
 import binascii
 import importlib
 import math
 import reprlib
 import struct
-from typing import Any, ClassVar, Dict, Optional, Tuple, Type, TypeVar
+from typing import Any, ClassVar, Dict, Optional, Tuple, Type, TypeVar, Union
 
 from navreq import _native
 from navreq.errors import DecodeError, FieldError, Problem
@@ -66,19 +67,22 @@ def _text_bytes(value: Any) -> bytes:
     return value if isinstance(value, bytes) else value.encode("utf-8", "surrogateescape")
 
 
+_SCALARS = frozenset(("bool", "int", "float32", "float64", "string", "bytes", "ubytes"))
+
+
 def _from_plain(spec: tuple, value: Any) -> Any:
     """A value from the extension's plain values (records as dicts)."""
     kind = spec[0]
     if kind == "record":
         return _resolve(spec[1], spec[2])._from_plain(value)
     if kind in ("list", "array"):
-        if spec[1][0] == "record":
-            return [_from_plain(spec[1], v) for v in value]
-        return list(value)
-    if kind == "map" and spec[2][0] == "record":
-        return {k: _from_plain(spec[2], v) for k, v in value.items()}
+        if spec[1][0] in _SCALARS:
+            return list(value)
+        return [_from_plain(spec[1], v) for v in value]
     if kind == "map":
-        return dict(value)
+        if spec[2][0] in _SCALARS:
+            return dict(value)
+        return {k: _from_plain(spec[2], v) for k, v in value.items()}
     return value
 
 
@@ -302,6 +306,22 @@ class Record:
             partial, _ = _native.record_from_bytes(cls._name, bytes(data), False)
             raise DecodeError([Problem(*p) for p in problems], cls._from_plain(partial))
         return record
+
+    def to_json(self) -> str:
+        """The record's JSON by the library's own mapping: for a wire record
+        what navreq::ToJson writes, for a navreq.params record the tool's
+        parameter JSON (as `navreq encode` reads it)."""
+        try:
+            return _native.record_to_json(self._name, self._to_plain())  # type: ignore[no-any-return]
+        except _native.FieldError as e:
+            raise FieldError.from_native(str(e)) from None
+
+    @classmethod
+    def from_json(cls: Type[R], document: Union[str, Dict[str, Any]]) -> R:
+        """The record a JSON document of the library's mapping describes (text,
+        or a dict as json.loads gives it); JsonError names the path."""
+        text = document if isinstance(document, str) else json.dumps(document)
+        return cls._from_plain(_native.record_from_json(cls._name, text))
 
     def check(self) -> None:
         """Raises FieldError (with the path) when a value does not fit its field."""

@@ -205,6 +205,8 @@ struct Conv<std::array<T, N>> {
 
 // A map key's text in a path.
 inline std::string KeyText(py::handle key) {
+  std::string text;
+  if (PyUnicode_Check(key.ptr()) && TextBytes(key, text)) return text;
   if (PyBytes_Check(key.ptr())) return py::repr(key).cast<std::string>();
   return py::str(key).cast<std::string>();
 }

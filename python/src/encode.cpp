@@ -2,6 +2,7 @@
 // through the tool's own table of request kinds (tools/navreq/kinds.h) and
 // the engine's service seams, each installed for the calling thread only.
 #include <pybind11/pybind11.h>
+#include <pybind11/stl.h>
 
 #include <memory>
 #include <optional>
@@ -22,26 +23,19 @@ namespace {
 
 namespace tool = ::navreq::tool;
 
-// A parameter object as the tool reads it: an engine record's JSON through
-// the library's mapping, or (the stop event's three strings) an object of texts.
-tool::json ParamDocument(const std::string& record, py::handle plain, const std::string& root) {
-  if (const RecordOps* ops = FindRecord(record); ops != nullptr && ops->to_json != nullptr) {
-    try {
-      return tool::ParseJsonDocument(ops->to_json(plain));
-    } catch (const FieldError& e) {
-      throw FieldError(root + "." + e.what());
-    }
+// A parameter object as the tool reads it: JSON text (a str) as it stands,
+// or (record name, plain values) of an engine record written as the
+// library's parameter JSON (navreq/params_json.h).
+tool::json ParamDocument(py::handle given, const std::string& root) {
+  if (PyUnicode_Check(given.ptr())) return tool::ParseJsonDocument(given.cast<std::string>());
+  const py::tuple named = given.cast<py::tuple>();
+  const RecordOps* ops = FindRecord(named[0].cast<std::string>());
+  if (ops == nullptr || ops->to_json == nullptr) throw py::type_error("not a parameter record");
+  try {
+    return tool::ParseJsonDocument(ops->to_json(named[1]));
+  } catch (const FieldError& e) {
+    throw FieldError(root + "." + e.what());
   }
-  if (!PyDict_Check(plain.ptr())) FailAt(root, "expected a dict, got " + TypeNameOf(plain));
-  tool::json doc = tool::json::object();
-  for (const auto& item : py::reinterpret_borrow<py::dict>(plain)) {
-    const std::string key = KeyText(item.first);
-    std::string text;
-    if (!TextBytes(item.second, text))
-      FailAt(root + "." + key, "expected a str, got " + TypeNameOf(item.second));
-    doc[key] = text;
-  }
-  return doc;
 }
 
 struct Outcome {
@@ -57,7 +51,6 @@ struct Outcome {
 }  // namespace
 
 void BindEncode(py::module_& m) {
-  py::register_exception<tool::InputError>(m, "ParamError", PyExc_ValueError);
   m.def("kinds", [] {
     py::list out;
     for (const tool::Kind& k : tool::Kinds()) out.append(py::make_tuple(k.name, k.function, k.param));
@@ -67,16 +60,10 @@ void BindEncode(py::module_& m) {
   m.def("encode", [](const std::string& kind, py::handle param, py::handle extra,
                      std::optional<std::int64_t> now_ms, std::optional<std::uint64_t> seed,
                      bool new_session) {
-    const tool::Kind* found = nullptr;
-    for (const tool::Kind& k : tool::Kinds()) {
-      if (kind == k.name) found = &k;
-    }
     std::optional<tool::json> param_doc;
     std::optional<tool::json> extra_doc;
-    if (found != nullptr) {
-      if (!param.is_none()) param_doc = ParamDocument(found->param, param, "param");
-      if (!extra.is_none()) extra_doc = ParamDocument("ReqExtraParam", extra, "extra");
-    }
+    if (!param.is_none()) param_doc = ParamDocument(param, "param");
+    if (!extra.is_none()) extra_doc = ParamDocument(extra, "extra");
     std::vector<std::string> printed;
     std::vector<std::string> logged;
     std::vector<char> bytes;

@@ -7,6 +7,7 @@
 
 #include "bindings.h"
 #include "convert.h"
+#include "navreq/read/json_error.h"
 
 namespace navreq_py {
 
@@ -71,6 +72,8 @@ PYBIND11_MODULE(_native, m) {
   namespace py = pybind11;
   m.doc() = "The navreq C++ library as the navreq package uses it (internal).";
   py::register_exception<navreq_py::FieldError>(m, "FieldError", PyExc_ValueError);
+  // A JSON document that does not fit its record; the message names the path.
+  py::register_exception<::navreq::JsonError>(m, "JsonError", PyExc_ValueError);
   navreq_py::BindRecords(m);
   navreq_py::BindRequest(m);
   navreq_py::BindReadback(m);

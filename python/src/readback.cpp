@@ -1,5 +1,6 @@
 // navreq.pack, diff and detect over the reading library.
 #include <pybind11/pybind11.h>
+#include <pybind11/stl.h>
 
 #include <string>
 #include <vector>

@@ -52,31 +52,36 @@ py::tuple FromBytes(const std::string& data, bool strict) {
 }
 
 template <class R>
-std::string ParamJson(py::handle plain) {
+std::string RecordJson(py::handle plain) {
   R record;
   FromPy(plain, record, "");
   return ::navreq::ToJson(record);
+}
+
+template <class R>
+py::object RecordFromJson(const std::string& text) {
+  return ToPy(::navreq::FromJson<R>(text));
 }
 
 std::vector<RecordOps> MakeAll() {
   std::vector<RecordOps> all;
 #define NAVREQ_PY_WIRE_(T)                                                                            \
   all.push_back(RecordOps{PackageName(#T, true), &T::kseInfo(), &Defaults<T>, &Check<T>, &ToBytes<T>, \
-                          &FromBytes<T>, nullptr});
+                          &FromBytes<T>, &RecordJson<T>, &RecordFromJson<T>});
   NAVKSE_ALL_RECORDS(NAVREQ_PY_WIRE_)
 #undef NAVREQ_PY_WIRE_
 #define NAVREQ_PY_ENGINE_(T) \
   all.push_back(             \
-      RecordOps{PackageName(#T, false), nullptr, &Defaults<T>, &Check<T>, nullptr, nullptr, &ParamJson<T>});
+      RecordOps{PackageName(#T, false), nullptr, &Defaults<T>, &Check<T>, nullptr, nullptr, &RecordJson<T>, &RecordFromJson<T>});
   NAVREQ_ALL_ENGINE_RECORDS(NAVREQ_PY_ENGINE_)
 #undef NAVREQ_PY_ENGINE_
   // Reached only as the element of RouteRefreshReqParam::pending_list, and
   // never a document of its own.
   using Pending = ::zv_navi_core::PendingEntry;
   all.push_back(RecordOps{"StopEvent", nullptr, &Defaults<::navreq::StopEvent>, &Check<::navreq::StopEvent>,
-                          nullptr, nullptr, nullptr});
+                          nullptr, nullptr, nullptr, nullptr});
   all.push_back(
-      RecordOps{"PendingEntry", nullptr, &Defaults<Pending>, &Check<Pending>, nullptr, nullptr, nullptr});
+      RecordOps{"PendingEntry", nullptr, &Defaults<Pending>, &Check<Pending>, nullptr, nullptr, nullptr, nullptr});
   return all;
 }
 
@@ -195,6 +200,16 @@ void BindRecords(py::module_& m) {
     const RecordOps& ops = find(name);
     if (ops.to_bytes == nullptr) throw py::type_error(name + " is not a wire record");
     return ops.to_bytes(plain);
+  });
+  m.def("record_to_json", [find](const std::string& name, py::handle plain) {
+    const RecordOps& ops = find(name);
+    if (ops.to_json == nullptr) throw py::type_error(name + " has no JSON mapping");
+    return ops.to_json(plain);
+  });
+  m.def("record_from_json", [find](const std::string& name, const std::string& text) {
+    const RecordOps& ops = find(name);
+    if (ops.from_json == nullptr) throw py::type_error(name + " has no JSON mapping");
+    return ops.from_json(text);
   });
   m.def("record_from_bytes", [find](const std::string& name, py::bytes data, bool strict) {
     const RecordOps& ops = find(name);

@@ -25,8 +25,11 @@ struct RecordOps {
   // returning (plain, [(path, offset, kind, detail)]).
   py::bytes (*to_bytes)(py::handle plain);
   py::tuple (*from_bytes)(const std::string& data, bool strict);
-  // Engine records only: the record's parameter JSON (navreq/params_json.h).
+  // The record's JSON by the library's mapping (navreq/read/records.h for
+  // wire records, navreq/params_json.h for engine records: the tool's
+  // parameter JSON) and back; null for the stop event and PendingEntry.
   std::string (*to_json)(py::handle plain);
+  py::object (*from_json)(const std::string& text);
 };
 
 // Every record, wire records first, in the order of their lists.
