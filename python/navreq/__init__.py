@@ -52,7 +52,8 @@ def tree(data: BytesLike) -> Dict[str, Any]:
     """The tree `navreq dump --json` prints for the bytes, as dicts; never
     raises. pack() turns it back into the same bytes."""
     try:
-        return _json.loads(_native.walk_text(bytes(data), True, False))  # type: ignore[no-any-return]
+        parsed: Dict[str, Any] = _json.loads(_native.walk_text(bytes(data), True, False))
+        return parsed
     except MemoryError:
         return {}
 
@@ -61,7 +62,7 @@ def envelope(data: BytesLike) -> Optional[str]:
     """"Package" or "Packet" when the bytes (inflated first when they are a
     gzip stream) start with that envelope, else None; never raises."""
     try:
-        return _native.envelope(bytes(data))  # type: ignore[no-any-return]
+        return _native.envelope(bytes(data))
     except Exception:
         return None
 
@@ -69,7 +70,7 @@ def envelope(data: BytesLike) -> Optional[str]:
 def pack(tree: Dict[str, Any]) -> bytes:
     """The bytes a tree (as tree() gives it, edited or not) describes. A tree
     that does not describe bytes raises PackError naming the JSON path."""
-    return _native.pack(_json.dumps(tree))  # type: ignore[no-any-return]
+    return _native.pack(_json.dumps(tree))
 
 
 class Difference(NamedTuple):
@@ -176,4 +177,4 @@ def encode(kind: str, params: Any = None, *, extra: Any = None, now_ms: Optional
         raise FieldError.from_native(str(e)) from None
     if threw or rc != 0:
         raise EncodeError(function, rc, list(printed), list(logged), threw or None)
-    return data  # type: ignore[no-any-return]
+    return data

@@ -32,24 +32,27 @@ from navreq import _native
 from navreq.errors import DecodeError, FieldError, Problem
 
 R = TypeVar("R", bound="Record")
+# A field's declared type (the module comment lists the forms).
+Spec = Tuple[Any, ...]
 
-_classes: Dict[Tuple[str, str], type] = {}
+_classes: Dict[Tuple[str, str], Type["Record"]] = {}
 
 
 def _resolve(module: str, name: str) -> Type["Record"]:
     key = (module, name)
-    cls = _classes.get(key)
-    if cls is None:
-        cls = getattr(importlib.import_module(module), name)
-        _classes[key] = cls
-    return cls  # type: ignore[return-value]
+    found = _classes.get(key)
+    if found is None:
+        found = getattr(importlib.import_module(module), name)
+        _classes[key] = found
+    return found
 
 
 def _float_bits(value: float) -> bytes:
-    return struct.pack("<d", value)
+    packed: bytes = struct.pack("<d", value)
+    return packed
 
 
-def _same(spec: tuple, a: Any, b: Any) -> bool:
+def _same(spec: Spec, a: Any, b: Any) -> bool:
     """Equality as the C++ == has it: floating-point values bit for bit."""
     kind = spec[0]
     if kind in ("float32", "float64"):
@@ -64,13 +67,16 @@ def _same(spec: tuple, a: Any, b: Any) -> bool:
 
 
 def _text_bytes(value: Any) -> bytes:
-    return value if isinstance(value, bytes) else value.encode("utf-8", "surrogateescape")
+    if isinstance(value, bytes):
+        return value
+    encoded: bytes = value.encode("utf-8", "surrogateescape")
+    return encoded
 
 
 _SCALARS = frozenset(("bool", "int", "float32", "float64", "string", "bytes", "ubytes"))
 
 
-def _from_plain(spec: tuple, value: Any) -> Any:
+def _from_plain(spec: Spec, value: Any) -> Any:
     """A value from the extension's plain values (records as dicts)."""
     kind = spec[0]
     if kind == "record":
@@ -86,7 +92,7 @@ def _from_plain(spec: tuple, value: Any) -> Any:
     return value
 
 
-def _to_plain(spec: tuple, value: Any, path: str) -> Any:
+def _to_plain(spec: Spec, value: Any, path: str) -> Any:
     """The extension's plain values of a value (records as dicts)."""
     kind = spec[0]
     if kind == "record":
@@ -117,7 +123,7 @@ def _bytes_out(value: bytes, bytes_as: Optional[str]) -> Any:
     return base64.b64encode(value).decode("ascii")
 
 
-def _to_dict(spec: tuple, value: Any, bytes_as: Optional[str]) -> Any:
+def _to_dict(spec: Spec, value: Any, bytes_as: Optional[str]) -> Any:
     kind = spec[0]
     if kind == "record":
         return value.to_dict(bytes_as=bytes_as)
@@ -130,7 +136,7 @@ def _to_dict(spec: tuple, value: Any, bytes_as: Optional[str]) -> Any:
     return value
 
 
-def _from_dict(spec: tuple, value: Any, path: str, bytes_as: Optional[str]) -> Any:
+def _from_dict(spec: Spec, value: Any, path: str, bytes_as: Optional[str]) -> Any:
     kind = spec[0]
     if kind == "record":
         return _resolve(spec[1], spec[2])._from_dict(value, path, bytes_as)
@@ -201,7 +207,7 @@ class Record:
     __slots__ = ()
     _name: ClassVar[str]
     _wire: ClassVar[bool]
-    _fields: ClassVar[Tuple[Tuple[str, int, tuple], ...]]
+    _fields: ClassVar[Tuple[Tuple[str, int, Spec], ...]]
 
     @classmethod
     def _defaults(cls) -> Dict[str, Any]:
@@ -312,7 +318,7 @@ class Record:
         what navreq::ToJson writes, for a navreq.params record the tool's
         parameter JSON (as `navreq encode` reads it)."""
         try:
-            return _native.record_to_json(self._name, self._to_plain())  # type: ignore[no-any-return]
+            return _native.record_to_json(self._name, self._to_plain())
         except _native.FieldError as e:
             raise FieldError.from_native(str(e)) from None
 

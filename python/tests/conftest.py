@@ -15,7 +15,7 @@ import navreq.records
 from navreq import Record
 
 # CI runs derandomized: the same examples every run.
-settings.register_profile("ci", derandomize=True, max_examples=25, deadline=None,
+settings.register_profile("ci", derandomize=True, database=None, max_examples=25, deadline=None,
                           suppress_health_check=[HealthCheck.too_slow, HealthCheck.data_too_large])
 settings.register_profile("dev", max_examples=60, deadline=None,
                           suppress_health_check=[HealthCheck.too_slow, HealthCheck.data_too_large])

@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 import struct
-from typing import Any, Dict, Type
+from typing import Any, Dict, Tuple, Type
 
 from hypothesis import strategies as st
 
@@ -31,7 +31,7 @@ _float64 = st.one_of(
 _float32 = st.one_of(st.floats(width=32), st.integers(0, 2**32 - 1).map(widen_float32))
 
 
-def for_spec(spec: tuple, depth: int) -> st.SearchStrategy[Any]:
+def for_spec(spec: Tuple[Any, ...], depth: int) -> st.SearchStrategy[Any]:
     kind = spec[0]
     if kind == "bool":
         return st.booleans()

@@ -8,17 +8,18 @@ import gzip
 import json
 import struct
 import zlib
-from typing import Any, Dict, List
+from typing import Any, Dict, List, Type
 
 import pytest
 
 import navreq
+import navreq._native as native
 from navreq import Record
 from navreq.params import LocationUploadParam
 
 from conftest import ENGINE_RECORDS, GOLDEN, GOLDEN_NOW_MS, KINDS, REPO, WIRE_RECORDS, golden_bytes
 
-BY_SHORT_NAME: Dict[str, List[type]] = {}
+BY_SHORT_NAME: Dict[str, List[Type[Record]]] = {}
 for _cls in WIRE_RECORDS:
     BY_SHORT_NAME.setdefault(_cls.__name__, []).append(_cls)
 
@@ -127,7 +128,7 @@ def test_encode_writes_the_tools_bytes(kind: str) -> None:
 def test_encode_from_records_equals_encode_from_dicts(kind: str) -> None:
     doc = json.loads((REPO / "examples" / f"{kind}.json").read_text())
     by_name = {c.__name__: c for c in ENGINE_RECORDS}
-    records = {name: param for name, _fn, param in navreq._native.kinds()}
+    records = {name: param for name, _fn, param in native.kinds()}
     params: Any = doc.get("param")
     if records[kind] in by_name:
         # The tool's JSON of a parameter record, read by the library, as a record.
