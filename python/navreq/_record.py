@@ -191,6 +191,11 @@ def _from_dict(spec: Spec, value: Any, path: str, bytes_as: Optional[str]) -> An
     raise AssertionError(f"unknown field type {spec!r}")
 
 
+def _same_value(spec: Spec, a: Any, b: Any) -> bool:
+    return bool(a == b) if spec[0] == "record" else _same(spec, a, b)
+
+
+_REPR_WIDTH = 160
 _short = reprlib.Repr()
 _short.maxstring = 40
 _short.maxother = 60
@@ -246,16 +251,21 @@ class Record:
     __hash__ = None  # type: ignore[assignment]
 
     def __repr__(self) -> str:
-        """The fields that differ from their defaults, each shortened."""
+        """The fields that differ from their defaults, each shortened, at most
+        about _REPR_WIDTH characters in all."""
         defaults = type(self)._defaults()
         shown = []
+        width = len(type(self).__name__) + 2
         for name, _tag, spec in self._fields:
             value = getattr(self, name)
-            if spec[0] != "record" and _same(spec, value, _from_plain(spec, defaults[name])):
+            if _same_value(spec, value, _from_plain(spec, defaults[name])):
                 continue
-            if spec[0] == "record" and value == _from_plain(spec, defaults[name]):
-                continue
-            shown.append(f"{name}={_short.repr(value)}")
+            if width > _REPR_WIDTH:
+                shown.append("...")
+                break
+            text = f"{name}={_short.repr(value)}"
+            shown.append(text)
+            width += len(text) + 2
         return f"{type(self).__name__}({', '.join(shown)})"
 
     def to_dict(self, *, bytes_as: Optional[str] = None) -> Dict[str, Any]:

@@ -2,11 +2,17 @@
 
 from __future__ import annotations
 
-from typing import Any, Dict, List, NamedTuple, Optional
+from typing import TYPE_CHECKING, Any, Dict, List, NamedTuple, Optional, Union, cast
 
 from navreq import _native
 from navreq._record import Record, _resolve
 from navreq.errors import Problem
+
+if TYPE_CHECKING:
+    # For the annotations only: the record modules load when a request needs them.
+    from navreq.records.duromap import Header, Package
+    from navreq.records.locationReportDMQ import NavExtraData
+    from navreq.records.NavSDKGateway import Packet
 
 
 class Command(NamedTuple):
@@ -47,20 +53,20 @@ class Request:
     __slots__ = ("envelope", "header", "command", "body", "body_gzip", "body_size", "side_records",
                  "extra_data", "problems")
 
-    envelope: Optional[Record]
-    header: Optional[Record]
+    envelope: Union["Package", "Packet", None]
+    header: Optional["Header"]
     command: Optional[Command]
     body: Optional[Record]
     body_gzip: bool
     body_size: int
     side_records: Dict[str, Record]
-    extra_data: Optional[Record]
+    extra_data: Optional["NavExtraData"]
     problems: List[Problem]
 
     def __init__(self, plain: Dict[str, Any]) -> None:
         env = plain["envelope"]
-        self.envelope = _record(*env) if env is not None else None
-        self.header = _record(*plain["header"]) if plain["header"] is not None else None
+        self.envelope = cast(Union["Package", "Packet"], _record(*env)) if env is not None else None
+        self.header = cast("Header", _record(*plain["header"])) if plain["header"] is not None else None
         cmd = plain["command"]
         self.command = Command(cmd[0], cmd[1], _kind_of(cmd[2]), cmd[3]) if cmd is not None else None
         body = plain["body"]
@@ -69,7 +75,7 @@ class Request:
         self.body_size = plain["body_size"]
         self.side_records = {k: _record(*v) for k, v in plain["side_records"].items()}
         extra = plain["extra_data"]
-        self.extra_data = _record(*extra) if extra is not None else None
+        self.extra_data = cast("NavExtraData", _record(*extra)) if extra is not None else None
         self.problems = [Problem(*p) for p in plain["problems"]]
         if not plain["envelope_read"] and not self.problems:
             self.problems.append(Problem("", 0, "unknown_envelope", "", "no envelope recognised"))

@@ -70,9 +70,9 @@ std::vector<RecordOps> MakeAll() {
                           &FromBytes<T>, &RecordJson<T>, &RecordFromJson<T>});
   NAVKSE_ALL_RECORDS(NAVREQ_PY_WIRE_)
 #undef NAVREQ_PY_WIRE_
-#define NAVREQ_PY_ENGINE_(T) \
-  all.push_back(             \
-      RecordOps{PackageName(#T, false), nullptr, &Defaults<T>, &Check<T>, nullptr, nullptr, &RecordJson<T>, &RecordFromJson<T>});
+#define NAVREQ_PY_ENGINE_(T)                                                                          \
+  all.push_back(RecordOps{PackageName(#T, false), nullptr, &Defaults<T>, &Check<T>, nullptr, nullptr, \
+                          &RecordJson<T>, &RecordFromJson<T>});
   NAVREQ_ALL_ENGINE_RECORDS(NAVREQ_PY_ENGINE_)
 #undef NAVREQ_PY_ENGINE_
   // Reached only as the element of RouteRefreshReqParam::pending_list, and
@@ -80,8 +80,8 @@ std::vector<RecordOps> MakeAll() {
   using Pending = ::zv_navi_core::PendingEntry;
   all.push_back(RecordOps{"StopEvent", nullptr, &Defaults<::navreq::StopEvent>, &Check<::navreq::StopEvent>,
                           nullptr, nullptr, nullptr, nullptr});
-  all.push_back(
-      RecordOps{"PendingEntry", nullptr, &Defaults<Pending>, &Check<Pending>, nullptr, nullptr, nullptr, nullptr});
+  all.push_back(RecordOps{"PendingEntry", nullptr, &Defaults<Pending>, &Check<Pending>, nullptr, nullptr,
+                          nullptr, nullptr});
   return all;
 }
 
