@@ -23,7 +23,6 @@ import base64
 import json
 import binascii
 import importlib
-import math
 import reprlib
 import struct
 from typing import Any, ClassVar, Dict, Optional, Tuple, Type, TypeVar, Union
@@ -346,7 +345,3 @@ class Record:
         except _native.FieldError as e:
             raise FieldError.from_native(str(e)) from None
 
-
-def is_nan_payload_equal(a: float, b: float) -> bool:
-    """Whether two floats are the same bits (NaN payloads included)."""
-    return math.isnan(a) == math.isnan(b) and _float_bits(a) == _float_bits(b)

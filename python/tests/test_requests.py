@@ -95,6 +95,21 @@ def test_decode_gives_the_dumped_values(kind: str) -> None:
         assert carried(header_node, getattr(request.envelope, "header")) == request.header
 
 
+@pytest.mark.parametrize("kind", KINDS)
+def test_records_read_strictly_write_their_bytes(kind: str) -> None:
+    request = navreq.decode(golden_bytes(kind))
+    envelope = request.envelope
+    assert envelope is not None and envelope.to_bytes() == golden_bytes(kind)
+    if request.header is not None:
+        assert request.header.to_bytes() == getattr(envelope, "header")
+    body_bytes = getattr(envelope, "body", None)
+    if body_bytes is not None:
+        plain = zlib.decompress(body_bytes, 31) if request.body_gzip else body_bytes
+        assert request.body is not None and request.body.to_bytes() == plain
+    for name, record in request.side_records.items():
+        assert type(record).from_bytes(record.to_bytes()) == record, name
+
+
 def test_stop_event_body() -> None:
     request = navreq.decode(golden_bytes("navstop"))
     body = request.body
