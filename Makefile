@@ -39,10 +39,12 @@ python:
 	$(VENV)/bin/python -m pip install --quiet --no-build-isolation --no-index --no-deps ./python
 
 # Hypothesis runs derandomized (its "ci" profile, python/tests/conftest.py).
-# The README's Python examples run as tests too, from the repository's top.
+# The README's Python examples run as tests too, from the repository's top;
+# the tool of the same build tree is the reference of the parity tests.
 test-python: python
+	cmake --build --preset release --target navreq_cli >/dev/null
 	scripts/readme-python-examples.sh build/python-examples
-	HYPOTHESIS_PROFILE=ci $(VENV)/bin/python -m pytest -q -p no:cacheprovider python/tests build/python-examples
+	NAVREQ_TOOL=$(NAVREQ) HYPOTHESIS_PROFILE=ci $(VENV)/bin/python -m pytest -q -p no:cacheprovider python/tests build/python-examples
 	$(VENV)/bin/python -m mypy --strict --no-incremental python/tests build/python-examples
 	cd $(VENV)/lib/python3.11/site-packages && $(CURDIR)/$(VENV)/bin/python -m mypy --strict --no-incremental -p navreq
 

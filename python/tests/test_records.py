@@ -160,3 +160,13 @@ def test_hostile_record_bytes_raise_only_decode_error(data: bytes) -> None:
         except navreq.DecodeError:
             pass
         cls.from_bytes(data, strict=False)
+
+
+def test_field_names_are_attribute_names() -> None:
+    import keyword
+
+    taken = set(dir(Record))
+    for cls in WIRE_RECORDS + ENGINE_RECORDS:
+        for name, _tag, _spec in cls._fields:
+            assert name.isidentifier() and not keyword.iskeyword(name), (cls._name, name)
+            assert name not in taken and not name.startswith("_"), (cls._name, name)
