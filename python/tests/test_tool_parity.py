@@ -31,7 +31,7 @@ def inputs() -> List[Path]:
     return [GOLDEN / f"{kind}.hex" for kind in KINDS] + [p for p in corpus if p.is_file()]
 
 
-@pytest.mark.parametrize("path", inputs(), ids=lambda p: p.name)
+@pytest.mark.parametrize("path", inputs(), ids=[p.name for p in inputs()])
 def test_dump_and_tree_match_the_tool(path: Path) -> None:
     data = navreq.detect(path.read_bytes()).data
     assert navreq.dump(data).encode("utf-8", "surrogateescape") == run("dump", str(path))
