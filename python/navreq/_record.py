@@ -152,7 +152,10 @@ def _from_dict(spec: Spec, value: Any, path: str, bytes_as: Optional[str]) -> An
     if kind in ("float32", "float64"):
         if isinstance(value, bool) or not isinstance(value, (int, float)):
             raise FieldError(path, f"expected a float, got {type(value).__name__}")
-        return float(value)
+        try:
+            return float(value)
+        except OverflowError:
+            raise FieldError(path, f"{value} is out of range for a float") from None
     if kind == "string":
         if isinstance(value, bytes):
             return value.decode("utf-8", "surrogateescape")

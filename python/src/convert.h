@@ -133,7 +133,11 @@ struct Conv<T, std::enable_if_t<std::is_floating_point_v<T>>> {
   static void from(py::handle h, T& out, const std::string& path) {
     if (!PyFloat_Check(h.ptr()) && !(PyLong_Check(h.ptr()) && !PyBool_Check(h.ptr())))
       FailAt(path, "expected a float, got " + TypeNameOf(h));
-    const double d = PyFloat_Check(h.ptr()) ? PyFloat_AS_DOUBLE(h.ptr()) : h.cast<double>();
+    const double d = PyFloat_AsDouble(h.ptr());
+    if (d == -1.0 && PyErr_Occurred() != nullptr) {
+      PyErr_Clear();
+      FailAt(path, py::str(h).cast<std::string>() + " is out of range for a float");
+    }
     if constexpr (std::is_same_v<T, float>) {
       out = NarrowDouble(d);
     } else {

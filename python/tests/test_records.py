@@ -118,6 +118,9 @@ def test_from_dict_errors_name_the_path() -> None:
     with pytest.raises(FieldError) as e:
         DriveRouteReqParam.from_dict({"truck": {"truckBlock": [1, 2, 3]}})
     assert e.value.path == "truck.truckBlock"
+    with pytest.raises(FieldError) as e:
+        DriveRouteReqParam.from_dict({"yawLatitude": 10**400})
+    assert e.value.path == "yawLatitude"
     with pytest.raises(TypeError):
         Point(nope=1)  # type: ignore[call-arg]
 
@@ -132,6 +135,11 @@ def test_to_bytes_errors_name_the_path() -> None:
     with pytest.raises(FieldError) as e:
         truck.check()
     assert e.value.path == "truckBlock"
+    params = DriveRouteReqParam()
+    params.yawAngle = 10**400
+    with pytest.raises(FieldError) as e:
+        params.check()
+    assert e.value.path == "yawAngle"
 
 
 def test_from_bytes_strict_and_tolerant() -> None:
