@@ -9,7 +9,8 @@
 #                      venv build/venv (Debian's /usr/bin/python3, its system
 #                      packages visible): build/venv/bin/python -c 'import navreq'.
 #                      Its extension is built in build/release, beside make demo's.
-#   make test-python   its pytest suite and mypy on the suite and the README's examples
+#   make test-python   its pytest suite (the README's examples and parity with the
+#                      tool included) and mypy --strict on the suite and the package
 .PHONY: all deps demo docs test test-dev test-libdeflate test-asan test-tsan test-inspector inspector open-inspector \
 	python test-python \
 	bench bench-callgrind bench-size fuzz cross-test format clean
@@ -45,8 +46,8 @@ test-python: python
 	cmake --build --preset release --target navreq_cli >/dev/null
 	scripts/readme-python-examples.sh build/python-examples
 	NAVREQ_TOOL=$(NAVREQ) HYPOTHESIS_PROFILE=ci $(VENV)/bin/python -m pytest -q -p no:cacheprovider python/tests build/python-examples
-	$(VENV)/bin/python -m mypy --strict --no-incremental python/tests build/python-examples
-	cd $(VENV)/lib/python3.11/site-packages && $(CURDIR)/$(VENV)/bin/python -m mypy --strict --no-incremental -p navreq
+	$(VENV)/bin/python -m mypy --strict --no-incremental --cache-dir=/dev/null python/tests build/python-examples
+	cd $(VENV)/lib/python3.11/site-packages && $(CURDIR)/$(VENV)/bin/python -m mypy --strict --no-incremental --cache-dir=/dev/null -p navreq
 
 # The public headers' reference (Doxygen, docs/Doxyfile): build/docs/html.
 # Any warning fails, an undocumented public declaration included.
