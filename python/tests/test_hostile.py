@@ -7,7 +7,7 @@ from pathlib import Path
 from typing import List
 
 import pytest
-from hypothesis import given
+from hypothesis import given, settings
 from hypothesis import strategies as st
 
 import navreq
@@ -47,11 +47,13 @@ def test_fuzz_corpus(path: Path) -> None:
     check_bytes(path.read_bytes())
 
 
+@settings(max_examples=300)
 @given(st.binary(max_size=300))
 def test_random_bytes(data: bytes) -> None:
     check_bytes(data)
 
 
+@settings(max_examples=300)
 @given(st.sampled_from(KINDS), st.data())
 def test_mutated_examples(kind: str, data: st.DataObject) -> None:
     original = bytearray(golden_bytes(kind))
