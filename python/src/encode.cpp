@@ -38,16 +38,6 @@ tool::json ParamDocument(py::handle given, const std::string& root) {
   }
 }
 
-struct Outcome {
-  int rc = 0;
-  bool threw = false;
-  std::string what;
-  std::string function;
-  std::vector<char> bytes;
-  py::list printed;
-  py::list logged;
-};
-
 }  // namespace
 
 void BindEncode(py::module_& m) {
@@ -56,7 +46,7 @@ void BindEncode(py::module_& m) {
     for (const tool::Kind& k : tool::Kinds()) out.append(py::make_tuple(k.name, k.function, k.param));
     return out;
   });
-  // (rc, bytes, printed lines, log lines, what it threw or "").
+  // (rc, bytes, printed lines, log lines, what it threw or "", the entry function).
   m.def("encode", [](const std::string& kind, py::handle param, py::handle extra,
                      std::optional<std::int64_t> now_ms, std::optional<std::uint64_t> seed,
                      bool new_session) {

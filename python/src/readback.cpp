@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "bindings.h"
+#include "convert.h"
 #include "gzip_compress.h"
 #include "navreq/read/diff.h"
 #include "navreq/read/input.h"
@@ -17,8 +18,7 @@ namespace {
 
 py::object Side(const std::string& text, bool absent) {
   if (absent) return py::none();
-  return py::reinterpret_steal<py::str>(
-      PyUnicode_DecodeUTF8(text.data(), static_cast<Py_ssize_t>(text.size()), "surrogateescape"));
+  return TextObject(text);
 }
 
 const char* FormName(::navreq::InputForm form) {

@@ -118,10 +118,9 @@ void BindRequest(py::module_& m) {
       py::gil_scoped_release release;
       text = Walked(bytes, json, full);
     }
-    // The tool writes these bytes as they are; a string's bytes that are not
-    // UTF-8 are escaped (JSON) or shown as the text view shows them.
-    return py::reinterpret_steal<py::str>(
-        PyUnicode_DecodeUTF8(text.data(), static_cast<Py_ssize_t>(text.size()), "surrogateescape"));
+    // The tool writes these bytes as they are: any that are not UTF-8 come
+    // as surrogate escapes, so that encoding back gives the tool's bytes.
+    return TextObject(text);
   });
   m.def("envelope", [](py::bytes data) -> py::object {
     std::string bytes = data;
