@@ -3,10 +3,17 @@
 #   make test   build and run every test: the API reference (Doxygen, no
 #               warning allowed), plain (zlib, then libdeflate), under ASan +
 #               UBSan, under TSan, cross-built for aarch64 and s390x, and the
-#               browser inspector in headless Chromium
+#               browser inspector in headless Chromium, and the Python package
+#
+#   make python        the Python package `navreq` (python/) installed into the
+#                      venv build/venv (Debian's /usr/bin/python3, its system
+#                      packages visible): build/venv/bin/python -c 'import navreq'.
+#                      Its extension is built in build/release, beside make demo's.
+#   make test-python   its pytest suite (the README's examples and parity with the
+#                      tool included) and mypy --strict on the suite and the package
 .PHONY: all deps demo docs test test-dev test-libdeflate test-asan test-tsan test-inspector inspector open-inspector \
-	bench bench-callgrind bench-size fuzz cross-test format clean \
-	wireshark test-wireshark
+	python test-python wireshark test-wireshark \
+	bench bench-callgrind bench-size fuzz cross-test format clean
 
 all: test
 
@@ -21,7 +28,26 @@ demo: deps
 	$(NAVREQ) encode route examples/route.json --now-ms 1700000000000 -o build/release/route.bin
 	$(NAVREQ) dump build/release/route.bin
 
-test: docs test-dev test-libdeflate test-asan test-tsan cross-test test-inspector
+test: docs test-dev test-libdeflate test-asan test-tsan cross-test test-inspector test-python
+
+# The Python package: built through the release preset (python/setup.py) and
+# installed with pip, without build isolation or an index (everything comes
+# from Debian).
+VENV := build/venv
+python:
+	@scripts/install-deps.sh build python
+	@test -x $(VENV)/bin/python || /usr/bin/python3 -m venv --system-site-packages $(VENV)
+	$(VENV)/bin/python -m pip install --quiet --no-build-isolation --no-index --no-deps ./python
+
+# Hypothesis runs derandomized (its "ci" profile, python/tests/conftest.py).
+# The README's Python examples run as tests too, from the repository's top;
+# the tool of the same build tree is the reference of the parity tests.
+test-python: python
+	cmake --build --preset release --target navreq_cli >/dev/null
+	scripts/readme-python-examples.sh build/python-examples
+	NAVREQ_TOOL=$(NAVREQ) HYPOTHESIS_PROFILE=ci $(VENV)/bin/python -m pytest -q -p no:cacheprovider python/tests build/python-examples
+	$(VENV)/bin/python -m mypy --strict --no-incremental --cache-dir=/dev/null python/tests build/python-examples
+	cd $(VENV)/lib/python3.11/site-packages && $(CURDIR)/$(VENV)/bin/python -m mypy --strict --no-incremental --cache-dir=/dev/null -p navreq
 
 # The public headers' reference (Doxygen, docs/Doxyfile): build/docs/html.
 # Any warning fails, an undocumented public declaration included.
