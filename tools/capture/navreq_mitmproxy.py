@@ -46,8 +46,10 @@ HOW_TO_FIX = (
 
 Line = List[Tuple[str, str]]
 
-# Markers that `navreq dump` appends to a value's line: what is wrong with it.
-_PROBLEM_MARKERS = ("  ! ", " (incomplete)", "gzip stream that does not inflate")
+# What `navreq dump` writes into a value's line when something is wrong with it:
+# "  ! " and the problem at the line's end, or a marker inside the line.
+_LINE_END_MARKER = "  ! "
+_PROBLEM_MARKERS = (_LINE_END_MARKER, " (incomplete)", "gzip stream that does not inflate")
 
 
 def envelope(data: bytes) -> Optional[str]:
@@ -78,87 +80,125 @@ def _split_markers(text: str) -> Line:
         c = text[i]
         if quoted:
             if c == "\\":
-                i += 2
-                continue
-            if c == '"':
+                i += 1  # the escaped character
+            elif c == '"':
                 quoted = False
-        elif c == '"':
-            quoted = True
-        else:
-            for marker in _PROBLEM_MARKERS:
-                if text.startswith(marker, i):
-                    if i > start:
-                        parts.append(("text", text[start:i]))
-                    if marker.startswith("  ! "):  # the rest of the line says what is wrong
-                        parts.append(("error", text[i:]))
-                        return parts
-                    parts.append(("error", marker))
-                    i += len(marker)
-                    start = i
-                    break
-            else:
-                i += 1
-                continue
+            i += 1
             continue
-        i += 1
+        if c == '"':
+            quoted = True
+            i += 1
+            continue
+        marker = next((m for m in _PROBLEM_MARKERS if text.startswith(m, i)), None)
+        if marker is None:
+            i += 1
+            continue
+        if i > start:
+            parts.append(("text", text[start:i]))
+        if marker == _LINE_END_MARKER:  # the rest of the line says what is wrong
+            parts.append(("error", text[i:]))
+            return parts
+        parts.append(("error", marker))
+        i += len(marker)
+        start = i
     if start < n:
         parts.append(("text", text[start:]))
     return parts
 
 
-def styled_lines(tree: str) -> Tuple[List[Line], int]:
-    """`navreq dump` text as mitmproxy lines, and the number of problems in it.
+def styled_lines(tree: str) -> Iterator[Line]:
+    """`navreq dump` text as mitmproxy lines, produced as they are read.
 
     Field lines (`@OFFSET+LENGTH TAG NAME TYPE: VALUE`) show the offset in the
     "offset" style; problem lines (`! ...`) and the undecoded bytes listed under
     them are "error"; the lines above the fields that say what the bytes are
-    are "header".
+    are "header". mitmproxy's console and web front ends take the first few
+    hundred lines of a large tree until asked for more, so the lines are made
+    one at a time.
     """
-    lines: List[Line] = []
-    problems = 0
     undecoded_indent = -1  # the indentation of the "! undecoded" line whose hex rows follow
     for raw in tree.splitlines():
         stripped = raw.lstrip(" ")
-        indent = len(raw) - len(stripped)
-        if undecoded_indent >= 0 and indent > undecoded_indent and not stripped.startswith("@"):
-            lines.append([("error", raw)])
-            continue
-        undecoded_indent = -1
-        if stripped.startswith("!"):
-            if stripped.startswith("! undecoded"):
-                undecoded_indent = indent  # the same stop as the line above it
-            else:
-                problems += 1
-            lines.append([("error", raw)])
-        elif stripped.startswith("@"):
+        first = stripped[:1]
+        if first == "@":
+            undecoded_indent = -1
             end = stripped.find(" ")
             if end < 0:
                 end = len(stripped)
-            head = raw[: indent + end]
-            parts = _split_markers(stripped[end:])
-            problems += any(style == "error" for style, _ in parts)
-            lines.append([("offset", head)] + parts)
+            at = len(raw) - len(stripped) + end
+            yield [("offset", raw[:at])] + _split_markers(raw[at:])
+            continue
+        indent = len(raw) - len(stripped)
+        if undecoded_indent >= 0 and indent > undecoded_indent:
+            yield [("error", raw)]
+            continue
+        undecoded_indent = -1
+        if first == "!":
+            if stripped.startswith("! undecoded"):
+                undecoded_indent = indent
+            yield [("error", raw)]
         elif indent == 0:
-            lines.append([("header", raw)])
+            yield [("header", raw)]
         else:  # the hex rows of a long byte value
-            lines.append([("text", raw)])
-    return lines, problems
+            yield [("text", raw)]
 
 
-def describe(data: bytes) -> Tuple[str, List[Line]]:
+def _candidate_lines(tree: str) -> Iterator[str]:
+    """The lines of TREE that hold a problem marker's text, each once, in no order."""
+    seen = set()
+    for marker in ("!", "(incomplete)", "does not inflate"):
+        at = tree.find(marker)
+        while at >= 0:
+            start = tree.rfind("\n", 0, at) + 1
+            end = tree.find("\n", at)
+            if end < 0:
+                end = len(tree)
+            if start not in seen:
+                seen.add(start)
+                yield tree[start:end]
+            at = tree.find(marker, end)
+
+
+def count_problems(tree: str) -> int:
+    """The problems `navreq dump` reports in TREE, one per line that reports any.
+
+    A stop and the undecoded bytes after it count once. Only the lines that
+    hold a marker's text are looked at (a quoted value may hold it too).
+    """
+    problems = 0
+    for line in _candidate_lines(tree):
+        stripped = line.lstrip(" ")
+        if stripped.startswith("!"):
+            problems += not stripped.startswith("! undecoded")
+        elif stripped.startswith("@"):
+            end = stripped.find(" ")
+            problems += end > 0 and any(s == "error" for s, _ in _split_markers(stripped[end:]))
+    return problems
+
+
+def _envelope_of(tree: str) -> Optional[str]:
+    """The envelope that TREE's opening lines name ("Package, 1485 bytes")."""
+    for line in tree.split("\n", 2)[:2]:
+        name = line.split(", ", 1)[0]
+        if name in ("Package", "Packet"):
+            return name
+    return None
+
+
+def describe(data: bytes) -> Tuple[str, Iterator[Line]]:
     """The view's description and lines for DATA; never raises."""
     if navreq is None:
-        return "navreq (not loaded)", [[("error", "navreq cannot be imported: " + HOW_TO_FIX)]]
+        return "navreq (not loaded)", iter([[("error", "navreq cannot be imported: " + HOW_TO_FIX)]])
     try:
         tree = navreq.dump(bytes(data))
     except Exception as error:  # the package promises not to raise; mitmproxy must not see it
-        return "navreq", [[("error", f"navreq.dump failed: {error!r}")]]
-    lines, problems = styled_lines(tree)
-    kind = envelope(data)
+        return "navreq", iter([[("error", f"navreq.dump failed: {error!r}")]])
+    kind = _envelope_of(tree)
     description = f"navreq {kind}" if kind else "navreq (no envelope recognised)"
+    problems = count_problems(tree)
     if problems:
         description += f", {problems} problem{'s' if problems != 1 else ''}"
-    return description, lines
+    return description, styled_lines(tree)
 
 
 class ViewNavreq(contentviews.View):
@@ -167,8 +207,7 @@ class ViewNavreq(contentviews.View):
     name = VIEW_NAME
 
     def __call__(self, data: bytes, **metadata: Any) -> Tuple[str, Iterator[Line]]:
-        description, lines = describe(data)
-        return description, iter(lines)
+        return describe(data)
 
     def render_priority(self, data: bytes, **metadata: Any) -> float:
         return PRIORITY if envelope(data) else 0.0
