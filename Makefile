@@ -80,6 +80,21 @@ test-inspector: inspector
 	cmake --build --preset dev --target navreq_cli
 	ctest --preset inspector
 
+# The mitmproxy content view (tools/capture/navreq_mitmproxy.py): the example
+# requests posted through a real mitmdump and read back headless, and the view
+# on mitmproxy's test flows (tests/capture). It reads through the Python package.
+.PHONY: test-mitmproxy mitmproxy-screenshot
+test-mitmproxy: python
+	@scripts/install-deps.sh build capture
+	cmake --preset dev
+	cmake --build --preset dev --target navreq_cli
+	NAVREQ_TOOL=build/dev/tools/navreq/navreq build/venv/bin/python -m pytest -q -p no:cacheprovider tests/capture
+
+# docs/images/mitmproxy-view.png: mitmproxy's console showing a request through the view.
+mitmproxy-screenshot: python
+	@scripts/install-deps.sh build capture
+	build/venv/bin/python scripts/mitmproxy-screenshot.py
+
 # Benchmarks: time, allocations and size of every request, the route body
 # beside libprotobuf and nanopb, the compressors, scaling; ends with a summary.
 # GZIP_BACKEND=libdeflate measures the build option instead of the zlib default.

@@ -2,7 +2,7 @@
 # Installs the Debian packages navreq needs, only those missing. Silent when
 # everything is there; runs `apt-get update` only when something must be installed.
 #
-#   scripts/install-deps.sh [GROUP...]   groups: build (default), bench, cross, inspector
+#   scripts/install-deps.sh [GROUP...]   groups: build (default), bench, cross, inspector, capture
 set -euo pipefail
 
 build_pkgs=(
@@ -24,6 +24,11 @@ inspector_pkgs=(
   chromium                    # the inspector's browser tests, headless
   bzip2                       # unpacking zlib's Debian source (scripts/fetch-zlib-source.sh)
 )
+capture_pkgs=(
+  mitmproxy                   # the content view (tools/capture) and its tests: mitmdump, the console
+  python3-pytest              # the view's tests (tests/capture)
+  tmux chromium               # the console's screenshot (scripts/mitmproxy-screenshot.py)
+)
 # npm installs the tests' pinned puppeteer-core; a Node.js that came with its
 # own npm (the machine's) is kept.
 command -v npm >/dev/null 2>&1 || inspector_pkgs+=(nodejs npm)
@@ -38,7 +43,8 @@ for g in "${groups[@]}"; do
     bench) wanted+=("${bench_pkgs[@]}") ;;
     cross) wanted+=("${cross_pkgs[@]}") ;;
     inspector) wanted+=("${inspector_pkgs[@]}") ;;
-    *) echo "install-deps: unknown group '$g' (build, bench, cross, inspector)" >&2; exit 64 ;;
+    capture) wanted+=("${capture_pkgs[@]}") ;;
+    *) echo "install-deps: unknown group '$g' (build, bench, cross, inspector, capture)" >&2; exit 64 ;;
   esac
 done
 

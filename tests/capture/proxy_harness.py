@@ -64,6 +64,18 @@ def http_server() -> Iterator[int]:
         thread.join(timeout=10)
 
 
+def package_env() -> Dict[str, str]:
+    """This process's environment with the directory navreq was imported from first
+    on PYTHONPATH: mitmproxy's programs run Debian's python3, which does not see
+    the packages of a venv (make python installs into build/venv)."""
+    import navreq
+
+    module = Path(navreq.__file__).resolve()
+    where = module.parents[1] if module.stem == "__init__" else module.parent
+    paths = [str(where)] + [p for p in os.environ.get("PYTHONPATH", "").split(os.pathsep) if p]
+    return {**os.environ, "PYTHONPATH": os.pathsep.join(paths)}
+
+
 def free_port() -> int:
     with socket.socket(socket.AF_INET, socket.SOCK_STREAM) as s:
         s.bind(("127.0.0.1", 0))
@@ -136,7 +148,7 @@ def read_flows(flows: Path, confdir: Path, scripts: Sequence[Path] = (VIEW_SCRIP
     for script in scripts:
         args += ["-s", str(script)]
     return subprocess.run(args, stdin=subprocess.DEVNULL, capture_output=True, timeout=RUN_TIMEOUT,
-                          env=env, text=True, errors="replace")
+                          env=package_env() if env is None else env, text=True, errors="replace")
 
 
 def navreq_dump(data: bytes) -> str:

@@ -6,7 +6,7 @@ headless with the view loaded, and each printed body must be exactly the
 tree `navreq dump` prints for the same bytes. In unit: the view and its
 priority called on mitmproxy's own test flows.
 
-    PYTHONPATH=<navreq package> /usr/bin/python3 -m pytest tests/capture
+    make test-mitmproxy     (build/venv/bin/python -m pytest tests/capture)
 
 NAVREQ_TOOL names the navreq tool (default build/dev/tools/navreq/navreq).
 """

@@ -10,15 +10,18 @@ damaged request everything that decoded and the offset where decoding
 stopped. mitmproxy picks the view by itself for such bodies; every other body
 keeps the view it had.
 
-The view decodes nothing itself: the navreq Python package (`make python`)
-reads the bytes, inflating them when they are a gzip stream, so the tree is
-byte for byte the one `navreq dump` prints for the same body. mitmproxy hands
-the view a body whose Content-Encoding it has already removed.
+The view decodes nothing itself: the navreq Python package (`make python`,
+then PYTHONPATH=build/venv/lib/python3.11/site-packages for mitmproxy) reads
+the bytes, inflating them when they are a gzip stream, so the tree is byte for
+byte the one `navreq dump` prints for the same body. mitmproxy hands the view
+a body whose Content-Encoding it has already removed.
 """
 
 from __future__ import annotations
 
 import logging
+import sys
+from pathlib import Path
 from typing import Any, Iterator, List, Optional, Tuple
 
 from mitmproxy import contentviews
@@ -33,16 +36,17 @@ else:
 
 VIEW_NAME = "navreq"
 
-# Above the 1 that mitmproxy's own views give a body whose Content-Type they
-# claim (application/x-protobuf, application/octet-stream through Hex's 0.2):
-# a navreq request is shown as a tree whatever type the phone declared.
+# Above the 1 that mitmproxy's own views give a body of a Content-Type they
+# claim (application/x-protobuf, application/json, ...): a navreq request is
+# shown as a tree whatever type the phone declared.
 PRIORITY = 2.0
 
-HOW_TO_FIX = (
-    "build the navreq Python package with `make python` in the navreq checkout and start "
-    "mitmproxy with it on the path: PYTHONPATH=build/python mitmdump -s "
-    "tools/capture/navreq_mitmproxy.py ..."
-)
+# `make python` installs the package into the checkout's venv; mitmproxy runs
+# Debian's python3, which sees it through PYTHONPATH.
+_SITE_PACKAGES = (Path(__file__).resolve().parents[2] / "build" / "venv" / "lib"
+                  / f"python{sys.version_info[0]}.{sys.version_info[1]}" / "site-packages")
+HOW_TO_FIX = (f"build it with `make python` in the navreq checkout and start mitmproxy with "
+              f"PYTHONPATH={_SITE_PACKAGES}")
 
 Line = List[Tuple[str, str]]
 
@@ -242,7 +246,7 @@ def _warn(message: str) -> None:
 
 def load(loader: Any) -> None:
     if navreq is None:
-        _warn(f"navreq view not loaded: {_IMPORT_ERROR}; {HOW_TO_FIX}")
+        _warn(f"navreq view not loaded: the navreq Python package cannot be imported ({_IMPORT_ERROR}); {HOW_TO_FIX}")
         return
     if contentviews.get(VIEW_NAME) is None:
         contentviews.add(view)
