@@ -89,6 +89,7 @@ test-mitmproxy: python
 	cmake --preset dev
 	cmake --build --preset dev --target navreq_cli
 	NAVREQ_TOOL=build/dev/tools/navreq/navreq build/venv/bin/python -m pytest -q -p no:cacheprovider tests/capture
+	build/venv/bin/python -m mypy --ignore-missing-imports tools/capture tests/capture scripts/mitmproxy-screenshot.py
 
 # docs/images/mitmproxy-view.png: mitmproxy's console showing a request through the view.
 mitmproxy-screenshot: python

@@ -26,7 +26,7 @@ inspector_pkgs=(
 )
 capture_pkgs=(
   mitmproxy                   # the content view (tools/capture) and its tests: mitmdump, the console
-  python3-pytest              # the view's tests (tests/capture)
+  python3-pytest mypy         # the view's tests (tests/capture)
   tmux chromium               # the console's screenshot (scripts/mitmproxy-screenshot.py)
 )
 # npm installs the tests' pinned puppeteer-core; a Node.js that came with its

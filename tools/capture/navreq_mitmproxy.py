@@ -206,14 +206,19 @@ def describe(data: bytes) -> Tuple[str, Iterator[Line]]:
 
 
 class ViewNavreq(contentviews.View):
-    """mitmproxy 8 to 11: a View instance, added and removed by load() and done()."""
+    """The View API of Debian's mitmproxy 8: an instance, added and removed by load() and done().
+
+    The metadata (Content-Type, flow, message) is not needed: the bytes say what they are.
+    """
 
     name = VIEW_NAME
 
-    def __call__(self, data: bytes, **metadata: Any) -> Tuple[str, Iterator[Line]]:
+    def __call__(self, data: bytes, *, content_type: Optional[str] = None, flow: Any = None,
+                 http_message: Any = None, **unknown_metadata: Any) -> Tuple[str, Iterator[Any]]:
         return describe(data)
 
-    def render_priority(self, data: bytes, **metadata: Any) -> float:
+    def render_priority(self, data: bytes, *, content_type: Optional[str] = None, flow: Any = None,
+                        http_message: Any = None, **unknown_metadata: Any) -> float:
         return PRIORITY if envelope(data) else 0.0
 
 
@@ -244,15 +249,21 @@ def _warn(message: str) -> None:
         logging.getLogger(__name__).warning(message)
 
 
+def _registered() -> Any:
+    get = getattr(contentviews, "get", None)  # mitmproxy 8 looks views up by name
+    return get(VIEW_NAME) if get is not None else None
+
+
 def load(loader: Any) -> None:
     if navreq is None:
-        _warn(f"navreq view not loaded: the navreq Python package cannot be imported ({_IMPORT_ERROR}); {HOW_TO_FIX}")
+        _warn(f"navreq view not loaded: the navreq Python package cannot be imported ({_IMPORT_ERROR}); "
+              f"{HOW_TO_FIX}")
         return
-    if contentviews.get(VIEW_NAME) is None:
+    if _registered() is None:  # mitmproxy refuses a second view of the same name
         contentviews.add(view)
 
 
 def done() -> None:
     remove = getattr(contentviews, "remove", None)
-    if remove is not None and contentviews.get(VIEW_NAME) is view:
+    if remove is not None and _registered() is view:
         remove(view)
