@@ -3,8 +3,15 @@
 #   make test   build and run every test: the API reference (Doxygen, no
 #               warning allowed), plain (zlib, then libdeflate), under ASan +
 #               UBSan, under TSan, cross-built for aarch64 and s390x, and the
-#               browser inspector in headless Chromium
+#               browser inspector in headless Chromium, and the Python package
+#
+#   make python        the Python package `navreq` (python/) installed into the
+#                      venv build/venv (Debian's /usr/bin/python3, its system
+#                      packages visible): $(VENV)/bin/python -c 'import navreq'.
+#                      Its extension is built in build/release, beside make demo's.
+#   make test-python   its pytest suite and mypy on the suite and the README's examples
 .PHONY: all deps demo docs test test-dev test-libdeflate test-asan test-tsan test-inspector inspector open-inspector \
+	python test-python \
 	bench bench-callgrind bench-size fuzz cross-test format clean
 
 all: test
@@ -20,7 +27,22 @@ demo: deps
 	$(NAVREQ) encode route examples/route.json --now-ms 1700000000000 -o build/release/route.bin
 	$(NAVREQ) dump build/release/route.bin
 
-test: docs test-dev test-libdeflate test-asan test-tsan cross-test test-inspector
+test: docs test-dev test-libdeflate test-asan test-tsan cross-test test-inspector test-python test-mitmproxy
+
+# The Python package: built through the release preset (python/setup.py) and
+# installed with pip, without build isolation or an index (everything comes
+# from Debian).
+VENV := build/venv
+python:
+	@scripts/install-deps.sh build python
+	@test -x $(VENV)/bin/python || /usr/bin/python3 -m venv --system-site-packages $(VENV)
+	$(VENV)/bin/python -m pip install --quiet --no-build-isolation --no-index --no-deps ./python
+
+# Hypothesis runs derandomized (its "ci" profile, python/tests/conftest.py).
+test-python: python
+	cd python && NAVREQ_REPO=$(CURDIR) HYPOTHESIS_PROFILE=ci ../$(VENV)/bin/python -m pytest -q tests
+	scripts/readme-python-examples.sh build/python-examples
+	$(VENV)/bin/python -m mypy --strict --no-incremental python/tests build/python-examples
 
 # The public headers' reference (Doxygen, docs/Doxyfile): build/docs/html.
 # Any warning fails, an undocumented public declaration included.
@@ -88,13 +110,13 @@ test-mitmproxy: python
 	@scripts/install-deps.sh build capture
 	cmake --preset dev
 	cmake --build --preset dev --target navreq_cli
-	NAVREQ_TOOL=build/dev/tools/navreq/navreq build/venv/bin/python -m pytest -q -p no:cacheprovider tests/capture
-	build/venv/bin/python -m mypy --ignore-missing-imports tools/capture tests/capture scripts/mitmproxy-screenshot.py
+	NAVREQ_TOOL=build/dev/tools/navreq/navreq $(VENV)/bin/python -m pytest -q -p no:cacheprovider tests/capture
+	$(VENV)/bin/python -m mypy --ignore-missing-imports tools/capture tests/capture scripts/mitmproxy-screenshot.py
 
 # docs/images/mitmproxy-view.png: mitmproxy's console showing a request through the view.
 mitmproxy-screenshot: python
 	@scripts/install-deps.sh build capture
-	build/venv/bin/python scripts/mitmproxy-screenshot.py
+	$(VENV)/bin/python scripts/mitmproxy-screenshot.py
 
 # Benchmarks: time, allocations and size of every request, the route body
 # beside libprotobuf and nanopb, the compressors, scaling; ends with a summary.

@@ -2,7 +2,7 @@
 # Installs the Debian packages navreq needs, only those missing. Silent when
 # everything is there; runs `apt-get update` only when something must be installed.
 #
-#   scripts/install-deps.sh [GROUP...]   groups: build (default), bench, cross, inspector, capture
+#   scripts/install-deps.sh [GROUP...]   groups: build (default), bench, cross, inspector, python, capture
 set -euo pipefail
 
 build_pkgs=(
@@ -19,14 +19,22 @@ build_pkgs=(
 )
 bench_pkgs=(libbenchmark-dev libprotobuf-dev protobuf-compiler libdeflate-dev valgrind)
 cross_pkgs=(g++-aarch64-linux-gnu g++-s390x-linux-gnu qemu-user)
+# The Python package (make python, make test-python): Debian's Python 3.11 and
+# its own tools only.
+python_pkgs=(
+  python3-dev python3-venv python3-pip python3-setuptools python3-wheel  # building and installing the package
+  pybind11-dev python3-pybind11                                          # the extension's bindings
+  python3-pytest python3-hypothesis mypy                                 # its tests and type checks
+)
 inspector_pkgs=(
   emscripten                  # the reader in WebAssembly (brings clang, lld, binaryen, node-acorn)
   chromium                    # the inspector's browser tests, headless
   bzip2                       # unpacking zlib's Debian source (scripts/fetch-zlib-source.sh)
 )
+# The mitmproxy content view (tools/capture) over the Python package: with the
+# python group, its tests and its screenshot.
 capture_pkgs=(
-  mitmproxy                   # the content view (tools/capture) and its tests: mitmdump, the console
-  python3-pytest mypy         # the view's tests (tests/capture)
+  mitmproxy                   # mitmdump, the console and mitmweb
   tmux chromium               # the console's screenshot (scripts/mitmproxy-screenshot.py)
 )
 # npm installs the tests' pinned puppeteer-core; a Node.js that came with its
@@ -43,8 +51,9 @@ for g in "${groups[@]}"; do
     bench) wanted+=("${bench_pkgs[@]}") ;;
     cross) wanted+=("${cross_pkgs[@]}") ;;
     inspector) wanted+=("${inspector_pkgs[@]}") ;;
+    python) wanted+=("${python_pkgs[@]}") ;;
     capture) wanted+=("${capture_pkgs[@]}") ;;
-    *) echo "install-deps: unknown group '$g' (build, bench, cross, inspector, capture)" >&2; exit 64 ;;
+    *) echo "install-deps: unknown group '$g' (build, bench, cross, inspector, python, capture)" >&2; exit 64 ;;
   esac
 done
 
