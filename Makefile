@@ -3,13 +3,15 @@
 #   make test   build and run every test: the API reference (Doxygen, no
 #               warning allowed), plain (zlib, then libdeflate), under ASan +
 #               UBSan, under TSan, cross-built for aarch64 and s390x, and the
-#               browser inspector in headless Chromium, and the Python package
+#               browser inspector in headless Chromium, the Python package and
+#               the mitmproxy content view
 #
 #   make python        the Python package `navreq` (python/) installed into the
 #                      venv build/venv (Debian's /usr/bin/python3, its system
-#                      packages visible): $(VENV)/bin/python -c 'import navreq'.
+#                      packages visible): build/venv/bin/python -c 'import navreq'.
 #                      Its extension is built in build/release, beside make demo's.
 #   make test-python   its pytest suite and mypy on the suite and the README's examples
+#   make test-mitmproxy  the mitmproxy content view through a real mitmdump
 .PHONY: all deps demo docs test test-dev test-libdeflate test-asan test-tsan test-inspector inspector open-inspector \
 	python test-python \
 	bench bench-callgrind bench-size fuzz cross-test format clean
