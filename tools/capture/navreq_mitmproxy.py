@@ -29,7 +29,7 @@ from mitmproxy import contentviews
 try:
     import navreq
 except ImportError as _error:  # reported once, in load(), with the fix
-    navreq = None
+    navreq = None  # type: ignore[assignment]  # every use checks it first
     _IMPORT_ERROR: Optional[str] = str(_error)
 else:
     _IMPORT_ERROR = None
