@@ -324,6 +324,24 @@ def test_a_second_copy_of_the_script_leaves_the_first_view_alone(addon):
     assert contentviews.get("navreq") is addon.view
 
 
+def test_newer_contentview_api_where_mitmproxy_has_it(monkeypatch):
+    # Newer mitmproxy registers Contentview objects whose prettify() gives the text;
+    # a stand-in base class of that shape makes the script take that branch.
+    class Contentview:
+        name = "base"
+
+        def render_priority(self, data, metadata):
+            return 0
+
+    monkeypatch.setattr(contentviews, "Contentview", Contentview, raising=False)
+    module = load_view_module()
+    assert isinstance(module.view, Contentview) and module.view.name == "navreq"
+    for data in (example("route"), damaged(), gzip.compress(example("navstop"))):
+        assert module.view.prettify(data, None) == harness.navreq_dump(data)
+        assert module.view.render_priority(data, None) == module.PRIORITY
+    assert module.view.render_priority(b"hello, proxy", None) == 0
+
+
 # --- size ----------------------------------------------------------------------------------
 
 def test_render_time_of_a_large_request(addon, tmp_path, record_property):
