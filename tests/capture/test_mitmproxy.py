@@ -269,6 +269,19 @@ def test_unknown_tag_highlighted_at_the_end_of_its_line(addon):
     assert lines[-1] == [("offset", "  @1485+2"), ("text", " 10 int8: 5"), ("error", "  ! unknown tag")]
 
 
+def test_body_that_does_not_inflate_highlighted(addon):
+    # The route search's gzip body (at 268, after its 5-byte head) with 40 bytes of its deflate data flipped.
+    data = bytearray(example("route"))
+    assert data[268:270] == b"\x1f\x8b"
+    data[288:328] = bytes(b ^ 0x55 for b in data[288:328])
+    description, lines = addon.view(bytes(data))
+    lines = list(lines)
+    assert text_of(lines) == harness.navreq_dump(bytes(data))
+    body = next(line for line in lines if line[0][1] == "  @263+1188")
+    assert body[1:] == [("text", " 8 body bytes[1183]: "), ("error", "gzip stream that does not inflate")]
+    assert description == "navreq Package, 2 problems"  # the body's line, and the stop under it
+
+
 @pytest.mark.parametrize("text, parts", [
     (' 2 cmd_name string: "a  ! b"', [("text", ' 2 cmd_name string: "a  ! b"')]),
     (' 2 x string: "q\\"  ! z"  ! unknown tag', [("text", ' 2 x string: "q\\"  ! z"'), ("error", "  ! unknown tag")]),
