@@ -282,6 +282,14 @@ def test_body_that_does_not_inflate_highlighted(addon):
     assert description == "navreq Package, 2 problems"  # the body's line, and the stop under it
 
 
+def test_a_value_holding_a_line_separator_stays_on_its_line(addon):
+    # "phone" (the header's identity_e) replaced by as many bytes: "a", U+2028, "b".
+    data = example("route").replace(b"phone", b"a\xe2\x80\xa8b", 1)
+    lines = list(addon.view(data)[1])
+    assert text_of(lines) == harness.navreq_dump(data)
+    assert [("offset", "    @49+7"), ("text", ' 7 identity_e string: "a\u2028b"')] in lines
+
+
 @pytest.mark.parametrize("text, parts", [
     (' 2 cmd_name string: "a  ! b"', [("text", ' 2 cmd_name string: "a  ! b"')]),
     (' 2 x string: "q\\"  ! z"  ! unknown tag', [("text", ' 2 x string: "q\\"  ! z"'), ("error", "  ! unknown tag")]),

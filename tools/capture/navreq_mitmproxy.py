@@ -120,8 +120,11 @@ def styled_lines(tree: str) -> Iterator[Line]:
     hundred lines of a large tree until asked for more, so the lines are made
     one at a time.
     """
+    rows = tree.split("\n")  # not splitlines(): a quoted value keeps U+2028 and U+0085 as they are
+    if rows[-1] == "":
+        rows.pop()
     undecoded_indent = -1  # the indentation of the "! undecoded" line whose hex rows follow
-    for raw in tree.splitlines():
+    for raw in rows:
         stripped = raw.lstrip(" ")
         first = stripped[:1]
         if first == "@":
