@@ -41,12 +41,19 @@ VIEW_NAME = "navreq"
 # shown as a tree whatever type the phone declared.
 PRIORITY = 2.0
 
-# `make python` installs the package into the checkout's venv; mitmproxy runs
-# Debian's python3, which sees it through PYTHONPATH.
-_SITE_PACKAGES = (Path(__file__).resolve().parents[2] / "build" / "venv" / "lib"
-                  / f"python{sys.version_info[0]}.{sys.version_info[1]}" / "site-packages")
+
+def _site_packages() -> str:
+    """Where `make python` installs the package: the checkout's venv, which
+    mitmproxy (Debian's python3) sees only through PYTHONPATH."""
+    tail = Path("build", "venv", "lib", f"python{sys.version_info[0]}.{sys.version_info[1]}", "site-packages")
+    here = Path(__file__).resolve()
+    if len(here.parents) > 2 and (here.parents[2] / "tools" / "capture" / here.name).is_file():
+        return str(here.parents[2] / tail)
+    return str(Path("<navreq checkout>") / tail)  # a copy of the script outside the checkout
+
+
 HOW_TO_FIX = (f"build it with `make python` in the navreq checkout and start mitmproxy with "
-              f"PYTHONPATH={_SITE_PACKAGES}")
+              f"PYTHONPATH={_site_packages()}")
 
 Line = List[Tuple[str, str]]
 
