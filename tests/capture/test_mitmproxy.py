@@ -170,12 +170,14 @@ def test_response_holding_a_request_printed_as_navreq_dump(headless):
 
 
 def test_other_bodies_left_as_mitmproxy_shows_them(headless, headless_without_view):
-    for path in ("/plain/text",):
-        assert headless[path] == headless_without_view[path]
+    assert headless["/plain/text"] == headless_without_view["/plain/text"]
     request, response = headless["/plain/text"]
     assert "lat=39.9&lon=116.4" in request and "stored" in response
     # the server's answers to the requests are short texts, shown as such
     assert headless["/req/route"][1] == headless_without_view["/req/route"][1]
+    # and without the script, a request is not shown as a tree
+    assert "@0+1 0 version" in headless["/req/route"][0]
+    assert "@0+1 0 version" not in headless_without_view["/req/route"][0]
 
 
 def test_without_the_package_the_script_says_so_once(recorded, tmp_path):
