@@ -3,7 +3,8 @@
 #   make test   build and run every test: the API reference (Doxygen, no
 #               warning allowed), plain (zlib, then libdeflate), under ASan +
 #               UBSan, under TSan, cross-built for aarch64 and s390x, and the
-#               browser inspector in headless Chromium, and the Python package
+#               browser inspector in headless Chromium, the Python package, and
+#               the capture tools (mitmproxy view, HAR, Wireshark dissector)
 #
 #   make python        the Python package `navreq` (python/) installed into the
 #                      venv build/venv (Debian's /usr/bin/python3, its system
@@ -11,8 +12,12 @@
 #                      Its extension is built in build/release, beside make demo's.
 #   make test-python   its pytest suite (the README's examples and parity with the
 #                      tool included) and mypy --strict on the suite and the package
+#   make capture       what QA needs to read captured requests: mitmproxy and tshark
+#                      from Debian, the Python package, the Wireshark dissector
+#   make test-capture  the mitmproxy view through a real mitmdump, the dissector
+#                      under tshark, and the three compared on the same requests
 .PHONY: all deps demo docs test test-dev test-libdeflate test-asan test-tsan test-inspector inspector open-inspector \
-	python test-python wireshark test-wireshark \
+	python test-python capture test-capture wireshark test-wireshark test-mitmproxy mitmproxy-screenshot \
 	bench bench-callgrind bench-size fuzz cross-test format clean
 
 all: test
@@ -28,7 +33,7 @@ demo: deps
 	$(NAVREQ) encode route examples/route.json --now-ms 1700000000000 -o build/release/route.bin
 	$(NAVREQ) dump build/release/route.bin
 
-test: docs test-dev test-libdeflate test-asan test-tsan cross-test test-inspector test-python
+test: docs test-dev test-libdeflate test-asan test-tsan cross-test test-inspector test-python test-capture
 
 # The Python package: built through the release preset (python/setup.py) and
 # installed with pip, without build isolation or an index (everything comes
@@ -119,11 +124,33 @@ wireshark:
 	cp build/release/wireshark/navreq.lua $(WIRESHARK_LUA)
 	@echo "wireshark: wireshark -X lua_script:$(WIRESHARK_LUA)"
 
-# The dissector under tshark: captures of HTTP POSTs of the example requests,
-# every field compared with navreq dump --json of the same bytes.
-test-wireshark: wireshark
-	NAVREQ_LUA=$(CURDIR)/$(WIRESHARK_LUA) NAVREQ_TOOL=$(CURDIR)/$(NAVREQ) \
-	  /usr/bin/python3 -m pytest -q tests/capture/test_wireshark.py
+# Everything for reading captured requests: mitmproxy and tshark from Debian,
+# the Python package (which the mitmproxy view reads through) and the dissector.
+capture: python wireshark
+	@echo "capture: mitmproxy -s tools/capture/navreq_mitmproxy.py (PYTHONPATH=$(VENV)/lib/python3.11/site-packages);"
+	@echo "         wireshark -X lua_script:$(WIRESHARK_LUA); navreq dump FILE.har"
+
+# The capture tests (tests/capture) read through the release tool and package:
+# the mitmproxy view through a real mitmdump and on mitmproxy's test flows, the
+# dissector under tshark, and the view, tshark and dump compared field by field.
+CAPTURE_ENV = NAVREQ_TOOL=$(CURDIR)/$(NAVREQ) NAVREQ_LUA=$(CURDIR)/$(WIRESHARK_LUA)
+CAPTURE_PYTEST = $(CAPTURE_ENV) $(VENV)/bin/python -m pytest -q -p no:cacheprovider
+test-capture: capture
+	cmake --build --preset release --target navreq_cli >/dev/null
+	$(CAPTURE_PYTEST) tests/capture
+	$(VENV)/bin/python -m mypy --no-incremental --cache-dir=/dev/null --ignore-missing-imports \
+	  tools/capture tests/capture scripts/mitmproxy-screenshot.py
+
+# One tool of the three at a time.
+test-wireshark: capture
+	$(CAPTURE_PYTEST) tests/capture/test_wireshark.py
+test-mitmproxy: capture
+	$(CAPTURE_PYTEST) tests/capture/test_mitmproxy.py
+
+# docs/images/mitmproxy-view.png: mitmproxy's console showing a request through the view.
+mitmproxy-screenshot: python
+	@scripts/install-deps.sh build capture
+	$(VENV)/bin/python scripts/mitmproxy-screenshot.py
 
 # Benchmarks: time, allocations and size of every request, the route body
 # beside libprotobuf and nanopb, the compressors, scaling; ends with a summary.

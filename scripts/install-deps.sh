@@ -35,7 +35,11 @@ capture_pkgs=(
   tshark wireshark-common     # the packet dissector, headless (text2pcap builds the test captures)
   lua-cjson                   # the dissector's JSON reader (C, for tshark's Lua 5.2)
   lua-dkjson                  # its fallback (pure Lua), tested too
-  python3-pytest              # the dissector's tests
+  python3-pytest              # the capture tests
+  # The mitmproxy content view (tools/capture) reads through the Python
+  # package: with the python group.
+  mitmproxy                   # mitmdump, the console and mitmweb
+  tmux chromium               # the console's screenshot (scripts/mitmproxy-screenshot.py)
 )
 # npm installs the tests' pinned puppeteer-core; a Node.js that came with its
 # own npm (the machine's) is kept.
@@ -53,6 +57,7 @@ for g in "${groups[@]}"; do
     inspector) wanted+=("${inspector_pkgs[@]}") ;;
     capture) wanted+=("${capture_pkgs[@]}") ;;
     python) wanted+=("${python_pkgs[@]}") ;;
+    capture) wanted+=("${capture_pkgs[@]}") ;;
     *) echo "install-deps: unknown group '$g' (build, bench, cross, inspector, python, capture)" >&2; exit 64 ;;
   esac
 done
