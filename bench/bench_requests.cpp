@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "bench_ops.h"
+#include "navreq/request_reader.h"
 #include "navreq/requests.h"
 
 namespace navreq_bench {
@@ -32,6 +33,17 @@ void RegisterRequestBenchmarks(const Inputs& in) {
       std::vector<char> out;
       (void)drs::GetRouteReqData(p, e, out);
       return out.size();
+    });
+    // Reading the same request back into records: the C++ side of the Python
+    // binding's cost (make bench-python sets the two side by side).
+    const navreq::DecodedRequest probe_read = navreq::DecodeRequest(probe);
+    if (!probe_read.ok()) {
+      std::fprintf(stderr, "bench: the route request does not read back\n");
+      std::exit(1);
+    }
+    Register("read/decode_request/route", [bytes = probe] {
+      const navreq::DecodedRequest read = navreq::DecodeRequest(bytes);
+      return read.body_size;
     });
   }
   {
