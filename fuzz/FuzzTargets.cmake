@@ -27,7 +27,8 @@ function(navreq_fuzz_target_list out)
 endfunction()
 
 function(navreq_fuzz_configure target name)
-  target_include_directories(${target} PRIVATE ${NAVREQ_FUZZ_DIR})
+  # The tests' own writers of text forms (tests/support) make some inputs.
+  target_include_directories(${target} PRIVATE ${NAVREQ_FUZZ_DIR} ${PROJECT_SOURCE_DIR}/tests)
   target_link_libraries(${target} PRIVATE navreq::navreq navreq_warnings)
   if(name STREQUAL "kse_writer")
     target_sources(${target} PRIVATE ${NAVREQ_FUZZ_DIR}/kse_writer_fuzz.cpp)

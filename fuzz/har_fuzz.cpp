@@ -12,8 +12,12 @@
 
 #include "fuzz_support.h"
 #include "navreq/read/har.h"
+#include "support/text_forms.h"
 
 namespace {
+
+using navreq::testing::Base64Text;
+using navreq::testing::JsonUnitEscape;
 
 void CheckReading(const std::string& input, const navreq::HarReading& r) {
   if (!r.ok()) {
@@ -37,25 +41,6 @@ void CheckReading(const std::string& input, const navreq::HarReading& r) {
   NAVREQ_FUZZ_CHECK(held <= input.size() * 2, "the entries hold no more than their text");
 }
 
-std::string Escape(unsigned cp) {
-  static const char kDigits[] = "0123456789abcdef";
-  std::string text = "\\u";
-  for (int shift = 12; shift >= 0; shift -= 4) text += kDigits[(cp >> shift) & 15];
-  return text;
-}
-
-std::string Base64(const std::string& bytes) {
-  static const char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::string text;
-  for (std::size_t i = 0; i < bytes.size(); i += 3) {
-    const std::size_t n = bytes.size() - i < 3 ? bytes.size() - i : 3;
-    std::uint32_t v = 0;
-    for (std::size_t k = 0; k < 3; ++k) v = v << 8 | (k < n ? static_cast<unsigned char>(bytes[i + k]) : 0u);
-    for (std::size_t k = 0; k < 4; ++k) text += k <= n ? kAlphabet[(v >> (18 - 6 * k)) & 63] : '=';
-  }
-  return text;
-}
-
 std::string Har(const std::string& text, bool base64) {
   return std::string(
              "{\"log\": {\"entries\": [{\"request\": {\"method\": \"POST\", \"url\": \"u\", "
@@ -67,7 +52,7 @@ std::string Har(const std::string& text, bool base64) {
 // surrogate escape.
 std::string Escaped(const std::string& bytes, bool surrogates) {
   std::string text;
-  for (unsigned char b : bytes) text += Escape(surrogates && b >= 0x80 ? 0xdc00u + b : b);
+  for (unsigned char b : bytes) text += JsonUnitEscape(surrogates && b >= 0x80 ? 0xdc00u + b : b);
   return text;
 }
 
@@ -92,7 +77,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string input(reinterpret_cast<const char*>(data), size);
   CheckReading(input, navreq::ReadHar(input));
 
-  CheckCarried(input, Har(Base64(input), true), navreq::HarBodyForm::kBase64);
+  CheckCarried(input, Har(Base64Text(input), true), navreq::HarBodyForm::kBase64);
   CheckCarried(input, Har(Escaped(input, false), false), navreq::HarBodyForm::kLatin1);
   bool high = false;
   for (unsigned char b : input) high = high || b >= 0x80;

@@ -11,8 +11,11 @@
 
 #include "fuzz_support.h"
 #include "navreq/read/input.h"
+#include "support/text_forms.h"
 
 namespace {
+
+using navreq::testing::Base64Text;
 
 std::string HexText(const std::string& bytes) {
   static const char kDigits[] = "0123456789abcdef";
@@ -20,18 +23,6 @@ std::string HexText(const std::string& bytes) {
   for (unsigned char b : bytes) {
     text += kDigits[b >> 4];
     text += kDigits[b & 15];
-  }
-  return text;
-}
-
-std::string Base64Text(const std::string& bytes) {
-  static const char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::string text;
-  for (std::size_t i = 0; i < bytes.size(); i += 3) {
-    const std::size_t n = bytes.size() - i < 3 ? bytes.size() - i : 3;
-    std::uint32_t v = 0;
-    for (std::size_t k = 0; k < 3; ++k) v = v << 8 | (k < n ? static_cast<unsigned char>(bytes[i + k]) : 0u);
-    for (std::size_t k = 0; k < 4; ++k) text += k <= n ? kAlphabet[(v >> (18 - 6 * k)) & 63] : '=';
   }
   return text;
 }

@@ -12,12 +12,15 @@
 #include <string>
 #include <vector>
 
+#include "support/text_forms.h"
 #include "support/wire.h"
 #include "tool_run.h"
 
 namespace {
 
+using navreq::testing::Base64Text;
 using navreq::testing::ExampleBytes;
+using navreq::testing::JsonUnitEscape;
 using navreq::testing::kExampleKinds;
 using navreq::testing::RunTool;
 using navreq::testing::ScratchDir;
@@ -26,30 +29,12 @@ using navreq::testing::WriteFile;
 
 // Test-side writers of a body's text, each as a JSON string's contents.
 
-std::string Escape(unsigned cp) {
-  static const char kDigits[] = "0123456789abcdef";
-  std::string text = "\\u";
-  for (int shift = 12; shift >= 0; shift -= 4) text += kDigits[(cp >> shift) & 15];
-  return text;
-}
-
-std::string Base64(const std::string& bytes) {
-  static const char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::string text;
-  for (std::size_t i = 0; i < bytes.size(); i += 3) {
-    const std::size_t n = bytes.size() - i < 3 ? bytes.size() - i : 3;
-    unsigned v = 0;
-    for (std::size_t k = 0; k < 3; ++k) v = v << 8 | (k < n ? static_cast<unsigned char>(bytes[i + k]) : 0u);
-    for (std::size_t k = 0; k < 4; ++k) text += k <= n ? kAlphabet[(v >> (18 - 6 * k)) & 63] : '=';
-  }
-  return text;
-}
-
 // Each byte one code point: printable ASCII as itself, the rest escaped.
 std::string Latin1(const std::string& bytes) {
   std::string text;
   for (unsigned char b : bytes) {
-    text += b >= 0x20 && b < 0x7f && b != '"' && b != '\\' ? std::string(1, static_cast<char>(b)) : Escape(b);
+    text += b >= 0x20 && b < 0x7f && b != '"' && b != '\\' ? std::string(1, static_cast<char>(b))
+                                                           : JsonUnitEscape(b);
   }
   return text;
 }
@@ -86,7 +71,7 @@ std::string SurrogateEscaped(const std::string& bytes) {
       text += bytes.substr(i, n);
       i += n;
     } else {
-      text += Escape(0xdc00u + b);
+      text += JsonUnitEscape(0xdc00u + b);
       ++i;
     }
   }
@@ -127,7 +112,7 @@ struct Form {
 const Form kForms[] = {
     {"base64", "(base64)",
      [](const std::string& b) {
-       return Entry{"POST", "https://nav.example/req", Base64(b), true, false};
+       return Entry{"POST", "https://nav.example/req", Base64Text(b), true, false};
      }},
     {"latin1", "(latin-1)",
      [](const std::string& b) {
@@ -184,9 +169,9 @@ std::string MixedHar() {
   get.url = "https://nav.example/status";
   Entry damaged;
   damaged.text = "\\f\\u0010\\u0005\\ufffd";
-  Entry plus{"POST", "https://nav.example/plus", Base64(ExampleBytes("plus")), true, false};
-  return Har({Entry{"POST", "https://nav.example/stop", Base64(ExampleBytes("navstop")), true, false}, get,
-              damaged, plus});
+  Entry plus{"POST", "https://nav.example/plus", Base64Text(ExampleBytes("plus")), true, false};
+  return Har({Entry{"POST", "https://nav.example/stop", Base64Text(ExampleBytes("navstop")), true, false},
+              get, damaged, plus});
 }
 
 TEST(HarCli, WholeFileListsRequestsThenSkipped) {
@@ -306,7 +291,7 @@ TEST(HarCli, DiffTakesEntries) {
   EXPECT_EQ(r.err, "navreq diff: B: " + path + ": entry 1 holds no request: no body\n");
   // A HAR holding one request is that request.
   const std::string one = dir.file("one.har");
-  WriteFile(one, Har({Entry{"POST", "u", Base64(ExampleBytes("plus")), true, false}}));
+  WriteFile(one, Har({Entry{"POST", "u", Base64Text(ExampleBytes("plus")), true, false}}));
   r = RunTool({"diff", one, SourcePath("tests/tool/golden/plus.hex")});
   EXPECT_EQ(r.status, 0) << r.err;
 }

@@ -8,10 +8,12 @@
 #include <string>
 #include <vector>
 
+#include "support/text_forms.h"
 #include "tool_run.h"
 
 namespace {
 
+using navreq::testing::Base64Text;
 using navreq::testing::FromHex;
 using navreq::testing::ReadFile;
 using navreq::testing::RunTool;
@@ -97,25 +99,6 @@ std::string CArrayOf(const std::string& bytes) {
   return text + "\n};\nunsigned int request_bin_len = " + std::to_string(bytes.size()) + ";\n";
 }
 
-std::string Base64Of(const std::string& bytes, bool url, bool pad) {
-  const std::string alphabet =
-      std::string("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789") + (url ? "-_" : "+/");
-  std::string text;
-  for (std::size_t i = 0; i < bytes.size(); i += 3) {
-    unsigned v = 0;
-    const std::size_t n = bytes.size() - i < 3 ? bytes.size() - i : 3;
-    for (std::size_t k = 0; k < 3; ++k) v = v << 8 | (k < n ? static_cast<unsigned char>(bytes[i + k]) : 0u);
-    for (std::size_t k = 0; k < 4; ++k) {
-      if (k <= n)
-        text += alphabet[(v >> (18 - 6 * k)) & 63];
-      else if (pad)
-        text += '=';
-    }
-    if ((i / 3 + 1) % 19 == 0) text += '\n';  // 76 characters a line
-  }
-  return text + "\n";
-}
-
 TEST(InputFormsCli, EveryFormOfEveryExampleDumpsAsItsBytes) {
   ScratchDir dir;
   std::vector<std::pair<std::string, std::string>> requests;
@@ -133,8 +116,8 @@ TEST(InputFormsCli, EveryFormOfEveryExampleDumpsAsItsBytes) {
         {"xxd", XxdOf(bytes)},
         {"hexdump -C", HexdumpOf(bytes)},
         {"C array", CArrayOf(bytes)},
-        {"base64", Base64Of(bytes, false, true)},
-        {"unpadded URL-safe base64", Base64Of(bytes, true, false)}};
+        {"base64", Base64Text(bytes, false, true, 19) + "\n"},
+        {"unpadded URL-safe base64", Base64Text(bytes, true, false, 19) + "\n"}};
     for (const auto& [form, text] : forms) {
       const auto run = RunTool({"dump", "-"}, text);
       EXPECT_EQ(run.status, raw.status) << name << " as " << form << ": " << run.err;
@@ -160,7 +143,7 @@ std::vector<Broken> BrokenPastes() {
   hexdump.erase(hexdump.rfind('\n', hexdump.size() - 2) + 1);      // the final offset, after a '*'
   std::string c_array = CArrayOf(route);
   c_array.erase(c_array.find('}'));
-  std::string base64 = Base64Of(route, false, false);
+  std::string base64 = Base64Text(route, false, false, 19) + "\n";
   base64.insert(base64.size() - 1, "A");
   std::string stray = ExampleHex("route");
   stray[1000] = 'g';
@@ -230,7 +213,7 @@ TEST(InputFormsCli, DiffReadsItsInputsAsDumpDoes) {
   ScratchDir dir;
   const std::string route = FromHex(ExampleHex("route"));
   WriteFile(dir.file("route.bin"), route);
-  WriteFile(dir.file("route.b64"), Base64Of(route, true, false));
+  WriteFile(dir.file("route.b64"), Base64Text(route, true, false, 19) + "\n");
   const auto same = RunTool({"diff", dir.file("route.bin"), dir.file("route.b64")});
   EXPECT_EQ(same.status, 0) << same.err;
   EXPECT_EQ(same.out, "");
