@@ -1,7 +1,8 @@
 """The proxy's view, tshark's fields and `navreq dump` name the same fields with the same values.
 
 Every example request (tests/tool/golden/*.hex) is posted over HTTP through a
-real mitmdump recording in front of a local server. From the saved flows:
+real mitmdump recording in front of a local server, and the route search once
+more with Content-Encoding: gzip. From the saved flows:
 - the proxy's view is the navreq content view as mitmproxy picks it ("auto")
   for each saved request, its lines read back as a tree;
 - the same HTTP requests, as the client sent them to the proxy, make a capture
@@ -23,10 +24,11 @@ Offsets and lengths, for every node: the view shows `@OFFSET+LENGTH` as dump
 does (from the start of the buffer that holds the node: the body, a byte
 array's value, an inflated body). The dissector's items cover a node's head and
 value, except a byte array's, which covers its value only (after its head and
-length); they are in the frame, or in a tab of their own from 0 (an inflated
-body, and a Packet's payload, which the wire spreads over one head per byte and
-the dissector gathers). Positions are compared as pdml prints them, which
-moves an item that starts before its parent item (pdml_position()).
+length); they are in the frame, or in a tab of their own from 0 (a body sent
+with Content-Encoding, an inflated body, and a Packet's payload, which the
+wire spreads over one head per byte and the dissector gathers). Positions are
+compared as pdml prints them, which moves an item that starts before its
+parent item (pdml_position()).
 
 Not compared: problems (missing fields, unknown tags, undecoded bytes; the
 examples have none, and test_mitmproxy.py and test_wireshark.py check how each
@@ -41,6 +43,7 @@ positions); the view reads through the Python package, apart from the tool.
 
 from __future__ import annotations
 
+import gzip
 import json
 import re
 import struct
@@ -213,6 +216,7 @@ ELEMENT_HEAD = re.compile(r"\[\d+\](?: (key|value))? (.*)")
 PROTOBUF_HEAD = re.compile(r"#\d+ (\w+) (varint|fixed32|fixed64|bytes\[\d+\]|entries): ?(.*)")
 SCALAR_TYPES = {"bool", "int8", "int16", "int32", "int64", "uint8", "uint16", "uint32", "uint64",
                 "float", "double", "string"}
+CARRIED = re.compile(r"(?:gzip, \d+ bytes inflated \(offsets below count in them\) )?-> (.+)")
 ESCAPES = {"n": b"\n", "r": b"\r", "t": b"\t", '"': b'"', "\\": b"\\"}
 
 
@@ -273,11 +277,11 @@ def view_nodes(lines: List[List[Tuple[str, str]]]) -> List[Node]:
         named: Optional[str] = None
         count = re.fullmatch(r"(?:list|map)<.*>\[(\d+)\]", declared)
         array = re.fullmatch(r"u?bytes\[(\d+)\]", declared)
+        carried = CARRIED.fullmatch(value) if array else None
         if count:
             shown = count.group(1)
-        elif array and "-> " in value:
-            named = value.rsplit("-> ", 1)[1]
-            named = "StopEvent" if named == "protocol-buffers message" else named
+        elif array and carried:
+            named = "StopEvent" if carried.group(1) == "protocol-buffers message" else carried.group(1)
             shown = "bytes[%s] -> %s" % (array.group(1), named)
         elif array:
             shown = "" if value == "(empty)" else value.split(" ", 1)[0]
@@ -363,24 +367,37 @@ def example(name: str) -> bytes:
     return bytes.fromhex((GOLDEN / f"{name}.hex").read_text())
 
 
+# Every example as its body, and the route search once more sent with
+# Content-Encoding: gzip, which the proxy and tshark both remove before the
+# front ends see the body (tshark shows it in a tab of its own, from 0).
+CASES = EXAMPLES + ["route-content-encoding-gzip"]
+
+
+def posted(case: str) -> Tuple[bytes, Dict[str, str]]:
+    if case == "route-content-encoding-gzip":
+        return gzip.compress(example("route"), mtime=0), {**OCTETS, "Content-Encoding": "gzip"}
+    return example(case), OCTETS
+
+
 @pytest.fixture(scope="module")
 def three_views(tmp_path_factory: pytest.TempPathFactory) -> Dict[str, Tuple[bytes, Any, ET.Element, int]]:
-    """Per example: the body the proxy saved, its flow, tshark's packet of the
-    same request and where the body starts in that frame."""
+    """Per case: the body the proxy saved (its Content-Encoding removed), its
+    flow, tshark's packet of the same request and where the body starts there."""
     assert shark.LUA.exists(), "build the dissector first: make wireshark"
     work = tmp_path_factory.mktemp("three")
-    flows_file, answers = harness.record_posts(work, [(f"/req/{n}", example(n), OCTETS) for n in EXAMPLES])
+    flows_file, answers = harness.record_posts(work, [(f"/req/{c}", *posted(c)) for c in CASES])
     assert all(status == 200 for status, _ in answers.values()), answers
     flows = harness.saved_flows(flows_file)
-    assert [f.request.path for f in flows] == [f"/req/{n}" for n in EXAMPLES]
+    assert [f.request.path for f in flows] == [f"/req/{c}" for c in CASES]
     requests = [assemble_request(f.request) for f in flows]  # as the client sent them to the proxy
     packets = ET.fromstring(shark.tshark(shark.capture(work, requests), "-T", "pdml")).findall("packet")
     assert len(packets) == len(flows)
     views = {}
-    for name, flow, request, packet in zip(EXAMPLES, flows, requests, packets):
-        body = flow.request.content
-        assert request.endswith(body)
-        views[name] = (body, flow, packet, shark.ETH_IP_TCP + len(request) - len(body))
+    for case, flow, request, packet in zip(CASES, flows, requests, packets):
+        sent, headers = posted(case)
+        assert request.endswith(sent)  # the request as posted, body and all
+        body_at = 0 if "Content-Encoding" in headers else shark.ETH_IP_TCP + len(request) - len(sent)
+        views[case] = (flow.request.content, flow, packet, body_at)
     return views
 
 
@@ -393,14 +410,15 @@ def view_loaded() -> Iterator[Any]:
     module.done()
 
 
-@pytest.mark.parametrize("name", EXAMPLES)
-def test_view_tshark_and_dump_show_the_same_fields(three_views, view_loaded, name: str) -> None:
-    body, flow, packet, body_at = three_views[name]
-    assert body == example(name)  # the proxy saved the body as posted
+@pytest.mark.parametrize("case", CASES)
+def test_view_tshark_and_dump_show_the_same_fields(three_views, view_loaded, case: str) -> None:
+    body, flow, packet, body_at = three_views[case]
+    assert body == example(case.split("-", 1)[0])
     tree = dump_json(body)
     expected = reference(tree, body_at)
     description, view = proxy_view(flow)
-    assert description == "navreq " + tree["record"]
+    decoded = "[decoded gzip] " if "Content-Encoding" in posted(case)[1] else ""
+    assert description == decoded + "navreq " + tree["record"]
     compare("view", expected, view)
     compare("tshark", expected, shark_nodes(packet))
     leaves = sum(e.kind not in ("record", "count", "carried") for e in expected)
