@@ -9,8 +9,8 @@ from __future__ import annotations
 
 import contextlib
 import http.client
-import importlib.util
 import http.server
+import importlib.util
 import os
 import signal
 import socket
