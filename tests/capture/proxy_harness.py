@@ -1,7 +1,8 @@
 """Child processes for the mitmproxy tests: an HTTP server, mitmdump as a proxy
 in front of it, a client that posts through the proxy, and mitmdump reading the
-saved flows back. Every child is started by these helpers and stopped by them,
-by its own process id, whatever the test's outcome.
+saved flows back; the saved flows and the view script loaded in this process.
+Every child is started by these helpers and stopped by them, by its own process
+id, whatever the test's outcome.
 """
 
 from __future__ import annotations
@@ -9,6 +10,7 @@ from __future__ import annotations
 import contextlib
 import http.client
 import http.server
+import importlib.util
 import os
 import signal
 import socket
@@ -16,7 +18,8 @@ import subprocess
 import threading
 import time
 from pathlib import Path
-from typing import Dict, Iterator, List, Optional, Sequence, Tuple
+from types import ModuleType
+from typing import Any, Dict, Iterable, Iterator, List, Optional, Sequence, Tuple
 
 REPO = Path(__file__).resolve().parents[2]
 VIEW_SCRIPT = REPO / "tools" / "capture" / "navreq_mitmproxy.py"
@@ -139,6 +142,37 @@ def post(proxy_port: int, server_port: int, path: str, body: bytes,
         return response.status, response.read()
     finally:
         connection.close()
+
+
+def record_posts(work: Path, posts: Iterable[Tuple[str, bytes, Dict[str, str]]]
+                 ) -> Tuple[Path, Dict[str, Tuple[int, bytes]]]:
+    """POSTs every (path, body, headers) through mitmdump recording in front of a
+    local server; returns the flows file and each path's status and answer."""
+    flows = work / "flows"
+    answers = {}
+    with http_server() as server_port:
+        with recording_proxy(flows, work / "conf", work / "proxy.log") as proxy_port:
+            for path, body, headers in posts:
+                answers[path] = post(proxy_port, server_port, path, body, headers)
+    assert flows.stat().st_size > 0
+    return flows, answers
+
+
+def saved_flows(flows: Path) -> List[Any]:
+    """The flows of a file mitmdump wrote, in the order they were recorded."""
+    from mitmproxy import io
+
+    with open(flows, "rb") as f:
+        return list(io.FlowReader(f).stream())
+
+
+def load_view_module() -> ModuleType:
+    """A fresh copy of the view script, imported as mitmproxy imports it (not yet loaded)."""
+    spec = importlib.util.spec_from_file_location("navreq_mitmproxy_under_test", VIEW_SCRIPT)
+    assert spec is not None and spec.loader is not None
+    module = importlib.util.module_from_spec(spec)
+    spec.loader.exec_module(module)
+    return module
 
 
 def read_flows(flows: Path, confdir: Path, scripts: Sequence[Path] = (VIEW_SCRIPT,),

@@ -14,7 +14,6 @@ NAVREQ_TOOL names the navreq tool (default build/dev/tools/navreq/navreq).
 from __future__ import annotations
 
 import gzip
-import importlib.util
 import json
 import os
 import random
@@ -51,17 +50,10 @@ def damaged() -> bytes:
     return example("route")[:700]
 
 
-def load_view_module():
-    spec = importlib.util.spec_from_file_location("navreq_mitmproxy_under_test", harness.VIEW_SCRIPT)
-    module = importlib.util.module_from_spec(spec)
-    spec.loader.exec_module(module)
-    return module
-
-
 @pytest.fixture(scope="module")
 def addon():
     """The script loaded as mitmproxy loads it, its view added for the module's tests."""
-    module = load_view_module()
+    module = harness.load_view_module()
     module.load(None)
     assert contentviews.get("navreq") is module.view
     yield module
@@ -89,16 +81,13 @@ def posted_bodies() -> Dict[str, Tuple[bytes, Dict[str, str], bytes]]:
 @pytest.fixture(scope="module")
 def recorded(tmp_path_factory) -> Path:
     """The flows mitmdump saved while every body was posted through it."""
-    work = tmp_path_factory.mktemp("proxy")
-    flows = work / "flows"
-    with harness.http_server() as server_port:
-        with harness.recording_proxy(flows, work / "conf", work / "proxy.log") as proxy_port:
-            for path, (body, headers, _) in posted_bodies().items():
-                status, answer = harness.post(proxy_port, server_port, path, body, headers)
-                assert status == 200, path
-                if path.startswith("/echo/"):
-                    assert answer == body
-    assert flows.stat().st_size > 0
+    bodies = posted_bodies()
+    flows, answers = harness.record_posts(tmp_path_factory.mktemp("proxy"),
+                                          [(path, body, headers) for path, (body, headers, _) in bodies.items()])
+    for path, (status, answer) in answers.items():
+        assert status == 200, path
+        if path.startswith("/echo/"):
+            assert answer == bodies[path][0]
     return flows
 
 
@@ -339,7 +328,7 @@ def test_other_messages_than_http(addon):
 def test_a_second_copy_of_the_script_leaves_the_first_view_alone(addon):
     # mitmproxy refuses two views of one name; a second copy loaded beside the
     # first neither adds a view nor removes the first one's.
-    module = load_view_module()
+    module = harness.load_view_module()
     module.load(None)
     assert [v.name for v in contentviews.views].count("navreq") == 1
     assert contentviews.get("navreq") is addon.view
@@ -357,7 +346,7 @@ def test_newer_contentview_api_where_mitmproxy_has_it(monkeypatch):
             return 0
 
     monkeypatch.setattr(contentviews, "Contentview", Contentview, raising=False)
-    module = load_view_module()
+    module = harness.load_view_module()
     assert isinstance(module.view, Contentview) and module.view.name == "navreq"
     for data in (example("route"), damaged(), gzip.compress(example("navstop"))):
         assert module.view.prettify(data, None) == harness.navreq_dump(data)

@@ -1,10 +1,9 @@
 """The packet dissector under tshark, against the tool's own tree.
 
 Every example request is sent as the body of one HTTP POST, each in a single
-TCP segment (a frame larger than an Ethernet MTU, which pcap allows), so that
-no reassembly is needed; tshark still runs with TCP reassembly on, as people
-run it. Every field the dissector shows is compared, in order, with
-`navreq dump --json` of the same bytes: name, where its bytes are, value.
+TCP segment (tshark_harness.py). Every field the dissector shows is compared,
+in order, with `navreq dump --json` of the same bytes: name, where its bytes
+are, value.
 
 Run with `make test-wireshark`, or with NAVREQ_LUA and NAVREQ_TOOL set.
 """
@@ -12,7 +11,6 @@ Run with `make test-wireshark`, or with NAVREQ_LUA and NAVREQ_TOOL set.
 import gzip
 import json
 import os
-import pathlib
 import random
 import resource
 import subprocess
@@ -22,12 +20,10 @@ import xml.etree.ElementTree as ET
 
 import pytest
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
-LUA = pathlib.Path(os.environ.get("NAVREQ_LUA", ROOT / "build/wireshark/navreq.lua"))
-TOOL = pathlib.Path(os.environ.get("NAVREQ_TOOL", ROOT / "build/release/tools/navreq/navreq"))
+from tshark_harness import ETH_IP_TCP, LUA, ROOT, TOOL, capture, tshark
+
 GOLDEN = ROOT / "tests/tool/golden"
 EXAMPLES = sorted(p.stem for p in GOLDEN.glob("*.hex"))
-ETH_IP_TCP = 14 + 20 + 20  # text2pcap's headers before the TCP payload
 
 
 def example(name):
@@ -41,30 +37,6 @@ def http_post(body, content_encoding=None, content_type=None):
     if content_encoding:
         head += b"Content-Encoding: " + content_encoding + b"\r\n"
     return head + b"Content-Length: %d\r\n\r\n" % len(body) + body
-
-
-def capture(tmp, packets):
-    """A pcap of `packets` (TCP payloads from 10.0.0.1:40000 to 10.0.0.2:80)."""
-    text = tmp / "cap.txt"
-    with open(text, "w") as out:
-        for payload in packets:
-            for i in range(0, len(payload), 16):
-                out.write("%06x %s\n" % (i, " ".join("%02x" % b for b in payload[i:i + 16])))
-            out.write("\n")
-    pcap = tmp / "cap.pcap"
-    subprocess.run(["text2pcap", "-q", "-T", "40000,80", "-4", "10.0.0.1,10.0.0.2", str(text), str(pcap)],
-                   check=True)
-    return pcap
-
-
-def tshark(pcap, *args, env=None):
-    run = subprocess.run(["tshark", "-r", str(pcap), "-X", "lua_script:" + str(LUA),
-                          "-o", "tcp.desegment_tcp_streams:TRUE", *args],
-                         capture_output=True, text=True, env={**os.environ, "NAVREQ_TOOL": str(TOOL), **(env or {})})
-    output = run.stdout + run.stderr
-    assert "Lua Error" not in output, output[output.find("Lua Error"):][:500]
-    assert run.returncode == 0, output[-2000:]
-    return run.stdout
 
 
 def dump(body):
