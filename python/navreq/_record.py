@@ -35,6 +35,8 @@ R = TypeVar("R", bound="Record")
 Spec = Tuple[Any, ...]
 
 _classes: Dict[Tuple[str, str], Type["Record"]] = {}
+# A record's fields as (name, spec or None), see Record._plans.
+_Plan = Tuple[Tuple[str, Optional[Spec]], ...]
 
 
 def _resolve(module: str, name: str) -> Type["Record"]:
@@ -73,6 +75,8 @@ def _text_bytes(value: Any) -> bytes:
 
 
 _SCALARS = frozenset(("bool", "int", "float32", "float64", "string", "bytes", "ubytes"))
+# The scalars that to_dict gives as they are, whatever bytes_as says.
+_PLAIN = frozenset(("bool", "int", "float32", "float64", "string"))
 
 
 def _from_plain(spec: Spec, value: Any) -> Any:
@@ -129,8 +133,12 @@ def _to_dict(spec: Spec, value: Any, bytes_as: Optional[str]) -> Any:
     if kind in ("bytes", "ubytes"):
         return _bytes_out(value, bytes_as)
     if kind in ("list", "array"):
+        if spec[1][0] in _PLAIN:
+            return list(value)
         return [_to_dict(spec[1], v, bytes_as) for v in value]
     if kind == "map":
+        if spec[2][0] in _PLAIN:
+            return dict(value)
         return {k: _to_dict(spec[2], v, bytes_as) for k, v in value.items()}
     return value
 
@@ -236,10 +244,25 @@ class Record:
             raise TypeError(f"{type(self).__name__} has no field {next(iter(fields))!r}")
 
     @classmethod
+    def _plans(cls) -> Tuple[_Plan, _Plan]:
+        """The fields as (name, spec), the spec None where the value needs no
+        conversion: from plain values and to_dict() (scalars), and to_dict with
+        bytes_as (scalars but bytes). Reading a request back builds and
+        converts thousands of fields, and the dispatch on each spec was most
+        of that cost."""
+        cached: Optional[Tuple[_Plan, _Plan]] = cls.__dict__.get("_plans_cache")
+        if cached is None:
+            cached = (tuple((name, None if spec[0] in _SCALARS else spec) for name, _tag, spec in cls._fields),
+                      tuple((name, None if spec[0] in _PLAIN else spec) for name, _tag, spec in cls._fields))
+            setattr(cls, "_plans_cache", cached)
+        return cached
+
+    @classmethod
     def _from_plain(cls: Type[R], plain: Dict[str, Any]) -> R:
         self = cls.__new__(cls)
-        for name, _tag, spec in cls._fields:
-            object.__setattr__(self, name, _from_plain(spec, plain[name]))
+        for name, spec in cls._plans()[0]:
+            value = plain[name]
+            object.__setattr__(self, name, value if spec is None else _from_plain(spec, value))
         return self
 
     def _to_plain(self, path: str = "") -> Dict[str, Any]:
@@ -275,7 +298,9 @@ class Record:
         bytes_as="hex" or "base64" text, for JSON."""
         if bytes_as not in (None, "hex", "base64"):
             raise ValueError(f"bytes_as must be None, 'hex' or 'base64', not {bytes_as!r}")
-        return {name: _to_dict(spec, getattr(self, name), bytes_as) for name, _tag, spec in self._fields}
+        plan = self._plans()[0 if bytes_as is None else 1]
+        return {name: getattr(self, name) if spec is None else _to_dict(spec, getattr(self, name), bytes_as)
+                for name, spec in plan}
 
     @classmethod
     def from_dict(cls: Type[R], data: Dict[str, Any], *, bytes_as: Optional[str] = None) -> R:
