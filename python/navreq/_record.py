@@ -25,7 +25,7 @@ import binascii
 import importlib
 import reprlib
 import struct
-from typing import Any, ClassVar, Dict, Optional, Tuple, Type, TypeVar, Union
+from typing import Any, Callable, ClassVar, Dict, Optional, Tuple, Type, TypeVar, Union
 
 from navreq import _native
 from navreq.errors import DecodeError, FieldError, Problem
@@ -35,8 +35,9 @@ R = TypeVar("R", bound="Record")
 Spec = Tuple[Any, ...]
 
 _classes: Dict[Tuple[str, str], Type["Record"]] = {}
-# A record's fields as (name, spec or None), see Record._plans.
+# A record's fields as (name, spec or None) and (name, builder or None), see Record._plans.
 _Plan = Tuple[Tuple[str, Optional[Spec]], ...]
+_Builders = Tuple[Tuple[str, Optional[Callable[[Any], Any]]], ...]
 
 
 def _resolve(module: str, name: str) -> Type["Record"]:
@@ -93,6 +94,27 @@ def _from_plain(spec: Spec, value: Any) -> Any:
             return dict(value)
         return {k: _from_plain(spec[2], v) for k, v in value.items()}
     return value
+
+
+def _builder(spec: Spec) -> Optional[Callable[[Any], Any]]:
+    """What _from_plain does for a spec, with the record classes resolved
+    once: None when the plain value is the value."""
+    kind = spec[0]
+    if kind == "record":
+        return _resolve(spec[1], spec[2])._from_plain
+    if kind in ("list", "array"):
+        item = _builder(spec[1])
+        if item is None:
+            return list
+        build_item: Callable[[Any], Any] = item
+        return lambda value: [build_item(v) for v in value]
+    if kind == "map":
+        entry = _builder(spec[2])
+        if entry is None:
+            return dict
+        build_entry: Callable[[Any], Any] = entry
+        return lambda value: {k: build_entry(v) for k, v in value.items()}
+    return None
 
 
 def _to_plain(spec: Spec, value: Any, path: str) -> Any:
@@ -244,15 +266,17 @@ class Record:
             raise TypeError(f"{type(self).__name__} has no field {next(iter(fields))!r}")
 
     @classmethod
-    def _plans(cls) -> Tuple[_Plan, _Plan]:
-        """The fields as (name, spec), the spec None where the value needs no
-        conversion: from plain values and to_dict() (scalars), and to_dict with
-        bytes_as (scalars but bytes). Reading a request back builds and
-        converts thousands of fields, and the dispatch on each spec was most
-        of that cost."""
-        cached: Optional[Tuple[_Plan, _Plan]] = cls.__dict__.get("_plans_cache")
+    def _plans(cls) -> Tuple[_Builders, _Plan, _Plan]:
+        """The fields as (name, builder) for _from_plain, and as (name, spec)
+        for to_dict() and for to_dict with bytes_as; builder and spec None
+        where the value is given as it is (scalars; scalars but bytes).
+        Reading a request back builds and converts thousands of fields, and a
+        dispatch on each spec was most of that cost. Built on first use, when
+        the record modules a field names can be imported."""
+        cached: Optional[Tuple[_Builders, _Plan, _Plan]] = cls.__dict__.get("_plans_cache")
         if cached is None:
-            cached = (tuple((name, None if spec[0] in _SCALARS else spec) for name, _tag, spec in cls._fields),
+            cached = (tuple((name, _builder(spec)) for name, _tag, spec in cls._fields),
+                      tuple((name, None if spec[0] in _SCALARS else spec) for name, _tag, spec in cls._fields),
                       tuple((name, None if spec[0] in _PLAIN else spec) for name, _tag, spec in cls._fields))
             setattr(cls, "_plans_cache", cached)
         return cached
@@ -260,9 +284,9 @@ class Record:
     @classmethod
     def _from_plain(cls: Type[R], plain: Dict[str, Any]) -> R:
         self = cls.__new__(cls)
-        for name, spec in cls._plans()[0]:
+        for name, build in cls._plans()[0]:
             value = plain[name]
-            object.__setattr__(self, name, value if spec is None else _from_plain(spec, value))
+            object.__setattr__(self, name, value if build is None else build(value))
         return self
 
     def _to_plain(self, path: str = "") -> Dict[str, Any]:
@@ -298,7 +322,8 @@ class Record:
         bytes_as="hex" or "base64" text, for JSON."""
         if bytes_as not in (None, "hex", "base64"):
             raise ValueError(f"bytes_as must be None, 'hex' or 'base64', not {bytes_as!r}")
-        plan = self._plans()[0 if bytes_as is None else 1]
+        plans = self._plans()
+        plan = plans[1] if bytes_as is None else plans[2]
         return {name: getattr(self, name) if spec is None else _to_dict(spec, getattr(self, name), bytes_as)
                 for name, spec in plan}
 
