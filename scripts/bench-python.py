@@ -40,13 +40,18 @@ GOAL_VS_PROTOBUF = 1.0
 GOAL_VS_CPP = 3.0
 
 
-def best_per_call(fn: Callable[[], object], repeat: int) -> float:
-    """Seconds per call: the fastest of `repeat` runs of enough calls to last
-    about 0.2 s each (the minimum is the run least disturbed by the machine)."""
-    timer = timeit.Timer(fn)
-    number, _ = timer.autorange()
-    number = max(1, number)
-    return min(timer.repeat(repeat=repeat, number=number)) / number
+def best_per_call(fns: List[Callable[[], object]], repeat: int) -> List[float]:
+    """Seconds per call of each function: the fastest of `repeat` runs of
+    enough calls to last about 0.2 s each (the minimum is the run least
+    disturbed by the machine). The runs take turns, so that a busy spell of
+    the machine falls on every function alike rather than on one."""
+    timers = [timeit.Timer(fn) for fn in fns]
+    numbers = [max(1, timer.autorange()[0]) for timer in timers]
+    best = [float("inf")] * len(fns)
+    for _ in range(repeat):
+        for i, (timer, number) in enumerate(zip(timers, numbers)):
+            best[i] = min(best[i], timer.timeit(number) / number)
+    return best
 
 
 def compile_mirror(out_dir: Path) -> Any:
@@ -140,13 +145,14 @@ def main() -> int:
     def native_decode() -> object:
         return navreq._native.decode(route, True, 256 << 20)
 
-    rows: List[Tuple[str, float]] = [
-        ("navreq.decode(route)", best_per_call(navreq_decode, args.repeat)),
-        ("  of which the C++ read + plain values", best_per_call(native_decode, args.repeat)),
-        ("navreq.decode(route) + body.to_dict()", best_per_call(navreq_decode_dict, args.repeat)),
-        ("protobuf CarRouteReq.FromString(body)", best_per_call(protobuf_parse, args.repeat)),
-        ("protobuf FromString + MessageToDict", best_per_call(protobuf_parse_dict, args.repeat)),
+    timed: List[Tuple[str, Callable[[], object]]] = [
+        ("navreq.decode(route)", navreq_decode),
+        ("  of which the C++ read + plain values", native_decode),
+        ("navreq.decode(route) + body.to_dict()", navreq_decode_dict),
+        ("protobuf CarRouteReq.FromString(body)", protobuf_parse),
+        ("protobuf FromString + MessageToDict", protobuf_parse_dict),
     ]
+    rows = list(zip([name for name, _ in timed], best_per_call([fn for _, fn in timed], args.repeat)))
     cpp = cpp_decode_seconds(args.bench, 5) if args.bench.exists() else None
     if cpp is not None:
         rows.append((f"C++ DecodeRequest ({CPP_BENCHMARK})", cpp))

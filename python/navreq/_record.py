@@ -35,9 +35,8 @@ R = TypeVar("R", bound="Record")
 Spec = Tuple[Any, ...]
 
 _classes: Dict[Tuple[str, str], Type["Record"]] = {}
-# A record's fields as (name, spec or None) and (name, builder or None), see Record._plans.
-_Plan = Tuple[Tuple[str, Optional[Spec]], ...]
-_Builders = Tuple[Tuple[str, Optional[Callable[[Any], Any]]], ...]
+# A record's fields as (name, function or None), see Record._builders.
+_Plan = Tuple[Tuple[str, Optional[Callable[[Any], Any]]], ...]
 
 
 def _resolve(module: str, name: str) -> Type["Record"]:
@@ -76,8 +75,6 @@ def _text_bytes(value: Any) -> bytes:
 
 
 _SCALARS = frozenset(("bool", "int", "float32", "float64", "string", "bytes", "ubytes"))
-# The scalars that to_dict gives as they are, whatever bytes_as says.
-_PLAIN = frozenset(("bool", "int", "float32", "float64", "string"))
 
 
 def _from_plain(spec: Spec, value: Any) -> Any:
@@ -148,21 +145,27 @@ def _bytes_out(value: bytes, bytes_as: Optional[str]) -> Any:
     return base64.b64encode(value).decode("ascii")
 
 
-def _to_dict(spec: Spec, value: Any, bytes_as: Optional[str]) -> Any:
+def _dumper(spec: Spec, bytes_as: Optional[str]) -> Optional[Callable[[Any], Any]]:
+    """What to_dict does to a value of a spec: None when it gives the value as
+    it is."""
     kind = spec[0]
     if kind == "record":
-        return value.to_dict(bytes_as=bytes_as)
+        return lambda value: value._as_dict(bytes_as)
     if kind in ("bytes", "ubytes"):
-        return _bytes_out(value, bytes_as)
+        return None if bytes_as is None else lambda value: _bytes_out(value, bytes_as)
     if kind in ("list", "array"):
-        if spec[1][0] in _PLAIN:
-            return list(value)
-        return [_to_dict(spec[1], v, bytes_as) for v in value]
+        item = _dumper(spec[1], bytes_as)
+        if item is None:
+            return list
+        dump_item: Callable[[Any], Any] = item
+        return lambda value: [dump_item(v) for v in value]
     if kind == "map":
-        if spec[2][0] in _PLAIN:
-            return dict(value)
-        return {k: _to_dict(spec[2], v, bytes_as) for k, v in value.items()}
-    return value
+        entry = _dumper(spec[2], bytes_as)
+        if entry is None:
+            return dict
+        dump_entry: Callable[[Any], Any] = entry
+        return lambda value: {k: dump_entry(v) for k, v in value.items()}
+    return None
 
 
 def _from_dict(spec: Spec, value: Any, path: str, bytes_as: Optional[str]) -> Any:
@@ -265,26 +268,37 @@ class Record:
         if fields:
             raise TypeError(f"{type(self).__name__} has no field {next(iter(fields))!r}")
 
+    # Reading a request back builds and converts thousands of fields; a
+    # dispatch on each field's spec was most of that cost. Each class keeps
+    # its fields as (name, function or None: the value as it is), made on
+    # first use, when the record modules its fields name can be imported.
+
     @classmethod
-    def _plans(cls) -> Tuple[_Builders, _Plan, _Plan]:
-        """The fields as (name, builder) for _from_plain, and as (name, spec)
-        for to_dict() and for to_dict with bytes_as; builder and spec None
-        where the value is given as it is (scalars; scalars but bytes).
-        Reading a request back builds and converts thousands of fields, and a
-        dispatch on each spec was most of that cost. Built on first use, when
-        the record modules a field names can be imported."""
-        cached: Optional[Tuple[_Builders, _Plan, _Plan]] = cls.__dict__.get("_plans_cache")
+    def _builders(cls) -> _Plan:
+        """How _from_plain makes each field's value from its plain value."""
+        cached: Optional[_Plan] = cls.__dict__.get("_builders_cache")
         if cached is None:
-            cached = (tuple((name, _builder(spec)) for name, _tag, spec in cls._fields),
-                      tuple((name, None if spec[0] in _SCALARS else spec) for name, _tag, spec in cls._fields),
-                      tuple((name, None if spec[0] in _PLAIN else spec) for name, _tag, spec in cls._fields))
-            setattr(cls, "_plans_cache", cached)
+            cached = tuple((name, _builder(spec)) for name, _tag, spec in cls._fields)
+            setattr(cls, "_builders_cache", cached)
         return cached
+
+    @classmethod
+    def _dumpers(cls, bytes_as: Optional[str]) -> _Plan:
+        """How to_dict(bytes_as=...) gives each field's value."""
+        cache: Optional[Dict[Optional[str], _Plan]] = cls.__dict__.get("_dumpers_cache")
+        if cache is None:
+            cache = {}
+            setattr(cls, "_dumpers_cache", cache)
+        plan = cache.get(bytes_as)
+        if plan is None:
+            plan = tuple((name, _dumper(spec, bytes_as)) for name, _tag, spec in cls._fields)
+            cache[bytes_as] = plan
+        return plan
 
     @classmethod
     def _from_plain(cls: Type[R], plain: Dict[str, Any]) -> R:
         self = cls.__new__(cls)
-        for name, build in cls._plans()[0]:
+        for name, build in cls._builders():
             value = plain[name]
             object.__setattr__(self, name, value if build is None else build(value))
         return self
@@ -322,10 +336,11 @@ class Record:
         bytes_as="hex" or "base64" text, for JSON."""
         if bytes_as not in (None, "hex", "base64"):
             raise ValueError(f"bytes_as must be None, 'hex' or 'base64', not {bytes_as!r}")
-        plans = self._plans()
-        plan = plans[1] if bytes_as is None else plans[2]
-        return {name: getattr(self, name) if spec is None else _to_dict(spec, getattr(self, name), bytes_as)
-                for name, spec in plan}
+        return self._as_dict(bytes_as)
+
+    def _as_dict(self, bytes_as: Optional[str]) -> Dict[str, Any]:
+        return {name: getattr(self, name) if dump is None else dump(getattr(self, name))
+                for name, dump in type(self)._dumpers(bytes_as)}
 
     @classmethod
     def from_dict(cls: Type[R], data: Dict[str, Any], *, bytes_as: Optional[str] = None) -> R:
