@@ -15,6 +15,8 @@ from pathlib import Path
 from typing import Any, Dict, List, Optional
 
 import pytest
+from hypothesis import given
+from hypothesis import strategies as st
 
 import navreq
 
@@ -150,6 +152,34 @@ def test_several_threads_read_at_once() -> None:
         results = list(pool.map(navreq.har_text, texts * 4))
     assert results == [navreq.har_text(t) for t in texts] * 4
     assert [r[0].data for r in results[:len(KINDS)]] == [golden_bytes(kind) for kind in KINDS]
+
+
+def test_nesting_past_the_bound_is_refused() -> None:
+    with pytest.raises(navreq.HarError, match="nested more than 256 levels deep"):
+        navreq.har_text('{"log": ' + '{"a": ' * 300)
+
+
+@given(st.binary(max_size=400))
+def test_hostile_text_raises_only_har_error(text: bytes) -> None:
+    # Mostly the opening of a HAR file, so that the reader gets past its first bytes.
+    for candidate in (text, b'{"log": {"entries": [{"request": ' + text):
+        try:
+            entries = navreq.har_text(candidate)
+        except navreq.HarError as e:
+            assert str(e) and "\n" not in str(e)
+        else:
+            assert all(e.request == (e.skipped is None) for e in entries)
+
+
+@given(st.integers(min_value=0, max_value=len(golden_bytes("route")) - 1), st.integers(min_value=0, max_value=255))
+def test_a_changed_body_byte_is_never_read_as_the_request(at: int, value: int) -> None:
+    route = bytearray(golden_bytes("route"))
+    route[at] = value
+    body = bytes(route)
+    (read,) = navreq.har_text(har_document([entry("https://nav.example/b64", base64.b64encode(body).decode(),
+                                                  encoding="base64")]))
+    # Recovered exactly when it is a request at all; never other bytes.
+    assert read.data == body or (read.skipped is not None and read.data in (b"", body))
 
 
 def test_a_missing_file_raises_os_error(tmp_path: Path) -> None:
