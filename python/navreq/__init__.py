@@ -1,6 +1,6 @@
 """Requests of the navigation engine, written and read back by the navreq C++
-library: decode, encode, dump, tree, pack, diff, detect, envelope and har, with the
-records as typed classes (navreq.records.<namespace>, navreq.params).
+library: decode, encode, dump, tree, pack, diff, detect, envelope and har,
+with the records as typed classes (navreq.records.<namespace>, navreq.params).
 
 Nothing is decoded in Python: every function calls the library, with the GIL
 released while it works.
@@ -9,8 +9,8 @@ released while it works.
 from __future__ import annotations
 
 import json as _json
-from dataclasses import dataclass as _dataclass
 import os as _os
+from dataclasses import dataclass as _dataclass
 from pathlib import Path as _Path
 from typing import Any, Dict, Iterable, List, NamedTuple, Optional, Union
 
@@ -145,10 +145,10 @@ class HarEntry:
     ``FILE.har#N`` counts), its request's ``method`` and ``url`` ("" when
     absent), and its body. ``data`` is the body as the client sent it, a
     request or a gzip stream of one (``gzip``: dump() and tree() read it as
-    it is, decode() wants gzip.decompress(data)); ``form`` says how the body text became bytes ("base64", "latin-1",
-    "utf-8", "surrogate escapes"; None when no body text was read);
-    ``inflated_by_writer`` that the headers say gzip but the text was the
-    inflated body. ``skipped`` is None for a request, else "no-body",
+    it is, decode() wants gzip.decompress(data)); ``form`` says how the body
+    text became bytes ("base64", "latin-1", "utf-8", "surrogate escapes";
+    None when no body text was read); ``inflated_by_writer`` that the
+    headers say gzip but the text was the inflated body. ``skipped`` is None for a request, else "no-body",
     "not-request", "damaged" or "not-inflated", with the ``reason`` in one
     line; ``data`` then holds the bytes recovered for "not-request" and
     "not-inflated", and is empty otherwise."""
