@@ -12,12 +12,16 @@
 #                      Its extension is built in build/release, beside make demo's.
 #   make test-python   its pytest suite (the README's examples and parity with the
 #                      tool included) and mypy --strict on the suite and the package
+#   make bench-python  what reading the route request costs from Python: decode +
+#                      to_dict beside python3-protobuf parsing the body's mirror +
+#                      MessageToDict, and beside the C++ DecodeRequest alone
+#                      (navreq_bench); prints the table and the two ratios
 #   make capture       what QA needs to read captured requests: mitmproxy and tshark
 #                      from Debian, the Python package, the Wireshark dissector
 #   make test-capture  the mitmproxy view through a real mitmdump, the dissector
 #                      under tshark, and the three compared on the same requests
 .PHONY: all deps demo docs test test-dev test-libdeflate test-asan test-tsan test-inspector inspector open-inspector \
-	python test-python capture test-capture wireshark test-wireshark test-mitmproxy mitmproxy-screenshot \
+	python test-python bench-python capture test-capture wireshark test-wireshark test-mitmproxy mitmproxy-screenshot \
 	bench bench-callgrind bench-size fuzz cross-test format clean
 
 all: test
@@ -166,6 +170,14 @@ bench:
 	build/bench/bench/navreq_bench --benchmark_repetitions=5 --benchmark_min_time=0.1 \
 	  --benchmark_report_aggregates_only=true \
 	  --benchmark_out=build/bench/bench-results.json --benchmark_out_format=json
+
+# Not a test: figures, whatever they are (scripts/bench-python.py). The C++
+# side is the bench configuration's navreq_bench, built as `make bench` builds it.
+bench-python: python
+	@scripts/install-deps.sh build bench
+	$(BENCH_CONFIGURE)
+	cmake --build build/bench -j2 --target navreq_bench
+	$(VENV)/bin/python scripts/bench-python.py --bench build/bench/bench/navreq_bench
 
 # The same figures from instruction counts (repeatable on a busy machine).
 bench-callgrind:

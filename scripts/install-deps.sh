@@ -25,6 +25,7 @@ python_pkgs=(
   python3-dev python3-venv python3-pip python3-setuptools python3-wheel  # building and installing the package
   pybind11-dev python3-pybind11                                          # the extension's bindings
   python3-pytest python3-hypothesis mypy                                 # its tests and type checks
+  python3-protobuf protobuf-compiler                                     # make bench-python's reference
 )
 inspector_pkgs=(
   emscripten                  # the reader in WebAssembly (brings clang, lld, binaryen, node-acorn)

@@ -1,6 +1,6 @@
 """Requests of the navigation engine, written and read back by the navreq C++
-library: decode, encode, dump, tree, pack, diff, detect and envelope, with the
-records as typed classes (navreq.records.<namespace>, navreq.params).
+library: decode, encode, dump, tree, pack, diff, detect, envelope and har,
+with the records as typed classes (navreq.records.<namespace>, navreq.params).
 
 Nothing is decoded in Python: every function calls the library, with the GIL
 released while it works.
@@ -9,20 +9,23 @@ released while it works.
 from __future__ import annotations
 
 import json as _json
+import os as _os
+from dataclasses import dataclass as _dataclass
+from pathlib import Path as _Path
 from typing import Any, Dict, Iterable, List, NamedTuple, Optional, Union
 
 from navreq import _native
 from navreq._record import Record, _resolve
 from navreq._request import Command, Request
-from navreq.errors import DecodeError, EncodeError, FieldError, InputError, Problem
+from navreq.errors import DecodeError, EncodeError, FieldError, HarError, InputError, Problem
 
 PackError = _native.PackError
 JsonError = _native.JsonError
 
 __all__ = [
     "Command", "DecodeError", "Detected", "Difference", "DiffResult", "EncodeError", "FieldError",
-    "InputError", "JsonError", "PackError", "Problem", "Record", "Request", "decode", "detect", "diff",
-    "dump", "encode", "envelope", "kinds", "pack", "tree",
+    "HarEntry", "HarError", "InputError", "JsonError", "PackError", "Problem", "Record", "Request",
+    "decode", "detect", "diff", "dump", "encode", "envelope", "har", "har_text", "kinds", "pack", "tree",
 ]
 
 BytesLike = Union[bytes, bytearray, memoryview]
@@ -134,6 +137,52 @@ def detect(text: Union[str, BytesLike]) -> Detected:
     if data is None:
         raise InputError(*form)
     return Detected(data, form)
+
+
+@_dataclass(frozen=True)
+class HarEntry:
+    """An entry of a HAR file's ``log.entries``: its ``index`` (from 0, as
+    ``FILE.har#N`` counts), its request's ``method`` and ``url`` ("" when
+    absent), and its body. ``data`` is the body as the client sent it, a
+    request or a gzip stream of one (``gzip``: dump() and tree() read it as
+    it is, decode() wants gzip.decompress(data)); ``form`` says how the body
+    text became bytes ("base64", "latin-1", "utf-8", "surrogate escapes";
+    None when no body text was read); ``inflated_by_writer`` that the
+    headers say gzip but the text was the inflated body. ``skipped`` is None for a request, else "no-body",
+    "not-request", "damaged" or "not-inflated", with the ``reason`` in one
+    line; ``data`` then holds the bytes recovered for "not-request" and
+    "not-inflated", and is empty otherwise."""
+
+    index: int
+    method: str
+    url: str
+    data: bytes
+    form: Optional[str]
+    gzip: bool
+    inflated_by_writer: bool
+    skipped: Optional[str]
+    reason: str
+
+    @property
+    def request(self) -> bool:
+        """The body is a request of this system."""
+        return self.skipped is None
+
+
+def har_text(text: Union[str, BytesLike]) -> List[HarEntry]:
+    """The entries of a HAR file already read, as `navreq dump FILE.har` reads
+    them; a str is taken as its UTF-8 bytes (surrogate escapes as the bytes
+    they stand for). Text that is not a HAR file raises HarError."""
+    raw = text.encode("utf-8", "surrogateescape") if isinstance(text, str) else bytes(text)
+    entries, error = _native.har(raw)
+    if entries is None:
+        raise HarError(error)
+    return [HarEntry(*e) for e in entries]
+
+
+def har(path: Union[str, "_os.PathLike[str]"]) -> List[HarEntry]:
+    """The entries of the HAR file at ``path`` (see har_text)."""
+    return har_text(_Path(path).read_bytes())
 
 
 def kinds() -> List[str]:

@@ -25,7 +25,7 @@ import binascii
 import importlib
 import reprlib
 import struct
-from typing import Any, ClassVar, Dict, Optional, Tuple, Type, TypeVar, Union
+from typing import Any, Callable, ClassVar, Dict, Optional, Tuple, Type, TypeVar, Union
 
 from navreq import _native
 from navreq.errors import DecodeError, FieldError, Problem
@@ -35,6 +35,8 @@ R = TypeVar("R", bound="Record")
 Spec = Tuple[Any, ...]
 
 _classes: Dict[Tuple[str, str], Type["Record"]] = {}
+# A record's fields as (name, function or None), see Record._builders.
+_Plan = Tuple[Tuple[str, Optional[Callable[[Any], Any]]], ...]
 
 
 def _resolve(module: str, name: str) -> Type["Record"]:
@@ -91,6 +93,27 @@ def _from_plain(spec: Spec, value: Any) -> Any:
     return value
 
 
+def _builder(spec: Spec) -> Optional[Callable[[Any], Any]]:
+    """What _from_plain does for a spec, with the record classes resolved
+    once: None when the plain value is the value."""
+    kind = spec[0]
+    if kind == "record":
+        return _resolve(spec[1], spec[2])._from_plain
+    if kind in ("list", "array"):
+        item = _builder(spec[1])
+        if item is None:
+            return list
+        build_item: Callable[[Any], Any] = item
+        return lambda value: [build_item(v) for v in value]
+    if kind == "map":
+        entry = _builder(spec[2])
+        if entry is None:
+            return dict
+        build_entry: Callable[[Any], Any] = entry
+        return lambda value: {k: build_entry(v) for k, v in value.items()}
+    return None
+
+
 def _to_plain(spec: Spec, value: Any, path: str) -> Any:
     """The extension's plain values of a value (records as dicts)."""
     kind = spec[0]
@@ -122,17 +145,27 @@ def _bytes_out(value: bytes, bytes_as: Optional[str]) -> Any:
     return base64.b64encode(value).decode("ascii")
 
 
-def _to_dict(spec: Spec, value: Any, bytes_as: Optional[str]) -> Any:
+def _dumper(spec: Spec, bytes_as: Optional[str]) -> Optional[Callable[[Any], Any]]:
+    """What to_dict does to a value of a spec: None when it gives the value as
+    it is."""
     kind = spec[0]
     if kind == "record":
-        return value.to_dict(bytes_as=bytes_as)
+        return lambda value: value._as_dict(bytes_as)
     if kind in ("bytes", "ubytes"):
-        return _bytes_out(value, bytes_as)
+        return None if bytes_as is None else lambda value: _bytes_out(value, bytes_as)
     if kind in ("list", "array"):
-        return [_to_dict(spec[1], v, bytes_as) for v in value]
+        item = _dumper(spec[1], bytes_as)
+        if item is None:
+            return list
+        dump_item: Callable[[Any], Any] = item
+        return lambda value: [dump_item(v) for v in value]
     if kind == "map":
-        return {k: _to_dict(spec[2], v, bytes_as) for k, v in value.items()}
-    return value
+        entry = _dumper(spec[2], bytes_as)
+        if entry is None:
+            return dict
+        dump_entry: Callable[[Any], Any] = entry
+        return lambda value: {k: dump_entry(v) for k, v in value.items()}
+    return None
 
 
 def _from_dict(spec: Spec, value: Any, path: str, bytes_as: Optional[str]) -> Any:
@@ -235,11 +268,39 @@ class Record:
         if fields:
             raise TypeError(f"{type(self).__name__} has no field {next(iter(fields))!r}")
 
+    # Reading a request back builds and converts thousands of fields; a
+    # dispatch on each field's spec was most of that cost. Each class keeps
+    # its fields as (name, function or None: the value as it is), made on
+    # first use, when the record modules its fields name can be imported.
+
+    @classmethod
+    def _builders(cls) -> _Plan:
+        """How _from_plain makes each field's value from its plain value."""
+        cached: Optional[_Plan] = cls.__dict__.get("_builders_cache")
+        if cached is None:
+            cached = tuple((name, _builder(spec)) for name, _tag, spec in cls._fields)
+            setattr(cls, "_builders_cache", cached)
+        return cached
+
+    @classmethod
+    def _dumpers(cls, bytes_as: Optional[str]) -> _Plan:
+        """How to_dict(bytes_as=...) gives each field's value."""
+        cache: Optional[Dict[Optional[str], _Plan]] = cls.__dict__.get("_dumpers_cache")
+        if cache is None:
+            cache = {}
+            setattr(cls, "_dumpers_cache", cache)
+        plan = cache.get(bytes_as)
+        if plan is None:
+            plan = tuple((name, _dumper(spec, bytes_as)) for name, _tag, spec in cls._fields)
+            cache[bytes_as] = plan
+        return plan
+
     @classmethod
     def _from_plain(cls: Type[R], plain: Dict[str, Any]) -> R:
         self = cls.__new__(cls)
-        for name, _tag, spec in cls._fields:
-            object.__setattr__(self, name, _from_plain(spec, plain[name]))
+        for name, build in cls._builders():
+            value = plain[name]
+            object.__setattr__(self, name, value if build is None else build(value))
         return self
 
     def _to_plain(self, path: str = "") -> Dict[str, Any]:
@@ -275,7 +336,11 @@ class Record:
         bytes_as="hex" or "base64" text, for JSON."""
         if bytes_as not in (None, "hex", "base64"):
             raise ValueError(f"bytes_as must be None, 'hex' or 'base64', not {bytes_as!r}")
-        return {name: _to_dict(spec, getattr(self, name), bytes_as) for name, _tag, spec in self._fields}
+        return self._as_dict(bytes_as)
+
+    def _as_dict(self, bytes_as: Optional[str]) -> Dict[str, Any]:
+        return {name: getattr(self, name) if dump is None else dump(getattr(self, name))
+                for name, dump in type(self)._dumpers(bytes_as)}
 
     @classmethod
     def from_dict(cls: Type[R], data: Dict[str, Any], *, bytes_as: Optional[str] = None) -> R:

@@ -55,6 +55,12 @@ class InputError(ValueError):
         super().__init__(message)
 
 
+class HarError(ValueError):
+    """Text that is not a HAR file or does not parse as one: the message is
+    the reader's one line (where the JSON breaks, or which member has the
+    wrong type, named by its path)."""
+
+
 class EncodeError(Exception):
     """An entry function that failed: its return code ``rc`` (0 when it threw:
     ``threw`` is then its message), the lines it printed and those it logged

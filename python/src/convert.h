@@ -239,9 +239,25 @@ struct Conv<std::map<K, V>> {
 template <class R>
 struct Conv<R, std::enable_if_t<IsRecord<R>::value>> {
   static py::object to(const R& record) {
+    // The field names as interned str, made once per record type (under the
+    // GIL, as every conversion is): reading a request back gives thousands of
+    // fields, and a new str for each name was a fair part of the cost. Never
+    // released: the module is never unloaded.
+    static const std::vector<PyObject*> keys = [] {
+      std::vector<PyObject*> made;
+      const R probe{};
+      ForEachNamed(probe, [&made](const char* name, const auto&) {
+        PyObject* key = PyUnicode_InternFromString(name);
+        if (key == nullptr) throw py::error_already_set();
+        made.push_back(key);
+      });
+      return made;
+    }();
     py::dict out;
-    ForEachNamed(record, [&out](const char* name, const auto& member) {
-      out[name] = Conv<std::decay_t<decltype(member)>>::to(member);
+    std::size_t i = 0;
+    ForEachNamed(record, [&out, &i](const char*, const auto& member) {
+      const py::object value = Conv<std::decay_t<decltype(member)>>::to(member);
+      if (PyDict_SetItem(out.ptr(), keys[i++], value.ptr()) != 0) throw py::error_already_set();
     });
     return std::move(out);
   }

@@ -78,4 +78,5 @@ PYBIND11_MODULE(_native, m) {
   navreq_py::BindRequest(m);
   navreq_py::BindReadback(m);
   navreq_py::BindEncode(m);
+  navreq_py::BindHar(m);
 }
