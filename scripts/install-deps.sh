@@ -58,7 +58,6 @@ for g in "${groups[@]}"; do
     inspector) wanted+=("${inspector_pkgs[@]}") ;;
     capture) wanted+=("${capture_pkgs[@]}") ;;
     python) wanted+=("${python_pkgs[@]}") ;;
-    capture) wanted+=("${capture_pkgs[@]}") ;;
     *) echo "install-deps: unknown group '$g' (build, bench, cross, inspector, python, capture)" >&2; exit 64 ;;
   esac
 done

@@ -234,6 +234,39 @@ TEST(RequestReader, InflateLimit) {
   EXPECT_TRUE(std::holds_alternative<std::monostate>(r.body));
 }
 
+// A capture's body whose Content-Encoding was not undone: the whole request is
+// one gzip stream, read inflated as dump reads it.
+TEST(RequestReader, AWholeRequestAsOneGzipStreamIsReadInflated) {
+  const std::vector<char> bytes = RouteRequest();
+  const std::string member = navreq::testing::GzipMember(std::string(bytes.begin(), bytes.end()));
+  const DecodedRequest plain = DecodeRequest(bytes);
+  const DecodedRequest r = DecodeRequest(member.data(), member.size());
+  ASSERT_TRUE(plain.ok());
+  ASSERT_TRUE(r.ok());
+  EXPECT_TRUE(r.request_gzip);
+  EXPECT_FALSE(plain.request_gzip);
+  using navkse::routesearch::CarRouteReq;
+  ASSERT_TRUE(std::holds_alternative<CarRouteReq>(r.body));
+  EXPECT_TRUE(std::get<CarRouteReq>(r.body) == std::get<CarRouteReq>(plain.body));
+
+  // Cut short: one problem, at the top, naming the stream.
+  const DecodedRequest cut = DecodeRequest(member.data(), member.size() - 5);
+  ASSERT_EQ(cut.problems.size(), 1u);
+  EXPECT_EQ(cut.problems[0].kind, navreq::ReadProblemKind::kBadGzip);
+  EXPECT_EQ(cut.problems[0].path, "");
+  EXPECT_EQ(cut.problems[0].detail.rfind("the request is a gzip stream that does not inflate: ", 0), 0u)
+      << cut.problems[0].detail;
+  EXPECT_FALSE(cut.envelope_read());
+
+  // Over the inflate limit: the limit's problem, nothing read.
+  navreq::DecodeOptions small;
+  small.max_inflated_size = 100;
+  const DecodedRequest over = DecodeRequest(member.data(), member.size(), small);
+  ASSERT_EQ(over.problems.size(), 1u);
+  EXPECT_EQ(over.problems[0].kind, navreq::ReadProblemKind::kLimitExceeded);
+  EXPECT_FALSE(over.envelope_read());
+}
+
 TEST(RequestReader, UnknownCommandAndEnvelope) {
   navkse::duromap::Package package;
   package.cmd = 10101;

@@ -112,10 +112,11 @@ using RequestEnvelope = std::variant<std::monostate, PackageEnvelope, navkse::Na
 struct [[nodiscard]] DecodedRequest {
   RequestEnvelope envelope;                      // Package with Header, Packet, or none
   const navkse::CommandInfo* command = nullptr;  // the table's entry, null when unknown
-  bool body_gzip = false;                        // the body bytes were a gzip stream
-  std::size_t body_size = 0;                     // body bytes read (after inflating)
-  RequestBody body;                              // the body record, monostate when not read
-  RouteSideRecords side_records;                 // route search and refresh
+  bool request_gzip = false;      // the whole input was a gzip stream, read inflated (offsets count in it)
+  bool body_gzip = false;         // the body bytes were a gzip stream
+  std::size_t body_size = 0;      // body bytes read (after inflating)
+  RequestBody body;               // the body record, monostate when not read
+  RouteSideRecords side_records;  // route search and refresh
   std::optional<navkse::locationReportDMQ::NavExtraData> extra_data;  // location upload only
   std::vector<ReadProblem> problems;                                  // what is wrong, in the order found
 
@@ -131,7 +132,8 @@ struct [[nodiscard]] DecodedRequest {
   bool ok() const noexcept { return envelope_read() && problems.empty(); }
 };
 
-// Decodes one request. Never throws; in strict mode (the default) any problem
+// Decodes one request (a gzip stream of one is inflated first, within
+// max_inflated_size). Never throws; in strict mode (the default) any problem
 // stops decoding at the part it is in.
 DecodedRequest DecodeRequest(const void* data, std::size_t size, const DecodeOptions& options = {}) noexcept;
 inline DecodedRequest DecodeRequest(const std::vector<char>& bytes,

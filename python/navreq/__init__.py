@@ -144,8 +144,8 @@ class HarEntry:
     """An entry of a HAR file's ``log.entries``: its ``index`` (from 0, as
     ``FILE.har#N`` counts), its request's ``method`` and ``url`` ("" when
     absent), and its body. ``data`` is the body as the client sent it, a
-    request or a gzip stream of one (``gzip``: dump() and tree() read it as
-    it is, decode() wants gzip.decompress(data)); ``form`` says how the body
+    request or a gzip stream of one (``gzip``; dump(), tree() and decode()
+    read it as it is, inflating it); ``form`` says how the body
     text became bytes ("base64", "latin-1", "utf-8", "surrogate escapes";
     None when no body text was read); ``inflated_by_writer`` that the
     headers say gzip but the text was the inflated body. ``skipped`` is None for a request, else "no-body",

@@ -48,15 +48,18 @@ class Request:
     ``header``, or a NavSDKGateway.Packet), the command, the body record (a
     records.StopEvent for the stop event), the route search's side records by
     name ("toGuidance", "toRank"), the location upload's extra data, and the
-    problems found (empty when the request read cleanly)."""
+    problems found (empty when the request read cleanly). ``request_gzip``
+    says the whole input was a gzip stream, read inflated (problem offsets
+    then count in the inflated bytes); ``body_gzip`` that the body was."""
 
-    __slots__ = ("envelope", "header", "command", "body", "body_gzip", "body_size", "side_records",
-                 "extra_data", "problems")
+    __slots__ = ("envelope", "header", "command", "body", "request_gzip", "body_gzip", "body_size",
+                 "side_records", "extra_data", "problems")
 
     envelope: Union["Package", "Packet", None]
     header: Optional["Header"]
     command: Optional[Command]
     body: Optional[Record]
+    request_gzip: bool
     body_gzip: bool
     body_size: int
     side_records: Dict[str, Record]
@@ -71,6 +74,7 @@ class Request:
         self.command = Command(cmd[0], cmd[1], _kind_of(cmd[2]), cmd[3]) if cmd is not None else None
         body = plain["body"]
         self.body = _record(*body) if body is not None else None
+        self.request_gzip = plain["request_gzip"]
         self.body_gzip = plain["body_gzip"]
         self.body_size = plain["body_size"]
         self.side_records = {k: _record(*v) for k, v in plain["side_records"].items()}

@@ -69,6 +69,7 @@ py::dict Plain(const ::navreq::DecodedRequest& r) {
   } else {
     out["command"] = py::none();
   }
+  out["request_gzip"] = r.request_gzip;
   out["body_gzip"] = r.body_gzip;
   out["body_size"] = r.body_size;
   out["body"] = BodyOf(r.body);

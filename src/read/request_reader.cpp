@@ -27,7 +27,23 @@ class Decoder {
   Decoder(DecodedRequest& out, const DecodeOptions& options) : out_(out), options_(options) {}
 
   void run(const void* data, std::size_t size) {
-    const std::string_view bytes(static_cast<const char*>(data), size);
+    std::string_view bytes(static_cast<const char*>(data), size);
+    // A whole request sent as one gzip stream (a capture's body whose
+    // Content-Encoding was not undone) is read inflated, as dump reads it.
+    std::string whole;
+    if (LooksGzip(bytes)) {
+      const GunzipResult g = Gunzip(bytes, options_.max_inflated_size, whole);
+      if (!g.ok()) {
+        const bool over = g.status == GunzipStatus::kOverLimit;
+        problem(over ? ReadProblemKind::kLimitExceeded : ReadProblemKind::kBadGzip, "", g.offset,
+                "the request is a gzip stream that does not inflate: " + g.error);
+        return;
+      }
+      out_.request_gzip = true;
+      bytes = whole;
+      data = whole.data();
+      size = whole.size();
+    }
     const std::optional<navkse::Envelope> envelope = DetectEnvelope(bytes);
     if (!envelope) {
       problem(ReadProblemKind::kUnknownEnvelope, "", 0, "neither a Package nor a Packet");
