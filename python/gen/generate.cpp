@@ -95,7 +95,7 @@ std::string RefFrom(const Place& to, const std::string& from, std::set<std::stri
   return Alias(to.module) + "." + to.name;
 }
 
-std::string Spec(const TypeInfo& t) {
+std::string Shape(const TypeInfo& t) {
   switch (t.kind) {
     case WireKind::kBool:
       return "(\"bool\",)";
@@ -110,9 +110,9 @@ std::string Spec(const TypeInfo& t) {
     case WireKind::kUBytes:
       return "(\"ubytes\",)";
     case WireKind::kList:
-      return "(\"list\", " + Spec(*t.element) + ")";
+      return "(\"list\", " + Shape(*t.element) + ")";
     case WireKind::kMap:
-      return "(\"map\", " + Spec(*t.key) + ", " + Spec(*t.element) + ")";
+      return "(\"map\", " + Shape(*t.key) + ", " + Shape(*t.element) + ")";
     case WireKind::kRecord: {
       const Place& p = PlaceOf(t.record());
       return "(\"record\", \"" + p.module + "\", \"" + p.name + "\")";
@@ -146,11 +146,11 @@ std::string Annotation(const TypeInfo& t, const std::string& from, std::set<std:
   }
 }
 
-// One generated class: its fields as (name, tag or -1, spec, annotation).
+// One generated class: its fields as (name, tag or -1, shape, annotation).
 struct Field {
   std::string name;
   int tag;
-  std::string spec;
+  std::string shape;
   std::string annotation;
 };
 struct ClassOut {
@@ -188,7 +188,7 @@ struct Py;
 
 template <class T>
 struct Py<T, std::enable_if_t<std::is_integral_v<T>>> {
-  static std::string spec() {
+  static std::string shape() {
     if constexpr (std::is_same_v<T, bool>) {
       return "(\"bool\",)";
     } else {
@@ -202,31 +202,31 @@ struct Py<T, std::enable_if_t<std::is_integral_v<T>>> {
 };
 template <class T>
 struct Py<T, std::enable_if_t<std::is_floating_point_v<T>>> {
-  static std::string spec() { return std::is_same_v<T, float> ? "(\"float32\",)" : "(\"float64\",)"; }
+  static std::string shape() { return std::is_same_v<T, float> ? "(\"float32\",)" : "(\"float64\",)"; }
   static std::string ann(const std::string&, std::set<std::string>&) { return "float"; }
 };
 template <>
 struct Py<std::string> {
-  static std::string spec() { return "(\"string\",)"; }
+  static std::string shape() { return "(\"string\",)"; }
   static std::string ann(const std::string&, std::set<std::string>&) { return "str"; }
 };
 template <class T>
 struct Py<std::vector<T>> {
-  static std::string spec() { return "(\"list\", " + Py<T>::spec() + ")"; }
+  static std::string shape() { return "(\"list\", " + Py<T>::shape() + ")"; }
   static std::string ann(const std::string& from, std::set<std::string>& imports) {
     return "list[" + Py<T>::ann(from, imports) + "]";
   }
 };
 template <class T, std::size_t N>
 struct Py<std::array<T, N>> {
-  static std::string spec() { return "(\"array\", " + Py<T>::spec() + ", " + std::to_string(N) + ")"; }
+  static std::string shape() { return "(\"array\", " + Py<T>::shape() + ", " + std::to_string(N) + ")"; }
   static std::string ann(const std::string& from, std::set<std::string>& imports) {
     return "list[" + Py<T>::ann(from, imports) + "]";
   }
 };
 template <class K, class V>
 struct Py<std::map<K, V>> {
-  static std::string spec() { return "(\"map\", " + Py<K>::spec() + ", " + Py<V>::spec() + ")"; }
+  static std::string shape() { return "(\"map\", " + Py<K>::shape() + ", " + Py<V>::shape() + ")"; }
   static std::string ann(const std::string& from, std::set<std::string>& imports) {
     return "dict[" + Py<K>::ann(from, imports) + ", " + Py<V>::ann(from, imports) + "]";
   }
@@ -241,7 +241,7 @@ struct Py<R, std::enable_if_t<::navreq::params_json_detail::IsEngineRecord<R>::v
     }
     return EnginePlace(name);
   }
-  static std::string spec() {
+  static std::string shape() {
     const Place p = place();
     return "(\"record\", \"" + p.module + "\", \"" + p.name + "\")";
   }
@@ -256,7 +256,7 @@ ClassOut EngineClass(const Place& place, std::set<std::string>& imports) {
   const R record{};
   record.forEachField([&](const char* name, const auto& member) {
     using M = std::decay_t<decltype(member)>;
-    c.fields.push_back({name, -1, Py<M>::spec(), Py<M>::ann(place.module, imports)});
+    c.fields.push_back({name, -1, Py<M>::shape(), Py<M>::ann(place.module, imports)});
   });
   return c;
 }
@@ -265,7 +265,7 @@ ClassOut StopEventClass(std::set<std::string>& imports) {
   using ::navreq::StopEventAttributes;
   ClassOut c{{"navreq.records", "StopEvent", "StopEvent"}, false, {}};
 #define NAVREQ_GEN_STOP_(NUMBER, MEMBER, TYPE, DEFAULT) \
-  c.fields.push_back({#MEMBER, NUMBER, Py<TYPE>::spec(), Py<TYPE>::ann(c.place.module, imports)});
+  c.fields.push_back({#MEMBER, NUMBER, Py<TYPE>::shape(), Py<TYPE>::ann(c.place.module, imports)});
   NAVREQ_STOP_EVENT_FIELDS(NAVREQ_GEN_STOP_)
 #undef NAVREQ_GEN_STOP_
   return c;
@@ -321,7 +321,7 @@ void WriteModule(const std::filesystem::path& root, const std::string& module, c
     py << "    _wire = " << (c.wire ? "True" : "False") << "\n";
     py << "    _fields = (\n";
     for (const Field& f : c.fields)
-      py << "        (\"" << f.name << "\", " << f.tag << ", " << f.spec << "),\n";
+      py << "        (\"" << f.name << "\", " << f.tag << ", " << f.shape << "),\n";
     py << "    )\n";
     pyi << "\n\nclass " << c.place.name << "(_Record):\n";
     for (const Field& f : c.fields) pyi << "    " << f.name << ": " << f.annotation << "\n";
@@ -348,7 +348,7 @@ int main(int argc, char** argv) {
     m.doc = "Wire records of namespace " + e.place.module.substr(std::string("navreq.records.").size()) + ".";
     ClassOut c{e.place, true, {}};
     for (const FieldInfo& f : *e.info) {
-      c.fields.push_back({f.name, f.tag, Spec(*f.type), Annotation(*f.type, e.place.module, m.imports)});
+      c.fields.push_back({f.name, f.tag, Shape(*f.type), Annotation(*f.type, e.place.module, m.imports)});
     }
     m.classes.push_back(std::move(c));
     // A namespace inside another (navicore.nav) makes the outer one a package.

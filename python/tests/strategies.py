@@ -31,12 +31,12 @@ _float64 = st.one_of(
 _float32 = st.one_of(st.floats(width=32), st.integers(0, 2**32 - 1).map(widen_float32))
 
 
-def for_spec(spec: Tuple[Any, ...], depth: int) -> st.SearchStrategy[Any]:
-    kind = spec[0]
+def for_shape(shape: Tuple[Any, ...], depth: int) -> st.SearchStrategy[Any]:
+    kind = shape[0]
     if kind == "bool":
         return st.booleans()
     if kind == "int":
-        return st.one_of(st.sampled_from([spec[1], spec[2], 0]), st.integers(spec[1], spec[2]))
+        return st.one_of(st.sampled_from([shape[1], shape[2], 0]), st.integers(shape[1], shape[2]))
     if kind == "float32":
         return _float32
     if kind == "float64":
@@ -47,16 +47,16 @@ def for_spec(spec: Tuple[Any, ...], depth: int) -> st.SearchStrategy[Any]:
         return st.binary(max_size=16)
     size = 2 if depth < 3 else 0
     if kind == "list":
-        return st.lists(for_spec(spec[1], depth + 1), max_size=size)
+        return st.lists(for_shape(shape[1], depth + 1), max_size=size)
     if kind == "array":
-        return st.lists(for_spec(spec[1], depth + 1), min_size=spec[2], max_size=spec[2])
+        return st.lists(for_shape(shape[1], depth + 1), min_size=shape[2], max_size=shape[2])
     if kind == "map":
-        return st.dictionaries(for_spec(spec[1], depth + 1), for_spec(spec[2], depth + 1), max_size=size)
+        return st.dictionaries(for_shape(shape[1], depth + 1), for_shape(shape[2], depth + 1), max_size=size)
     if kind == "record":
-        return record_dicts(_resolve(spec[1], spec[2]), depth + 1)
-    raise AssertionError(spec)
+        return record_dicts(_resolve(shape[1], shape[2]), depth + 1)
+    raise AssertionError(shape)
 
 
 def record_dicts(cls: Type[Record], depth: int = 0) -> st.SearchStrategy[Dict[str, Any]]:
     """Dicts of some of the record's fields (the others keep their defaults)."""
-    return st.fixed_dictionaries({}, optional={name: for_spec(spec, depth) for name, _tag, spec in cls._fields})
+    return st.fixed_dictionaries({}, optional={name: for_shape(shape, depth) for name, _tag, shape in cls._fields})

@@ -77,13 +77,13 @@ def test_exact_values_survive() -> None:
     gps = Gps(timeSeconds=-(2**63), longitude=2**31 - 1)
     assert Gps.from_bytes(gps.to_bytes()).timeSeconds == -(2**63)
     route = CarRouteReq.from_dict({})
-    floats = [name for name, _tag, spec in CarRouteReq._fields if spec[0] == "float32"]
+    floats = [name for name, _tag, shape in CarRouteReq._fields if shape[0] == "float32"]
     assert floats, "CarRouteReq has a float field"
     for value in (-0.0, math.inf, signalling32):
         setattr(route, floats[0], value)
         back = CarRouteReq.from_bytes(route.to_bytes())
         assert bits(getattr(back, floats[0])) == bits(value)
-    doubles = [(c, name) for c in WIRE_RECORDS for name, _tag, spec in c._fields if spec[0] == "float64"]
+    doubles = [(c, name) for c in WIRE_RECORDS for name, _tag, shape in c._fields if shape[0] == "float64"]
     assert doubles, "some record has a double field"
     cls, name = doubles[0]
     for value in (-0.0, -math.inf, signalling64):
@@ -98,7 +98,7 @@ def test_exact_values_survive() -> None:
 
 
 def test_float_equality_is_bitwise() -> None:
-    floats = [name for name, _tag, spec in CarRouteReq._fields if spec[0] == "float32"]
+    floats = [name for name, _tag, shape in CarRouteReq._fields if shape[0] == "float32"]
     a, b, nan, nan2 = CarRouteReq(), CarRouteReq(), CarRouteReq(), CarRouteReq()
     setattr(a, floats[0], 0.0)
     setattr(b, floats[0], -0.0)
@@ -175,6 +175,6 @@ def test_field_names_are_attribute_names() -> None:
 
     taken = set(dir(Record))
     for cls in WIRE_RECORDS + ENGINE_RECORDS:
-        for name, _tag, _spec in cls._fields:
+        for name, _tag, _shape in cls._fields:
             assert name.isidentifier() and not keyword.iskeyword(name), (cls._name, name)
             assert name not in taken and not name.startswith("_"), (cls._name, name)

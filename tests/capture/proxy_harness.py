@@ -168,10 +168,10 @@ def saved_flows(flows: Path) -> List[Any]:
 
 def load_view_module() -> ModuleType:
     """A fresh copy of the view script, imported as mitmproxy imports it (not yet loaded)."""
-    spec = importlib.util.spec_from_file_location("navreq_mitmproxy_under_test", VIEW_SCRIPT)
-    assert spec is not None and spec.loader is not None
-    module = importlib.util.module_from_spec(spec)
-    spec.loader.exec_module(module)
+    found = importlib.util.spec_from_file_location("navreq_mitmproxy_under_test", VIEW_SCRIPT)
+    assert found is not None and found.loader is not None
+    module = importlib.util.module_from_spec(found)
+    found.loader.exec_module(module)
     return module
 
 
